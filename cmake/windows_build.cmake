@@ -1,0 +1,42 @@
+# larkspine.exe and the test programs that run on Windows (or under Wine).
+enable_language(RC)
+include(blake3)
+
+option(LARKSPINE_CHECKED "Library assertions, and a trap where behaviour is undefined" OFF)
+
+add_library(larkspine_core STATIC
+    ${portable_sources}
+    src/app/run.cpp
+    src/app/wide_output.cpp
+    src/engine/byte_verification.cpp
+    src/engine/candidate_pipeline.cpp
+    src/engine/content_hashing.cpp
+    src/engine/scan_driver.cpp
+    src/fs/directory_walk.cpp
+    src/fs/path.cpp
+    src/fs/volume.cpp
+    src/index/index_location.cpp
+    src/report/results_csv.cpp)
+target_include_directories(larkspine_core PUBLIC src)
+target_compile_definitions(larkspine_core PUBLIC
+    UNICODE _UNICODE _WIN32_WINNT=0x0A00 WINVER=0x0A00 NTDDI_VERSION=0x0A000006)
+target_link_libraries(larkspine_core PRIVATE larkspine::blake3)
+larkspine_warnings(larkspine_core)
+if(LARKSPINE_CHECKED)
+  # A Windows target has no sanitizer runtime here, so a finding ends the program where it happens.
+  add_compile_definitions(_GLIBCXX_ASSERTIONS)
+  target_compile_options(larkspine_core PUBLIC
+      -fsanitize=undefined -fsanitize-undefined-trap-on-error)
+endif()
+
+add_executable(larkspine src/app/main.cpp res/larkspine.rc)
+set_source_files_properties(res/larkspine.rc PROPERTIES
+    OBJECT_DEPENDS "${CMAKE_CURRENT_SOURCE_DIR}/res/larkspine.manifest")
+target_link_libraries(larkspine PRIVATE larkspine_core)
+# -municode: the entry point is wmain. Static, so that the one file runs on any machine.
+target_link_options(larkspine PRIVATE -municode -static)
+larkspine_warnings(larkspine)
+
+if(BUILD_TESTING)
+  add_subdirectory(tests)
+endif()

@@ -1,0 +1,129 @@
+#include "app/run.h"
+
+#include "fs/win32_api.h"
+
+#include <exception>
+#include <iostream>
+#include <optional>
+#include <string>
+
+#include "app/banner.h"
+#include "app/options.h"
+#include "engine/scan_driver.h"
+#include "fs/path.h"
+#include "report/results_csv.h"
+
+namespace larkspine {
+namespace {
+
+constexpr const wchar_t* unknown_exception = L"Erreur : exception C++ inconnue.\n";
+
+// Exception messages are narrow; each byte becomes one character.
+std::wstring widen(const char* text) {
+    std::wstring wide;
+    for (; *text != '\0'; ++text)
+        wide.push_back(static_cast<unsigned char>(*text));
+    return wide;
+}
+
+void print_error(const std::exception& error) {
+    std::wcerr << L"Erreur : " << widen(error.what()) << L'\n';
+}
+
+bool is_folder(const std::wstring& path) {
+    const DWORD attributes = GetFileAttributesW(path.c_str());
+    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+}
+
+// Runs the scan; empty when it threw, which has then been reported.
+std::optional<ScanResult> scan_and_report(const ScanOptions& options) {
+    constexpr const wchar_t* unfinished = L"L’analyse n’a pas pu être terminée.\n";
+    ScanProgress progress;
+    try {
+        return scan(options, progress);
+    } catch (const std::exception& error) {
+        std::wcerr << unfinished;
+        print_error(error);
+    } catch (...) {
+        std::wcerr << unfinished << unknown_exception;
+    }
+    return std::nullopt;
+}
+
+std::uint64_t count_duplicates(const std::vector<DuplicateGroup>& groups) {
+    std::uint64_t duplicates = 0;
+    for (const DuplicateGroup& group : groups)
+        if (group.size() >= 2)
+            duplicates += group.size() - 1;
+    return duplicates;
+}
+
+void print_summary(const ScanResult& result, const std::wstring& report) {
+    const std::uint64_t duplicates = count_duplicates(result.groups);
+    std::wcout << L"Analyse terminée.\n\n"
+               << L"Documents détectés : " << result.statistics.files << L'\n';
+    if (duplicates == 0)
+        std::wcout << L"Aucun doublon trouvé.\n";
+    else
+        std::wcout << L"Doublons trouvés : " << duplicates << L'\n';
+    std::wcout << L"Résultats enregistrés dans :\n" << strip_long_path_prefix(report) << L'\n';
+}
+
+void show_cursor() {
+    const HANDLE console = GetStdHandle(STD_OUTPUT_HANDLE);
+    CONSOLE_CURSOR_INFO cursor = {};
+    if (console == nullptr || console == INVALID_HANDLE_VALUE ||
+        !GetConsoleCursorInfo(console, &cursor))
+        return;
+    cursor.bVisible = TRUE;
+    SetConsoleCursorInfo(console, &cursor);
+}
+
+}  // namespace
+
+int run(int argc, const wchar_t* const* argv) {
+    std::wcout << banner_text() << std::flush;
+
+    std::optional<ScanOptions> options = parse_options(argc, argv);
+    if (!options) {
+        std::wcerr << L"Les paramètres fournis ne sont pas valides.\n";
+        return exit_invalid_parameters;
+    }
+    options->root = to_long_path(options->root);
+    if (!is_folder(options->root)) {
+        std::wcerr << L"Impossible d’accéder au dossier sélectionné.\n";
+        return exit_folder_not_accessible;
+    }
+
+    const std::optional<ScanResult> result = scan_and_report(*options);
+    if (!result)
+        return exit_exception;
+
+    const std::optional<std::wstring> report = results_file_path();
+    if (!report || !write_results_csv(*report, result->groups)) {
+        std::wcerr << L"Impossible d’enregistrer les résultats.\n";
+        return exit_report_not_written;
+    }
+    print_summary(*result, *report);
+    return exit_success;
+}
+
+int run_and_report(int argc, const wchar_t* const* argv) {
+    constexpr const wchar_t* unfinished = L"Larkspine n’a pas pu terminer l’opération.\n";
+    int code = exit_exception;
+    try {
+        code = run(argc, argv);
+    } catch (const std::exception& error) {
+        show_cursor();
+        std::wcerr << unfinished;
+        print_error(error);
+    } catch (...) {
+        show_cursor();
+        std::wcerr << unfinished << unknown_exception;
+    }
+    std::wcout.flush();
+    std::wcerr.flush();
+    return code;
+}
+
+}  // namespace larkspine

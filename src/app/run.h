@@ -1,0 +1,22 @@
+// One run, from the command line to the exit code. All text goes through std::wcout and std::wcerr,
+// which the caller has made able to carry it (wide_output). Called on the main thread.
+#pragma once
+
+namespace larkspine {
+
+// The outcomes, told apart by exit code alone.
+inline constexpr int exit_success = 0;
+inline constexpr int exit_invalid_parameters = 1;
+inline constexpr int exit_folder_not_accessible = 2;
+inline constexpr int exit_exception = 3;
+inline constexpr int exit_report_not_written = 4;
+
+// Banner, options, scan, report, summary. Returns the exit code of a normal outcome, or
+// exit_exception when the scan threw; exceptions from anywhere else escape.
+[[nodiscard]] int run(int argc, const wchar_t* const* argv);
+
+// run(), with whatever escapes it turned into a message on the error stream and exit_exception,
+// with the console cursor visible again. Both streams are flushed.
+[[nodiscard]] int run_and_report(int argc, const wchar_t* const* argv);
+
+}  // namespace larkspine

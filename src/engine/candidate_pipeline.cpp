@@ -1,0 +1,124 @@
+#include "engine/candidate_pipeline.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <optional>
+#include <unordered_map>
+#include <utility>
+
+#include "engine/byte_verification.h"
+#include "engine/content_hashing.h"
+#include "engine/file_identity.h"
+#include "fs/path.h"
+#include "fs/volume.h"
+
+namespace larkspine::detail {
+namespace {
+
+using IdentityBuckets =
+    std::unordered_map<FileIdentity, std::vector<FileCandidate*>, FileIdentityHash>;
+using DigestBuckets =
+    std::unordered_map<blake3_digest, std::vector<FileCandidate*>, blake3_digest_hash>;
+
+bool candidate_less(const FileCandidate* a, const FileCandidate* b) noexcept {
+    return path_less(a->path, b->path);
+}
+
+// Buckets the candidates by their digest of `stage`, keeping their order; those that could not be
+// hashed are left out.
+DigestBuckets bucket_by_digest(std::span<FileCandidate* const> candidates, hash_stage stage,
+                               worker_pool& pool, ScanStatistics& statistics) {
+    const std::vector<std::optional<blake3_digest>> digests =
+        hash_candidates_parallel(candidates, stage, pool, statistics);
+    DigestBuckets buckets;
+    for (std::size_t i = 0; i < candidates.size(); ++i)
+        if (digests[i])
+            buckets[*digests[i]].push_back(candidates[i]);
+    return buckets;
+}
+
+}  // namespace
+
+std::vector<FileCandidate*> collapse_hardlinks(std::span<FileCandidate* const> candidates,
+                                               ScanStatistics& statistics) {
+    std::vector<FileCandidate*> survivors;
+    survivors.reserve(candidates.size());
+    IdentityBuckets buckets;
+    for (FileCandidate* candidate : candidates) {
+        if (!candidate->has_file_id && !read_identity(*candidate)) {
+            survivors.push_back(candidate);
+            continue;
+        }
+        buckets[identity_of(*candidate)].push_back(candidate);
+    }
+    for (auto& [identity, names] : buckets) {
+        if (names.size() > 1) {
+            ++statistics.hardlink_groups;
+            statistics.hardlinks_collapsed += names.size() - 1;
+        }
+        survivors.push_back(*std::min_element(names.begin(), names.end(), candidate_less));
+    }
+    std::sort(survivors.begin(), survivors.end(), candidate_less);
+    return survivors;
+}
+
+void emit_group(std::span<FileCandidate* const> candidates, std::uint64_t size,
+                std::vector<DuplicateGroup>& results, ScanProgress& progress) {
+    if (candidates.size() < 2)
+        return;
+    DuplicateGroup group;
+    group.reserve(candidates.size());
+    for (const FileCandidate* candidate : candidates)
+        group.push_back({strip_long_path_prefix(candidate->path), size});
+    std::sort(group.begin(), group.end(), [](const DuplicateEntry& a, const DuplicateEntry& b) {
+        return path_less(a.path, b.path);
+    });
+    progress.duplicates += group.size() - 1;
+    results.push_back(std::move(group));
+}
+
+void split_by_content(std::span<FileCandidate* const> bucket, std::uint64_t size, bool verify_bytes,
+                      std::vector<DuplicateGroup>& results, ScanProgress& progress,
+                      ScanStatistics& statistics) {
+    if (!verify_bytes) {
+        emit_group(bucket, size, results, progress);
+        return;
+    }
+    std::vector<std::vector<FileCandidate*>> classes;
+    for (FileCandidate* candidate : bucket) {
+        const auto match = std::find_if(classes.begin(), classes.end(), [&](const auto& members) {
+            ++statistics.byte_comparisons;
+            return files_identical(members.front()->path, candidate->path);
+        });
+        if (match != classes.end())
+            match->push_back(candidate);
+        else
+            classes.push_back({candidate});
+    }
+    for (const std::vector<FileCandidate*>& members : classes)
+        emit_group(members, size, results, progress);
+}
+
+void process_size_group(std::uint64_t size, std::span<FileCandidate* const> candidates,
+                        worker_pool& pool, bool verify_bytes, ScanStatistics& statistics,
+                        std::vector<DuplicateGroup>& results, ScanProgress& progress) {
+    const std::vector<FileCandidate*> survivors = collapse_hardlinks(candidates, statistics);
+    if (survivors.size() < 2)
+        return;
+    if (size == 0) {
+        // Empty files have nothing to read: they are the same by definition.
+        statistics.empty_files_grouped += survivors.size();
+        emit_group(survivors, size, results, progress);
+        return;
+    }
+    for (const auto& [sample, alike] :
+         bucket_by_digest(survivors, hash_stage::sample, pool, statistics)) {
+        if (alike.size() < 2)
+            continue;
+        for (const auto& [full, same] : bucket_by_digest(alike, hash_stage::full, pool, statistics))
+            if (same.size() >= 2)
+                split_by_content(same, size, verify_bytes, results, progress, statistics);
+    }
+}
+
+}  // namespace larkspine::detail

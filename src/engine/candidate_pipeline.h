@@ -1,0 +1,38 @@
+// From files of one size to confirmed duplicate groups: hard links collapsed by identity, then
+// samples, then whole contents, then (on request) bytes. Each stage works only on buckets that
+// still hold two candidates or more. Runs on the scan thread; only hashing jobs run on the pool.
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "engine/scan_records.h"
+#include "pool/worker_pool.h"
+
+namespace larkspine::detail {
+
+// Appends to `results` the duplicate groups among `candidates`, which all have `size` bytes.
+// Identities and digests that it learns are written into the candidates. Failures on single files
+// drop those files and are counted; exceptions of hashing jobs pass through.
+void process_size_group(std::uint64_t size, std::span<FileCandidate* const> candidates,
+                        worker_pool& pool, bool verify_bytes, ScanStatistics& statistics,
+                        std::vector<DuplicateGroup>& results, ScanProgress& progress);
+
+// The candidates that are different physical files, sorted by path: of several names of one file
+// only the first in path order stays. Reads and stores the identity of those that have none; a
+// candidate whose identity cannot be read stays.
+[[nodiscard]] std::vector<FileCandidate*> collapse_hardlinks(
+    std::span<FileCandidate* const> candidates, ScanStatistics& statistics);
+
+// The last step for candidates whose full digests agree, in path order: emits them as one group,
+// or, with `verify_bytes`, one group for each class of identical contents.
+void split_by_content(std::span<FileCandidate* const> bucket, std::uint64_t size, bool verify_bytes,
+                      std::vector<DuplicateGroup>& results, ScanProgress& progress,
+                      ScanStatistics& statistics);
+
+// Appends the group of `candidates`, sorted by path; nothing when there are fewer than two.
+void emit_group(std::span<FileCandidate* const> candidates, std::uint64_t size,
+                std::vector<DuplicateGroup>& results, ScanProgress& progress);
+
+}  // namespace larkspine::detail

@@ -1,0 +1,97 @@
+#include "engine/scan_driver.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstddef>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "engine/candidate_pipeline.h"
+#include "engine/size_groups.h"
+#include "fs/directory_walk.h"
+#include "fs/path.h"
+#include "pool/worker_pool.h"
+
+namespace larkspine {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// Whole milliseconds since `start`, truncated.
+std::uint64_t milliseconds_since(Clock::time_point start) {
+    const auto elapsed = std::chrono::duration_cast<std::chrono::nanoseconds>(Clock::now() - start);
+    return static_cast<std::uint64_t>(elapsed.count()) / 1'000'000;
+}
+
+// Fills `snapshot` with what is below the root, from nothing. The counts gathered on the way
+// replace those of the run, so that an attempt that failed leaves no trace; the index phase is over
+// and keeps its own.
+void enumerate_fully(const std::wstring& root, detail::IndexSnapshot& snapshot,
+                     ScanStatistics& statistics, ScanProgress& progress) {
+    ScanStatistics fresh;
+    snapshot = {};
+    snapshot.root = root;
+    if (!walk_directory_tree(root, snapshot.entries, fresh, progress))
+        throw std::runtime_error("root directory is not readable");
+    fresh.index_loaded = statistics.index_loaded;
+    fresh.index_ms = statistics.index_ms;
+    statistics = fresh;
+}
+
+// Narrows the entries of the snapshot to duplicate groups, sorted by their first path.
+std::vector<DuplicateGroup> analyse(detail::IndexSnapshot& snapshot, worker_pool& pool,
+                                    bool verify_bytes, ScanStatistics& statistics,
+                                    ScanProgress& progress) {
+    detail::SizeMap sizes = detail::group_by_size(snapshot.entries);
+    std::uint64_t candidates = 0;
+    for (const auto& [size, members] : sizes)
+        if (members.size() >= 2)
+            candidates += members.size();
+    progress.candidates_total = candidates;
+    progress.candidates_done = 0;
+    progress.phase = ScanPhase::analysing;
+
+    const Clock::time_point start = Clock::now();
+    std::vector<DuplicateGroup> groups;
+    for (const auto& [size, members] : sizes) {
+        if (members.size() < 2)
+            continue;
+        statistics.candidates += members.size();
+        detail::process_size_group(size, members, pool, verify_bytes, statistics, groups, progress);
+        progress.candidates_done += members.size();
+    }
+    std::sort(groups.begin(), groups.end(), [](const DuplicateGroup& a, const DuplicateGroup& b) {
+        return path_less(a.front().path, b.front().path);
+    });
+    statistics.analysis_ms = milliseconds_since(start);
+    return groups;
+}
+
+}  // namespace
+
+ScanResult scan(const ScanOptions& options, ScanProgress& progress) {
+    const Clock::time_point start = Clock::now();
+    const std::wstring root = to_long_path(options.root);
+    worker_pool pool(static_cast<std::size_t>(std::clamp<std::uint64_t>(options.workers, 1, 64)));
+    ScanResult result;
+    ScanStatistics& statistics = result.statistics;
+    detail::IndexSnapshot current;
+
+    const Clock::time_point enumeration_start = Clock::now();
+    enumerate_fully(root, current, statistics, progress);
+    progress.documents = statistics.files;
+    statistics.enumeration_ms = milliseconds_since(enumeration_start);
+    statistics.index_entries = current.entries.size();
+
+    result.groups = analyse(current, pool, options.verify_bytes, statistics, progress);
+
+    statistics.total_ms = milliseconds_since(start);
+    result.failures = statistics.failures;
+    progress.phase = ScanPhase::done;
+    pool.shutdown();
+    return result;
+}
+
+}  // namespace larkspine

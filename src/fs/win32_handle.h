@@ -1,0 +1,49 @@
+// Ownership of Win32 handles: one owner, one empty state, and closing never hides why the caller
+// gave up. A leaf. An owner belongs to one thread at a time.
+#pragma once
+
+#include "fs/win32_api.h"
+
+#include <memory>
+
+namespace larkspine {
+
+struct CloseHandleKeepingError {
+    void operator()(HANDLE handle) const noexcept {
+        const DWORD before = GetLastError();
+        CloseHandle(handle);
+        SetLastError(before);
+    }
+};
+using unique_handle = std::unique_ptr<void, CloseHandleKeepingError>;
+
+// Takes over what CreateFileW returned; empty when the call failed (which it says with -1, not
+// null).
+[[nodiscard]] inline unique_handle own_handle(HANDLE raw) noexcept {
+    return unique_handle(raw == INVALID_HANDLE_VALUE ? nullptr : raw);
+}
+
+struct FindCloseKeepingError {
+    void operator()(HANDLE handle) const noexcept {
+        const DWORD before = GetLastError();
+        FindClose(handle);
+        SetLastError(before);
+    }
+};
+using unique_find_handle = std::unique_ptr<void, FindCloseKeepingError>;
+
+// Takes over what FindFirstFileExW returned; empty when the call failed.
+[[nodiscard]] inline unique_find_handle own_find_handle(HANDLE raw) noexcept {
+    return unique_find_handle(raw == INVALID_HANDLE_VALUE ? nullptr : raw);
+}
+
+// One 64-bit value from the two halves that Win32 hands out.
+[[nodiscard]] constexpr std::uint64_t join_halves(DWORD high, DWORD low) noexcept {
+    return (std::uint64_t{high} << 32) | low;
+}
+
+[[nodiscard]] constexpr std::uint64_t filetime_value(const FILETIME& time) noexcept {
+    return join_halves(time.dwHighDateTime, time.dwLowDateTime);
+}
+
+}  // namespace larkspine

@@ -1,0 +1,157 @@
+#include "report/results_csv.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cstddef>
+#include <cstdint>
+#include <cwchar>
+#include <iterator>
+#include <limits>
+#include <vector>
+
+#include "fs/path.h"
+#include "fs/win32_handle.h"
+
+namespace larkspine {
+namespace {
+
+// 256 KiB: rows are gathered and written in large blocks, never line by line.
+constexpr std::size_t output_buffer_size = 262'144;
+constexpr std::string_view byte_order_mark = "\xEF\xBB\xBF";
+constexpr std::string_view header_line = "Groupe;Statut;Chemin complet;Taille en octets\r\n";
+static_assert(header_line.size() == 47);
+
+bool write_all(HANDLE file, std::string_view bytes) {
+    while (!bytes.empty()) {
+        const auto request = static_cast<DWORD>(
+            std::min<std::size_t>(bytes.size(), std::numeric_limits<DWORD>::max()));
+        DWORD written = 0;
+        if (!WriteFile(file, bytes.data(), request, &written, nullptr) || written == 0 ||
+            written > request)
+            return false;
+        bytes.remove_prefix(written);
+    }
+    return true;
+}
+
+bool entry_less(const DuplicateEntry* a, const DuplicateEntry* b) {
+    return path_less(a->path, b->path);
+}
+
+// A group and its entry whose path is least. Pointers, so that no path is copied for sorting.
+struct RankedGroup {
+    const DuplicateGroup* group;
+    const DuplicateEntry* least;
+};
+
+std::vector<RankedGroup> rank_groups(std::span<const DuplicateGroup> groups) {
+    std::vector<RankedGroup> ranked;
+    ranked.reserve(groups.size());
+    for (const DuplicateGroup& group : groups) {
+        if (group.empty())
+            continue;
+        const DuplicateEntry* least = &group.front();
+        for (const DuplicateEntry& entry : group)
+            if (entry_less(&entry, least))
+                least = &entry;
+        ranked.push_back({&group, least});
+    }
+    std::sort(ranked.begin(), ranked.end(), [](const RankedGroup& a, const RankedGroup& b) {
+        return entry_less(a.least, b.least);
+    });
+    return ranked;
+}
+
+void append_number(std::string& text, std::uint64_t value) {
+    char digits[20];  // 2^64 - 1 has 20
+    const auto end = std::to_chars(std::begin(digits), std::end(digits), value).ptr;
+    text.append(digits, end);
+}
+
+}  // namespace
+
+std::optional<std::wstring> results_file_path() {
+    const DWORD capacity = GetCurrentDirectoryW(0, nullptr);
+    if (capacity == 0)
+        return std::nullopt;
+    std::wstring path(capacity, L'\0');
+    const DWORD length = GetCurrentDirectoryW(capacity, path.data());
+    if (length == 0 || length >= capacity)
+        return std::nullopt;
+    path.resize(length);
+
+    SYSTEMTIME now = {};
+    GetLocalTime(&now);
+    wchar_t name[64];
+    if (std::swprintf(name, std::size(name), L"Fennick_Resultats_%04u-%02u-%02u_%02u-%02u-%02u.csv",
+                      unsigned{now.wYear}, unsigned{now.wMonth}, unsigned{now.wDay},
+                      unsigned{now.wHour}, unsigned{now.wMinute}, unsigned{now.wSecond}) <= 0)
+        return std::nullopt;
+    if (!is_separator(path.back()))
+        path.push_back(L'\\');
+    path.append(name);
+    return path;
+}
+
+std::string csv_quote_utf8(std::wstring_view path) {
+    std::string utf8;
+    const int wide_length = static_cast<int>(path.size());
+    const int length = WideCharToMultiByte(CP_UTF8, WC_ERR_INVALID_CHARS, path.data(), wide_length,
+                                           nullptr, 0, nullptr, nullptr);
+    if (length > 0) {
+        utf8.resize(static_cast<std::size_t>(length));
+        if (WideCharToMultiByte(CP_UTF8, WC_ERR_INVALID_CHARS, path.data(), wide_length,
+                                utf8.data(), length, nullptr, nullptr) != length)
+            utf8.clear();
+    }
+    std::string quoted;
+    quoted.reserve(utf8.size() + 2);
+    quoted.push_back('"');
+    for (const char byte : utf8) {
+        if (byte == '"')
+            quoted.push_back('"');
+        quoted.push_back(byte);
+    }
+    quoted.push_back('"');
+    return quoted;
+}
+
+bool write_results_csv(const std::wstring& path, std::span<const DuplicateGroup> groups) {
+    const unique_handle file =
+        own_handle(CreateFileW(to_long_path(path).c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr,
+                               CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
+    if (!file)
+        return false;
+
+    std::string output;
+    output.reserve(output_buffer_size);
+    output.append(byte_order_mark).append(header_line);
+    std::string line;
+    std::vector<const DuplicateEntry*> entries;
+    std::uint64_t number = 0;
+    for (const RankedGroup& ranked : rank_groups(groups)) {
+        ++number;
+        entries.clear();
+        for (const DuplicateEntry& entry : *ranked.group)
+            entries.push_back(&entry);
+        std::sort(entries.begin(), entries.end(), entry_less);
+        for (std::size_t j = 0; j < entries.size(); ++j) {
+            line.clear();
+            append_number(line, number);
+            line.append(j == 0 ? ";Original;" : ";Doublon;");
+            line.append(csv_quote_utf8(entries[j]->path));
+            line.push_back(';');
+            append_number(line, entries[j]->size);
+            line.append("\r\n");
+            output.append(line);
+            if (output.size() >= output_buffer_size) {
+                if (!write_all(file.get(), output))
+                    return false;
+                output.clear();
+            }
+        }
+    }
+    return write_all(file.get(), output);
+}
+
+}  // namespace larkspine

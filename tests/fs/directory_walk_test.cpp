@@ -1,0 +1,217 @@
+#include "fs/directory_walk.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <gtest/gtest.h>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "fs/win32_handle.h"
+#include "support/temp_tree.h"
+
+namespace larkspine::testing {
+namespace {
+
+using detail::FileCandidate;
+using Paths = std::vector<std::wstring>;
+
+class DirectoryWalkTest : public ::testing::Test {
+  protected:
+    bool walk(const std::wstring& root) {
+        return walk_directory_tree(root, files, statistics, progress);
+    }
+    bool walk() { return walk(tree.root()); }
+
+    // The full paths of the files found, sorted: the order within a folder is the file system's.
+    [[nodiscard]] Paths found() const {
+        Paths paths;
+        for (const FileCandidate& file : files)
+            paths.push_back(file.path);
+        std::sort(paths.begin(), paths.end());
+        return paths;
+    }
+
+    // Makes these files, each holding its own name's length in bytes, and returns their paths
+    // sorted.
+    Paths make_files(const Paths& relative) const {
+        Paths paths;
+        for (const std::wstring& path : relative)
+            paths.push_back(tree.sized_file(path, path.size()));
+        std::sort(paths.begin(), paths.end());
+        return paths;
+    }
+
+    TempTree tree;
+    std::vector<FileCandidate> files;
+    ScanStatistics statistics;
+    ScanProgress progress;
+};
+
+TEST_F(DirectoryWalkTest, AnEmptyRootIsOneFolderWithoutFiles) {
+    EXPECT_TRUE(walk());
+    EXPECT_TRUE(files.empty());
+    EXPECT_EQ(statistics.directories, 1u);
+    EXPECT_EQ(statistics.files, 0u);
+    EXPECT_EQ(statistics.failures, 0u);
+    EXPECT_EQ(statistics.excluded_entries, 0u);
+    EXPECT_EQ(progress.entries_seen, 0u);
+}
+
+TEST_F(DirectoryWalkTest, ARootThatDoesNotExistIsAFailure) {
+    EXPECT_FALSE(walk(tree.path(L"missing")));
+    EXPECT_TRUE(files.empty());
+    EXPECT_EQ(statistics.directories, 1u);
+    EXPECT_EQ(statistics.failures, 1u);
+}
+
+TEST_F(DirectoryWalkTest, ARootThatIsAFileIsAFailure) {
+    EXPECT_FALSE(walk(tree.file(L"a.txt", "a")));
+    EXPECT_TRUE(files.empty());
+    EXPECT_EQ(statistics.failures, 1u);
+}
+
+TEST_F(DirectoryWalkTest, EveryFileBelowTheRootIsFoundOnce) {
+    const Paths made = make_files({L"a", L"b.txt", L"x\\a", L"x\\y\\a", L"x\\y\\z\\c", L"w\\a"});
+    tree.folder(L"empty\\emptier");
+    EXPECT_TRUE(walk());
+    EXPECT_EQ(found(), made);
+    EXPECT_EQ(statistics.files, 6u);
+    EXPECT_EQ(statistics.directories, 7u);
+    EXPECT_EQ(statistics.failures, 0u);
+}
+
+TEST_F(DirectoryWalkTest, EntriesAreFilesAndFoldersAndDocumentsAreFiles) {
+    make_files({L"a", L"x\\a", L"x\\y\\a"});
+    EXPECT_TRUE(walk());
+    EXPECT_EQ(progress.entries_seen, 5u);
+    EXPECT_EQ(progress.documents, 3u);
+}
+
+TEST_F(DirectoryWalkTest, CountersAndFilesAreAddedToThoseOfBefore) {
+    make_files({L"a", L"x\\a"});
+    EXPECT_TRUE(walk());
+    EXPECT_TRUE(walk());
+    EXPECT_EQ(files.size(), 4u);
+    EXPECT_EQ(statistics.files, 4u);
+    EXPECT_EQ(statistics.directories, 4u);
+    EXPECT_EQ(progress.entries_seen, 6u);
+    EXPECT_EQ(progress.documents, 4u);
+}
+
+TEST_F(DirectoryWalkTest, ACandidateCarriesWhatTheListingTells) {
+    const std::wstring path = tree.sized_file(L"inner\\Some Name.TXT", 12'345);
+    WIN32_FILE_ATTRIBUTE_DATA expected = {};
+    ASSERT_NE(GetFileAttributesExW(path.c_str(), GetFileExInfoStandard, &expected), FALSE);
+    EXPECT_TRUE(walk());
+    ASSERT_EQ(files.size(), 1u);
+    const FileCandidate& file = files[0];
+    EXPECT_EQ(file.path, path);
+    EXPECT_EQ(file.name, L"Some Name.TXT");
+    EXPECT_EQ(file.size, 12'345u);
+    EXPECT_EQ(file.attributes, expected.dwFileAttributes);
+    EXPECT_EQ(file.creation_time, filetime_value(expected.ftCreationTime));
+    EXPECT_EQ(file.last_write_time, filetime_value(expected.ftLastWriteTime));
+}
+
+TEST_F(DirectoryWalkTest, FilesOfSizeZeroAreRecorded) {
+    tree.file(L"empty", "");
+    EXPECT_TRUE(walk());
+    ASSERT_EQ(files.size(), 1u);
+    EXPECT_EQ(files[0].size, 0u);
+}
+
+TEST_F(DirectoryWalkTest, HiddenSystemAndReadOnlyFilesAreRecorded) {
+    const Paths made = make_files({L"hidden", L"read only", L"system"});
+    SetFileAttributesW(made[0].c_str(), FILE_ATTRIBUTE_HIDDEN);
+    SetFileAttributesW(made[1].c_str(), FILE_ATTRIBUTE_READONLY);
+    SetFileAttributesW(made[2].c_str(), FILE_ATTRIBUTE_SYSTEM);
+    EXPECT_TRUE(walk());
+    EXPECT_EQ(found(), made);
+}
+
+TEST_F(DirectoryWalkTest, NamesInAnyScriptComeBackUnitByUnit) {
+    const Paths made = make_files({L"\xC9t\xE9 pass\xE9.txt", L"\x6F22\x5B57\\\x65E5\x672C.txt",
+                                   L"\xD83D\xDE00\\\xD83D\xDE01", L"a;b;c.csv", L";", L".hidden",
+                                   L"..double", L" lead", L"a'b&c%d", L"e\x301"});
+    EXPECT_TRUE(walk());
+    EXPECT_EQ(found(), made);
+    for (const FileCandidate& file : files)
+        EXPECT_EQ(file.name, file.path.substr(file.path.rfind(L'\\') + 1));
+}
+
+TEST_F(DirectoryWalkTest, PathsBeyondTwoHundredAndSixtyUnitsAreWalked) {
+    std::wstring deep;
+    for (int level = 0; level < 12; ++level)
+        deep += std::wstring(80, static_cast<wchar_t>(L'a' + level)) + L"\\";
+    const Paths made = make_files({deep + L"end.txt", deep + std::wstring(200, L'n')});
+    ASSERT_GT(made[0].size(), 900u);
+    EXPECT_TRUE(walk());
+    EXPECT_EQ(found(), made);
+    EXPECT_EQ(statistics.directories, 13u);
+}
+
+TEST_F(DirectoryWalkTest, ManyEntriesOfOneFolderAreAllFound) {
+    Paths names;
+    for (int i = 0; i < 1500; ++i)
+        names.push_back(L"file number " + std::to_wstring(i));
+    const Paths made = make_files(names);
+    EXPECT_TRUE(walk());
+    EXPECT_EQ(found(), made);
+}
+
+TEST_F(DirectoryWalkTest, ATrailingBackslashOnTheRootGivesTheSamePaths) {
+    const Paths made = make_files({L"a", L"x\\b"});
+    EXPECT_TRUE(walk(tree.root() + L"\\"));
+    EXPECT_EQ(found(), made);
+}
+
+TEST_F(DirectoryWalkTest, ARootWithoutTheLongPrefixGivesPathsWithoutIt) {
+    tree.file(L"x\\a", "a");
+    EXPECT_TRUE(walk(tree.root().substr(4)));
+    EXPECT_EQ(found(), (Paths{tree.path(L"x\\a").substr(4)}));
+}
+
+TEST_F(DirectoryWalkTest, AnExcludedRootIsCountedAndNotListed) {
+    EXPECT_TRUE(walk(L"\\\\?\\C:\\Windows"));
+    EXPECT_TRUE(files.empty());
+    EXPECT_EQ(statistics.excluded_entries, 1u);
+    EXPECT_EQ(statistics.directories, 0u);
+    EXPECT_EQ(statistics.failures, 0u);
+    EXPECT_EQ(progress.entries_seen, 0u);
+}
+
+TEST_F(DirectoryWalkTest, ARootInsideAnExcludedFolderIsExcludedToo) {
+    EXPECT_TRUE(walk(L"\\\\?\\C:\\Windows\\System32"));
+    EXPECT_TRUE(files.empty());
+    EXPECT_EQ(statistics.excluded_entries, 1u);
+}
+
+TEST_F(DirectoryWalkTest, AFileThatAnotherHoldsForItselfIsRecorded) {
+    const std::wstring path = tree.sized_file(L"held", 70);
+    const unique_handle holder = own_handle(CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE,
+                                                        0, nullptr, OPEN_EXISTING, 0, nullptr));
+    ASSERT_NE(holder, nullptr);
+    EXPECT_TRUE(walk());
+    ASSERT_EQ(files.size(), 1u);
+    EXPECT_EQ(files[0].size, 70u);
+    EXPECT_EQ(statistics.failures, 0u);
+}
+
+TEST_F(DirectoryWalkTest, HardLinksAreRecordedUnderEachOfTheirPaths) {
+    const std::wstring file = tree.file(L"a", "contents");
+    const std::wstring link = tree.hard_link(L"x\\b", file);
+    EXPECT_TRUE(walk());
+    EXPECT_EQ(found(), (Paths{file, link}));
+    EXPECT_EQ(statistics.files, 2u);
+}
+
+TEST_F(DirectoryWalkTest, NoFolderStaysOpenAfterTheWalk) {
+    tree.file(L"x\\a", "a");
+    EXPECT_TRUE(walk());
+    tree.remove_file(L"x\\a");
+    EXPECT_NE(RemoveDirectoryW(tree.path(L"x").c_str()), FALSE);
+}
+
+}  // namespace
+}  // namespace larkspine::testing
