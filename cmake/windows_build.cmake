@@ -12,9 +12,11 @@ add_library(larkspine_core STATIC
     src/engine/candidate_pipeline.cpp
     src/engine/content_hashing.cpp
     src/engine/scan_driver.cpp
+    src/fs/digest_carry_over.cpp
     src/fs/directory_walk.cpp
     src/fs/path.cpp
     src/fs/volume.cpp
+    src/index/index_file.cpp
     src/index/index_location.cpp
     src/report/results_csv.cpp)
 target_include_directories(larkspine_core PUBLIC src)
@@ -39,4 +41,9 @@ larkspine_warnings(larkspine)
 
 if(BUILD_TESTING)
   add_subdirectory(tests)
+endif()
+
+option(LARKSPINE_BENCH "Build the benchmarks" OFF)
+if(LARKSPINE_BENCH)
+  add_subdirectory(bench)
 endif()

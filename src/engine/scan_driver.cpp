@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstddef>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -10,13 +11,16 @@
 
 #include "engine/candidate_pipeline.h"
 #include "engine/size_groups.h"
+#include "fs/digest_carry_over.h"
 #include "fs/directory_walk.h"
 #include "fs/path.h"
+#include "index/index_file.h"
 #include "pool/worker_pool.h"
 
 namespace larkspine {
 namespace {
 
+using detail::IndexSnapshot;
 using Clock = std::chrono::steady_clock;
 
 // Whole milliseconds since `start`, truncated.
@@ -25,25 +29,48 @@ std::uint64_t milliseconds_since(Clock::time_point start) {
     return static_cast<std::uint64_t>(elapsed.count()) / 1'000'000;
 }
 
-// Fills `snapshot` with what is below the root, from nothing. The counts gathered on the way
-// replace those of the run, so that an attempt that failed leaves no trace; the index phase is over
-// and keeps its own.
-void enumerate_fully(const std::wstring& root, detail::IndexSnapshot& snapshot,
-                     ScanStatistics& statistics, ScanProgress& progress) {
+// Fills `snapshot` with what is below the root, from nothing but the digests that `loaded` lends to
+// unchanged files. The counts gathered on the way replace those of the run, so that an attempt that
+// failed leaves no trace; the index phase is over and keeps its own.
+void enumerate_fully(const std::wstring& root, const std::optional<IndexSnapshot>& loaded,
+                     IndexSnapshot& snapshot, ScanStatistics& statistics, ScanProgress& progress) {
     ScanStatistics fresh;
     snapshot = {};
     snapshot.root = root;
     if (!walk_directory_tree(root, snapshot.entries, fresh, progress))
         throw std::runtime_error("root directory is not readable");
+    if (loaded)
+        carry_over_digests(snapshot.entries, *loaded);
     fresh.index_loaded = statistics.index_loaded;
     fresh.index_ms = statistics.index_ms;
     statistics = fresh;
 }
 
+// The index phase: the snapshot of the last run, when it may be used and there is one.
+std::optional<IndexSnapshot> load_snapshot(const std::wstring& root, IndexMode mode,
+                                           ScanStatistics& statistics) {
+    std::optional<IndexSnapshot> loaded;
+    if (mode == IndexMode::disabled)
+        return loaded;
+    const Clock::time_point start = Clock::now();
+    if (mode == IndexMode::use)
+        loaded = load_index(root);
+    statistics.index_loaded = loaded.has_value();
+    statistics.index_ms = milliseconds_since(start);
+    return loaded;
+}
+
+// Saves the snapshot; a failure costs the next run its speed and this one nothing.
+void save_snapshot(const IndexSnapshot& snapshot, ScanStatistics& statistics) {
+    const Clock::time_point start = Clock::now();
+    if (!save_index(snapshot))
+        ++statistics.failures;
+    statistics.write_ms = milliseconds_since(start);
+}
+
 // Narrows the entries of the snapshot to duplicate groups, sorted by their first path.
-std::vector<DuplicateGroup> analyse(detail::IndexSnapshot& snapshot, worker_pool& pool,
-                                    bool verify_bytes, ScanStatistics& statistics,
-                                    ScanProgress& progress) {
+std::vector<DuplicateGroup> analyse(IndexSnapshot& snapshot, worker_pool& pool, bool verify_bytes,
+                                    ScanStatistics& statistics, ScanProgress& progress) {
     detail::SizeMap sizes = detail::group_by_size(snapshot.entries);
     std::uint64_t candidates = 0;
     for (const auto& [size, members] : sizes)
@@ -77,15 +104,21 @@ ScanResult scan(const ScanOptions& options, ScanProgress& progress) {
     worker_pool pool(static_cast<std::size_t>(std::clamp<std::uint64_t>(options.workers, 1, 64)));
     ScanResult result;
     ScanStatistics& statistics = result.statistics;
-    detail::IndexSnapshot current;
+    std::optional<IndexSnapshot> loaded = load_snapshot(root, options.index_mode, statistics);
+    IndexSnapshot current;
 
     const Clock::time_point enumeration_start = Clock::now();
-    enumerate_fully(root, current, statistics, progress);
+    enumerate_fully(root, loaded, current, statistics, progress);
+    loaded.reset();
     progress.documents = statistics.files;
     statistics.enumeration_ms = milliseconds_since(enumeration_start);
     statistics.index_entries = current.entries.size();
 
     result.groups = analyse(current, pool, options.verify_bytes, statistics, progress);
+
+    // What was enumerated afresh always differs from what is stored.
+    if (options.index_mode != IndexMode::disabled)
+        save_snapshot(current, statistics);
 
     statistics.total_ms = milliseconds_since(start);
     result.failures = statistics.failures;

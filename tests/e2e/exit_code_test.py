@@ -1,14 +1,12 @@
 """How runs end: every exit code with its exact messages, and what does not end a run."""
-import contextlib
 import os
-import subprocess
 import unittest
 
 import reference
 from language import EndToEnd
 from mounts import mount, unmount
 from prefix import Prefix, restricted_launcher
-from program import Workspace, exe, required, windows_path, wine, wine_environment
+from program import Workspace, exe, windows_path
 
 INVALID = "Les paramètres fournis ne sont pas valides."
 NOT_ACCESSIBLE = "Impossible d’accéder au dossier sélectionné."
@@ -182,17 +180,6 @@ class FullDiskTest(EndToEnd, unittest.TestCase):
 
 class LockedFileTest(EndToEnd, unittest.TestCase):
     """Files that another program holds open without sharing."""
-
-    @contextlib.contextmanager
-    def locked(self, *names):
-        helper = subprocess.Popen(
-            [wine(), windows_path(required("LARKSPINE_LOCK_FILE_EXE")),
-             *(windows_path(self.root / name) for name in names)],
-            env=wine_environment(), stdin=subprocess.PIPE, stdout=subprocess.PIPE)
-        with helper:
-            self.assertEqual(helper.stdout.readline().strip(), b"locked")
-            yield
-            helper.stdin.close()  # lets go
 
     def test_a_locked_file_drops_out_of_its_group(self):
         for name in ("a", "b", "c"):

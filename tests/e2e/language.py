@@ -1,6 +1,9 @@
 """The words in which the end-to-end tests are written, to be mixed into test cases."""
+import contextlib
+import subprocess
+
 import reference
-from program import Workspace, summary, windows_path
+from program import Workspace, required, summary, windows_path, wine, wine_environment
 
 
 class EndToEnd:
@@ -23,6 +26,18 @@ class EndToEnd:
 
     def scan(self, *options, root=None, **settings):
         return self.work.run(root or self.display, *options, **settings)
+
+    @contextlib.contextmanager
+    def locked(self, *names):
+        # In long form, so that a name may end in a space or a full stop.
+        helper = subprocess.Popen(
+            [wine(), windows_path(required("LARKSPINE_LOCK_FILE_EXE")),
+             *("\\\\?\\" + windows_path(self.root / name) for name in names)],
+            env=wine_environment(), stdin=subprocess.PIPE, stdout=subprocess.PIPE)
+        with helper:
+            self.assertEqual(helper.stdout.readline().strip(), b"locked")
+            yield
+            helper.stdin.close()  # lets go
 
     def assert_rows(self, run, *rows):
         """The run succeeded with exactly these rows: (group, status, path below the root, size)."""

@@ -1,0 +1,94 @@
+#include "fs/digest_carry_over.h"
+
+#include <optional>
+#include <unordered_map>
+
+#include "engine/file_identity.h"
+#include "engine/fnv1a.h"
+#include "fs/path_forms.h"
+#include "fs/volume.h"
+
+namespace larkspine {
+namespace {
+
+using detail::FileCandidate;
+using detail::FileIdentity;
+using detail::FileIdentityHash;
+using detail::IndexSnapshot;
+
+struct ComparisonHash {
+    std::size_t operator()(const ComparisonView& path) const noexcept {
+        std::uint64_t hash = fnv1a_offset_basis;
+        for (std::size_t i = 0; i < path.size(); ++i)
+            hash = (hash ^ static_cast<std::uint16_t>(path.at(i))) * fnv1a_prime;
+        return hash;
+    }
+};
+
+// The previous entry of each path, in comparison form. Null where several entries have one form
+// (folders can be made to tell case apart): the form alone does not say which file it was.
+using PathIndex = std::unordered_map<ComparisonView, const FileCandidate*, ComparisonHash>;
+using IdentityIndex = std::unordered_map<FileIdentity, const FileCandidate*, FileIdentityHash>;
+
+PathIndex index_by_path(const IndexSnapshot& loaded) {
+    PathIndex index;
+    index.reserve(loaded.entries.size());
+    for (const FileCandidate& entry : loaded.entries)
+        if (const auto [place, added] = index.emplace(ComparisonView(entry.path), &entry); !added)
+            place->second = nullptr;
+    return index;
+}
+
+int digest_count(const FileCandidate& entry) {
+    return int{entry.has_sample_digest} + int{entry.has_full_digest};
+}
+
+// Of several names of one file only the one that was kept has been hashed, so that one counts.
+IdentityIndex index_by_identity(const IndexSnapshot& loaded) {
+    IdentityIndex index;
+    for (const FileCandidate& entry : loaded.entries) {
+        if (!entry.has_file_id)
+            continue;
+        const FileCandidate*& known = index[detail::identity_of(entry)];
+        if (known == nullptr || digest_count(entry) > digest_count(*known))
+            known = &entry;
+    }
+    return index;
+}
+
+void inherit(FileCandidate& entry, const FileCandidate& previous) {
+    if (entry.size != previous.size || entry.creation_time != previous.creation_time ||
+        entry.last_write_time != previous.last_write_time)
+        return;
+    entry.volume_serial = previous.volume_serial;
+    entry.file_id = previous.file_id;
+    entry.has_file_id = previous.has_file_id;
+    entry.sample_digest = previous.sample_digest;
+    entry.full_digest = previous.full_digest;
+    entry.has_sample_digest = previous.has_sample_digest;
+    entry.has_full_digest = previous.has_full_digest;
+}
+
+}  // namespace
+
+void carry_over_digests(std::vector<FileCandidate>& fresh, const IndexSnapshot& loaded) {
+    const PathIndex by_path = index_by_path(loaded);
+    // Made when the first moved or new file asks for it: an unchanged tree never does.
+    std::optional<IdentityIndex> by_identity;
+    for (FileCandidate& entry : fresh) {
+        const auto known = by_path.find(ComparisonView(entry.path));
+        if (known != by_path.end() && known->second != nullptr) {
+            inherit(entry, *known->second);
+            continue;
+        }
+        if (!read_identity(entry))
+            continue;
+        if (!by_identity)
+            by_identity = index_by_identity(loaded);
+        const auto same_file = by_identity->find(detail::identity_of(entry));
+        if (same_file != by_identity->end())
+            inherit(entry, *same_file->second);
+    }
+}
+
+}  // namespace larkspine

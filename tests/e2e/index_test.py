@@ -1,0 +1,192 @@
+"""Runs that remember: what the index saves the next run, and what it must never cost."""
+import os
+import shutil
+import struct
+import subprocess
+import unittest
+
+import reference
+import tree
+from language import EndToEnd
+from program import exe, windows_path, wine, wine_environment
+
+MAGIC = b"LRKIDX01"
+
+
+class IndexCase(EndToEnd):
+    """Scans with one index folder that all runs of a test share."""
+
+    def setUp(self):
+        super().setUp()
+        self.index_folder = self.work.new_folder("index-kept")
+
+    def scan(self, *options, **settings):
+        environment = {"LARKSPINE_INDEX_DIRECTORY": windows_path(self.index_folder)}
+        environment.update(settings.pop("environment", {}))
+        return super().scan(*options, environment=environment, **settings)
+
+    def index_files(self):
+        return sorted(path.name for path in self.index_folder.iterdir())
+
+    def index_path(self):
+        (name,) = self.index_files()
+        self.assertRegex(name, r"^index-[0-9a-f]{16}\.lsi$")
+        return self.index_folder / name
+
+    def pair(self):
+        self.file("a", b"same contents")
+        self.file("b", b"same contents")
+        self.file("c", b"alone")
+        return ((1, "Original", "a", 13), (1, "Doublon", "b", 13))
+
+
+class SecondRunTest(IndexCase, unittest.TestCase):
+    def test_the_second_run_opens_no_unchanged_file_and_reports_the_same(self):
+        tree.generate(self.root, self.work.new_folder("outside"))
+        expected = reference.scan(self.root, self.display)
+        first = self.scan()
+        self.assert_reports(first, expected)
+        # Held without sharing, a candidate that were opened would drop out of its group.
+        candidates = [path.removeprefix(self.display + "\\").replace("\\", "/")
+                      for _, paths in expected.groups for path in paths][::7]
+        with self.locked(*candidates):
+            second = self.scan()
+        self.assert_reports(second, expected)
+        self.assertEqual(second.report, first.report)
+
+    def test_a_rewritten_file_is_hashed_again(self):
+        rows = self.pair()
+        self.assert_rows(self.scan(), *rows)
+        self.file("b", b"SAME CONTENTS")
+        self.assert_rows(self.scan())
+        self.file("b", b"same contents")
+        self.assert_rows(self.scan(), *rows)
+
+    def test_a_moved_file_is_recognised_by_its_identity(self):
+        self.pair()
+        self.scan()
+        (self.root / "sub").mkdir()
+        os.rename(self.root / "a", self.root / "sub" / "moved")
+        before = self.index_path().read_bytes()
+        self.assert_rows(self.scan(), (1, "Original", "b", 13), (1, "Doublon", "sub\\moved", 13))
+        after = self.index_path().read_bytes()
+        self.assertNotEqual(before, after)
+        # Now that the new path is known, nothing needs to be opened.
+        with self.locked("b", "sub/moved"):
+            self.assert_rows(self.scan(), (1, "Original", "b", 13),
+                             (1, "Doublon", "sub\\moved", 13))
+
+    def test_a_new_copy_and_a_deleted_one_change_the_report(self):
+        self.pair()
+        self.scan()
+        self.file("d", b"same contents")
+        os.unlink(self.root / "a")
+        self.assert_rows(self.scan(), (1, "Original", "b", 13), (1, "Doublon", "d", 13))
+
+
+class IndexFileTest(IndexCase, unittest.TestCase):
+    def test_a_run_leaves_one_index_that_names_its_root_and_entries(self):
+        self.pair()
+        self.scan()
+        stored = self.index_path().read_bytes()
+        root = "\\\\?\\" + self.display
+        self.assertEqual(stored[:8], MAGIC)
+        version, journal_valid, journal, usn, count, length = struct.unpack_from("<IBQqQI", stored, 8)
+        self.assertEqual((version, journal_valid, journal, usn, count, length),
+                         (1, 0, 0, 0, 3, len(root)))
+        self.assertEqual(stored[41:41 + 2 * length].decode("utf-16le"), root)
+
+    def test_the_file_is_named_by_the_hash_of_the_folded_root(self):
+        self.pair()
+        self.scan()
+        value = 0xcbf29ce484222325
+        key = "\\\\?\\" + self.display
+        key = "".join(unit.lower() if unit.isascii() else unit for unit in key)
+        for byte in key.encode("utf-16le"):
+            value = (value ^ byte) * 0x100000001b3 % 2**64
+        self.assertEqual(self.index_path().name, f"index-{value:016x}.lsi")
+
+    def test_without_the_option_no_index_is_made_and_an_old_one_is_left_alone(self):
+        rows = self.pair()
+        self.assert_rows(self.scan("--no-index"), *rows)
+        self.assertEqual(self.index_files(), [])
+        self.scan()
+        kept = self.index_path().read_bytes()
+        self.file("d", b"alone too")
+        self.assert_rows(self.scan("--no-index"), *rows)
+        self.assertEqual(self.index_path().read_bytes(), kept)
+
+    def test_rebuilding_reads_every_candidate_again_and_saves(self):
+        rows = self.pair()
+        self.scan()
+        self.assert_rows(self.scan("--rebuild-index"), *rows)
+        with self.locked("a"):
+            self.assert_rows(self.scan("--rebuild-index"))
+        self.assert_rows(self.scan(), *rows)
+
+    def test_a_damaged_foreign_cut_or_future_index_is_the_same_as_none(self):
+        rows = self.pair()
+        self.scan()
+        path = self.index_path()
+        good = path.read_bytes()
+        for name, damaged in {
+                "empty": b"", "seven bytes": good[:7], "foreign": b"PK\3\4" + good[4:],
+                "future": good[:8] + struct.pack("<I", 2) + good[12:], "cut": good[:-1],
+                "extended": good + b"\0", "count": good[:29] + struct.pack("<Q", 99_999_999) + good[37:],
+                "too large a count": good[:29] + struct.pack("<Q", 100_000_001) + good[37:],
+                "root length": good[:37] + struct.pack("<I", 32_769) + good[41:],
+                "noise": bytes(range(256)) * 40}.items():
+            with self.subTest(name):
+                path.write_bytes(damaged)
+                self.assert_rows(self.scan(), *rows)
+                self.assertEqual(path.read_bytes()[:41], good[:41])
+
+    def test_another_spelling_of_the_root_uses_the_same_index(self):
+        self.pair()
+        self.scan()
+        self.scan(root=self.display.replace("\\", "/") + "/")
+        self.scan(root="z:" + self.display[2:].upper())
+        self.index_path()
+
+    def test_an_index_folder_that_cannot_be_made_costs_the_index_alone(self):
+        rows = self.pair()
+        missing = {"LARKSPINE_INDEX_DIRECTORY": windows_path(self.work.path / "no" / "such")}
+        for _ in range(2):
+            self.assert_rows(self.scan(environment=missing), *rows)
+        self.assertFalse((self.work.path / "no").exists())
+
+    def test_an_index_that_cannot_be_replaced_stays_and_the_run_succeeds(self):
+        rows = self.pair()
+        self.scan()
+        path = self.index_path()
+        shutil.copy(path, self.work.path / "copy")
+        path.unlink()
+        path.mkdir()  # a folder in its place refuses the rename
+        self.assert_rows(self.scan(), *rows)
+        self.assertEqual(self.index_files(), [path.name])
+
+    def test_a_leftover_temporary_file_is_never_read(self):
+        rows = self.pair()
+        self.scan()
+        leftover = self.index_folder / (self.index_path().name + ".tmp-1")
+        leftover.write_bytes(b"half")
+        self.assert_rows(self.scan(), *rows)
+        self.assertEqual(leftover.read_bytes(), b"half")
+
+    def test_two_runs_at_once_both_succeed_and_leave_a_whole_index(self):
+        rows = self.pair()
+        environment = wine_environment()
+        environment["LARKSPINE_INDEX_DIRECTORY"] = windows_path(self.index_folder)
+        for _ in range(5):
+            running = [subprocess.Popen([wine(), exe(), self.display], env=environment,
+                                        cwd=self.work.new_folder("run"), stdin=subprocess.DEVNULL,
+                                        stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+                       for _ in range(2)]
+            self.assertEqual([process.wait(60) for process in running], [0, 0])
+            with self.locked("a", "b"):
+                self.assert_rows(self.scan(), *rows)
+        self.index_path()
+
+
+if __name__ == "__main__":
+    unittest.main()

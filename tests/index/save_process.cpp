@@ -1,0 +1,81 @@
+// A process that saves an index, for tests that watch it from outside.
+//
+//   save_process kill N       ends itself, as a killed process does, before the N-th of the save's
+//                             system calls (from 0); exit code 9. With fewer calls than that: 0.
+//   save_process repeat N T   saves N times a snapshot whose files are named after T; 0 when a save
+//                             succeeded, 1 when none did. The system may refuse a rename onto a
+//                             file that another process is renaming at that instant.
+//
+// The index goes where the environment says.
+#include "fs/win32_api.h"
+
+#include <string>
+
+#include "index/index_file.h"
+#include "support/failing_steps.h"
+#include "support/import_replacement.h"
+#include "support/snapshots.h"
+
+namespace {
+
+using namespace larkspine;
+using namespace larkspine::testing;
+
+// Counts a call and, when it is the chosen one, never makes it.
+void step(FailingSteps& steps) {
+    if (steps.fails())
+        TerminateProcess(GetCurrentProcess(), 9);
+}
+
+int killed_at(std::size_t call) {
+    static FailingSteps steps(call);
+    hooks().CreateFileW = [](auto... a) {
+        step(steps);
+        return real_imports().CreateFileW(a...);
+    };
+    hooks().WriteFile = [](HANDLE file, LPCVOID bytes, DWORD count, LPDWORD written,
+                           LPOVERLAPPED overlapped) {
+        step(steps);
+        // In pieces, so that the process can also end in the middle of the contents.
+        const DWORD piece = count < 100 ? count : 100;
+        return real_imports().WriteFile(file, bytes, piece, written, overlapped);
+    };
+    hooks().FlushFileBuffers = [](HANDLE file) {
+        step(steps);
+        return real_imports().FlushFileBuffers(file);
+    };
+    hooks().CloseHandle = [](HANDLE handle) {
+        step(steps);
+        return real_imports().CloseHandle(handle);
+    };
+    hooks().MoveFileExW = [](auto... a) {
+        step(steps);
+        return real_imports().MoveFileExW(a...);
+    };
+    return save_index(snapshot_of(L"\\\\?\\D:\\Photos",
+                                  {full_entry(L"\\\\?\\D:\\Photos\\new.txt", L"new.txt")}))
+               ? 0
+               : 1;
+}
+
+int repeated(int times, const std::wstring& tag) {
+    detail::IndexSnapshot snapshot;
+    snapshot.root = L"\\\\?\\D:\\Photos";
+    for (int i = 0; i < 2'000; ++i)
+        snapshot.entries.push_back(
+            walked_file(L"\\\\?\\D:\\Photos\\" + tag + std::to_wstring(i), 1));
+    int saved = 0;
+    for (int i = 0; i < times; ++i)
+        saved += save_index(snapshot) ? 1 : 0;
+    return saved > 0 ? 0 : 1;
+}
+
+}  // namespace
+
+int wmain(int argc, wchar_t** argv) {
+    if (argc == 3 && argv[1] == std::wstring(L"kill"))
+        return killed_at(std::stoul(argv[2]));
+    if (argc == 4 && argv[1] == std::wstring(L"repeat"))
+        return repeated(std::stoi(argv[2]), argv[3]);
+    return 2;
+}
