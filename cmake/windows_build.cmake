@@ -6,7 +6,11 @@ option(LARKSPINE_CHECKED "Library assertions, and a trap where behaviour is unde
 
 add_library(larkspine_core STATIC
     ${portable_sources}
+    src/app/console_pause.cpp
+    src/app/fatal_fault.cpp
+    src/app/progress_display.cpp
     src/app/run.cpp
+    src/app/statistics_report.cpp
     src/app/wide_output.cpp
     src/engine/byte_verification.cpp
     src/engine/candidate_pipeline.cpp

@@ -8,7 +8,10 @@
 #include <string>
 
 #include "app/banner.h"
+#include "app/console_pause.h"
 #include "app/options.h"
+#include "app/progress_display.h"
+#include "app/statistics_report.h"
 #include "engine/scan_driver.h"
 #include "fs/path.h"
 #include "report/results_csv.h"
@@ -35,16 +38,23 @@ bool is_folder(const std::wstring& path) {
     return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
 }
 
-// Runs the scan; empty when it threw, which has then been reported.
+// Runs the scan under the progress display; empty when it threw, which has then been reported below
+// the block.
 std::optional<ScanResult> scan_and_report(const ScanOptions& options) {
     constexpr const wchar_t* unfinished = L"L’analyse n’a pas pu être terminée.\n";
     ScanProgress progress;
+    ProgressDisplay display;
+    display.start(progress);
     try {
-        return scan(options, progress);
+        ScanResult result = scan(options, progress);
+        display.stop();
+        return result;
     } catch (const std::exception& error) {
+        display.stop();
         std::wcerr << unfinished;
         print_error(error);
     } catch (...) {
+        display.stop();
         std::wcerr << unfinished << unknown_exception;
     }
     return std::nullopt;
@@ -69,28 +79,17 @@ void print_summary(const ScanResult& result, const std::wstring& report) {
     std::wcout << L"Résultats enregistrés dans :\n" << strip_long_path_prefix(report) << L'\n';
 }
 
-void show_cursor() {
-    const HANDLE console = GetStdHandle(STD_OUTPUT_HANDLE);
-    CONSOLE_CURSOR_INFO cursor = {};
-    if (console == nullptr || console == INVALID_HANDLE_VALUE ||
-        !GetConsoleCursorInfo(console, &cursor))
-        return;
-    cursor.bVisible = TRUE;
-    SetConsoleCursorInfo(console, &cursor);
-}
-
 }  // namespace
 
 int run(int argc, const wchar_t* const* argv) {
     std::wcout << banner_text() << std::flush;
 
-    std::optional<ScanOptions> options = parse_options(argc, argv);
+    const std::optional<ScanOptions> options = parse_options(argc, argv);
     if (!options) {
         std::wcerr << L"Les paramètres fournis ne sont pas valides.\n";
         return exit_invalid_parameters;
     }
-    options->root = to_long_path(options->root);
-    if (!is_folder(options->root)) {
+    if (!is_folder(to_long_path(options->root))) {
         std::wcerr << L"Impossible d’accéder au dossier sélectionné.\n";
         return exit_folder_not_accessible;
     }
@@ -105,6 +104,8 @@ int run(int argc, const wchar_t* const* argv) {
         return exit_report_not_written;
     }
     print_summary(*result, *report);
+    if (options->show_stats)
+        print_statistics(result->statistics);
     return exit_success;
 }
 
@@ -114,15 +115,14 @@ int run_and_report(int argc, const wchar_t* const* argv) {
     try {
         code = run(argc, argv);
     } catch (const std::exception& error) {
-        show_cursor();
+        show_console_cursor();
         std::wcerr << unfinished;
         print_error(error);
     } catch (...) {
-        show_cursor();
+        show_console_cursor();
         std::wcerr << unfinished << unknown_exception;
     }
-    std::wcout.flush();
-    std::wcerr.flush();
+    flush_and_pause();
     return code;
 }
 

@@ -41,6 +41,9 @@ bool write_bytes(HANDLE handle, std::string_view bytes) {
 }  // namespace
 
 WideOutputBuffer::WideOutputBuffer(HANDLE handle) : handle_(handle), console_(is_console(handle)) {
+    // All that a full buffer can become, so that no write allocates, not even in the destructor.
+    if (!console_)
+        utf8_.reserve(3 * units_.size());
     setp(units_.data(), units_.data() + units_.size());
 }
 

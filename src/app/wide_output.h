@@ -2,8 +2,9 @@
 // code page, and UTF-8 bytes on a file or a pipe. The runtime's own wide streams do neither: in the
 // C locale they stop at the first character outside ASCII.
 //
-// A surrogate pair is never handed over in two system calls, whatever the pieces in which it was
-// inserted. Each buffer belongs to one stream and so to one thread at a time.
+// A surrogate pair is never split between two writes, whatever the pieces in which it was inserted;
+// only a system that takes less than it was given can split one. Each buffer belongs to one stream
+// and so to one thread at a time.
 #pragma once
 
 #include "fs/win32_api.h"

@@ -13,8 +13,9 @@
 namespace larkspine::detail {
 
 // Appends to `results` the duplicate groups among `candidates`, which all have `size` bytes.
-// Identities and digests that it learns are written into the candidates. Failures on single files
-// drop those files and are counted; exceptions of hashing jobs pass through.
+// Identities and digests that it learns are written into the candidates. A file that cannot be
+// hashed is dropped and counted, one that cannot be compared only dropped; exceptions of hashing
+// jobs pass through.
 void process_size_group(std::uint64_t size, std::span<FileCandidate* const> candidates,
                         worker_pool& pool, bool verify_bytes, ScanStatistics& statistics,
                         std::vector<DuplicateGroup>& results, ScanProgress& progress);

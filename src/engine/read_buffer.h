@@ -25,6 +25,7 @@ struct alignas(32) ReadBuffer {
 class ThreadReadBuffer {
   public:
     ThreadReadBuffer() noexcept : index_(FlsAlloc(&release)) {}
+    ~ThreadReadBuffer() = default;  // the index is kept: threads may still end after this
     ThreadReadBuffer(const ThreadReadBuffer&) = delete;
     ThreadReadBuffer& operator=(const ThreadReadBuffer&) = delete;
 

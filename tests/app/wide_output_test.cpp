@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "fs/win32_handle.h"
+#include "support/headless_console.h"
 #include "support/temp_tree.h"
 
 namespace larkspine::testing {
@@ -232,26 +233,6 @@ TEST_P(UnusableHandleTest, TakesNothingWithoutComplaint) {
 INSTANTIATE_TEST_SUITE_P(NullAndInvalid, UnusableHandleTest,
                          ::testing::Values(nullptr, INVALID_HANDLE_VALUE));
 
-// Takes the three standard handles away and puts them back. A new console fills empty places and
-// closes what stands there when it is given up, which must not be the program's own output.
-class StandardHandlesAside {
-  public:
-    StandardHandlesAside() { set(nullptr, nullptr, nullptr); }
-    ~StandardHandlesAside() { set(input_, output_, error_); }
-    StandardHandlesAside(const StandardHandlesAside&) = delete;
-    StandardHandlesAside& operator=(const StandardHandlesAside&) = delete;
-
-  private:
-    static void set(HANDLE input, HANDLE output, HANDLE error) {
-        SetStdHandle(STD_INPUT_HANDLE, input);
-        SetStdHandle(STD_OUTPUT_HANDLE, output);
-        SetStdHandle(STD_ERROR_HANDLE, error);
-    }
-    HANDLE input_ = GetStdHandle(STD_INPUT_HANDLE);
-    HANDLE output_ = GetStdHandle(STD_OUTPUT_HANDLE);
-    HANDLE error_ = GetStdHandle(STD_ERROR_HANDLE);
-};
-
 TEST(WideStandardStreamsTest, OutputAndErrorsGoToTheirOwnHandlesAsUtf8) {
     const StandardHandlesAside aside;
     const Pipe output;
@@ -271,48 +252,25 @@ TEST(WideStandardStreamsTest, OutputAndErrorsGoToTheirOwnHandlesAsUtf8) {
 // pipe or a file and stays there.
 class WideConsoleOutputTest : public ::testing::TestWithParam<UINT> {
   protected:
-    static constexpr DWORD columns = 80;
-
-    static void SetUpTestSuite() {
-        DWORD mode = 0;
-        if (GetConsoleMode(GetStdHandle(STD_OUTPUT_HANDLE), &mode))
-            return;  // the console that would be given up carries the program's own output
-        const StandardHandlesAside aside;
-        FreeConsole();
-        has_console_ = AllocConsole() != FALSE;
-    }
-    static void TearDownTestSuite() {
-        const StandardHandlesAside aside;
-        if (has_console_)
-            FreeConsole();
-    }
+    static void SetUpTestSuite() { console_ = std::make_unique<HeadlessConsole>(); }
+    static void TearDownTestSuite() { console_.reset(); }
 
     void SetUp() override {
-        if (!has_console_)
+        if (!console_->available())
             GTEST_SKIP() << "no console of its own can be had here";
-        screen_ = own_handle(CreateConsoleScreenBuffer(GENERIC_READ | GENERIC_WRITE,
-                                                       FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
-                                                       CONSOLE_TEXTMODE_BUFFER, nullptr));
-        ASSERT_NE(screen_, nullptr);
+        screen_ = std::make_unique<ScreenBuffer>();
         ASSERT_TRUE(SetConsoleOutputCP(GetParam()));
     }
 
     void write(const std::wstring& text) {
-        WideOutputBuffer buffer(screen_.get());
+        WideOutputBuffer buffer(screen_->handle());
         std::wostream(&buffer) << text;
     }
-    // The text of one row without the blanks after it.
-    std::wstring row(SHORT number) const {
-        std::wstring text(columns, L'\0');
-        DWORD got = 0;
-        ReadConsoleOutputCharacterW(screen_.get(), text.data(), columns, {0, number}, &got);
-        text.resize(got);
-        return text.substr(0, text.find_last_not_of(L' ') + 1);
-    }
+    std::wstring row(SHORT number) const { return screen_->row(number); }
 
   private:
-    static inline bool has_console_ = false;
-    unique_handle screen_;
+    static inline std::unique_ptr<HeadlessConsole> console_;
+    std::unique_ptr<ScreenBuffer> screen_;
 };
 
 TEST_P(WideConsoleOutputTest, AccentsAndSignsOutsideTheCodePageAppear) {
@@ -324,7 +282,7 @@ TEST_P(WideConsoleOutputTest, AccentsAndSignsOutsideTheCodePageAppear) {
 TEST_P(WideConsoleOutputTest, ATextLongerThanTheBufferAppearsWhole) {
     std::wstring lines;
     for (std::size_t i = 0; lines.size() <= 2 * buffer_units; ++i)
-        lines += L"\r" + std::wstring(columns / 2, static_cast<wchar_t>(L'à' + i % 20));
+        lines += L"\r" + std::wstring(40, static_cast<wchar_t>(L'à' + i % 20));
     write(L"é\n" + lines + L"\nfin");
     EXPECT_EQ(row(0), L"é");
     EXPECT_EQ(row(1), lines.substr(lines.rfind(L'\r') + 1));

@@ -127,6 +127,7 @@ TEST_F(ByteVerificationFaultTest, AReadOfMoreThanTheBufferHoldsIsADifference) {
     make_files(10);
     calls.claim_more_than_asked_for();
     EXPECT_EQ(compare(), false);
+    EXPECT_EQ(calls.reads, 1U);
 }
 
 TEST_F(ByteVerificationFaultTest, OneThreadKeepsTwoAlignedBuffers) {

@@ -149,7 +149,8 @@ TEST_F(ScanDriverFaultTest, TheTotalsAreSetWhenAnalysisBegins) {
     for (const wchar_t* name : {L"a", L"b", L"c"})
         tree.file(name, "same");
     tree.file(L"alone", "of its size");
-    progress.candidates_done = 99;  // as if left over
+    progress.documents = 99;  // as if left over, like the next
+    progress.candidates_done = 99;
     std::vector<Seen> moments;
     calls.on_open = [&](const std::string&, DWORD) {
         if (moments.empty())

@@ -125,6 +125,14 @@ TEST_F(DigestCarryOverTest, BothHalvesOfTheIdentifierAndTheVolumeCount) {
     EXPECT_TRUE(has_no_digest(carry(fresh(now), {other_low, other_high, other_volume})));
 }
 
+// A table scan knows only the low half of a volume's serial number.
+TEST_F(DigestCarryOverTest, TheHighHalfOfTheSerialNumberIsNotCompared) {
+    const std::wstring now = tree_.file(L"new.txt", "hello");
+    FileCandidate previous = hashed_with_identity_of(tree_.path(L"old.txt"), now);
+    previous.volume_serial ^= 0xABCD'0000'0000'0000;
+    EXPECT_TRUE(inherited(carry(fresh(now), {previous}), previous));
+}
+
 TEST_F(DigestCarryOverTest, ANewFileInheritsNothingAndKnowsItsIdentity) {
     const std::wstring now = tree_.file(L"new.txt", "hello");
     const FileCandidate result = carry(fresh(now), {hashed(tree_.path(L"other.txt"))});

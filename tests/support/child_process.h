@@ -1,6 +1,7 @@
 // Other programs of the test build, started from a test.
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 #include "fs/win32_handle.h"
@@ -13,5 +14,15 @@ namespace larkspine::testing {
 
 // Waits for the end and returns the exit code; throws after a minute.
 [[nodiscard]] unsigned exit_code_of(const unique_handle& child);
+
+struct EndedChild {
+    unsigned code;
+    std::string errors;      // what it wrote to its standard error
+    std::uint64_t end_time;  // GetTickCount64, which all processes share
+};
+
+// Starts it as start_child does, with nothing at its standard input and output, and waits for its
+// end as exit_code_of does.
+[[nodiscard]] EndedChild run_child(const std::wstring& name, const std::wstring& arguments);
 
 }  // namespace larkspine::testing
