@@ -18,7 +18,11 @@ add_library(larkspine_core STATIC
     src/engine/scan_driver.cpp
     src/fs/digest_carry_over.cpp
     src/fs/directory_walk.cpp
+    src/fs/file_metadata.cpp
+    src/fs/metadata_refresh.cpp
+    src/fs/mft_enumeration.cpp
     src/fs/path.cpp
+    src/fs/usn_delta.cpp
     src/fs/volume.cpp
     src/index/index_file.cpp
     src/index/index_location.cpp

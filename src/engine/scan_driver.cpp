@@ -13,7 +13,11 @@
 #include "engine/size_groups.h"
 #include "fs/digest_carry_over.h"
 #include "fs/directory_walk.h"
+#include "fs/mft_enumeration.h"
 #include "fs/path.h"
+#include "fs/usn_delta.h"
+#include "fs/volume.h"
+#include "fs/win32_handle.h"
 #include "index/index_file.h"
 #include "pool/worker_pool.h"
 
@@ -29,18 +33,59 @@ std::uint64_t milliseconds_since(Clock::time_point start) {
     return static_cast<std::uint64_t>(elapsed.count()) / 1'000'000;
 }
 
-// Fills `snapshot` with what is below the root, from nothing but the digests that `loaded` lends to
-// unchanged files. The counts gathered on the way replace those of the run, so that an attempt that
-// failed leaves no trace; the index phase is over and keeps its own.
+// Takes over the loaded snapshot, brought up to date from the change journal of its volume; false
+// when the journal does not cover it, and only a full enumeration is right. `dirty` tells whether
+// it is worth storing: an entry was deleted, or is one whose metadata was read again.
+bool update_from_journal(const std::wstring& root, std::optional<IndexSnapshot>& loaded,
+                         IndexSnapshot& current, bool& dirty, ScanStatistics& statistics,
+                         ScanProgress& progress, worker_pool& pool) {
+    if (!loaded || !loaded->journal_valid || !is_ntfs_drive_root(root))
+        return false;
+    const unique_handle volume = own_handle(open_volume(root));
+    if (!volume)
+        return false;
+    const std::optional<USN_JOURNAL_DATA_V0> journal = query_usn_journal(volume.get());
+    if (!journal || journal->UsnJournalID != loaded->journal_id ||
+        loaded->next_usn < journal->FirstUsn || loaded->next_usn > journal->NextUsn)
+        return false;
+    dirty = false;
+    if (loaded->next_usn == journal->NextUsn)
+        statistics.fast_path_unchanged = true;
+    else if (!apply_usn_delta(root, volume.get(), *journal, *loaded, statistics, progress, pool,
+                              dirty))
+        return false;
+    current = std::move(*loaded);
+    return true;
+}
+
+// The enumerators and the delta count as they go; the fast path looks at nothing, so it counts
+// here.
+void count_entries(const IndexSnapshot& snapshot, ScanStatistics& statistics) {
+    for (const detail::FileCandidate& entry : snapshot.entries) {
+        if ((entry.attributes & detail::attribute_directory) != 0)
+            ++statistics.directories;
+        else
+            ++statistics.files;
+    }
+}
+
+// Fills `snapshot` with what is below the root, from nothing: from the master file table, otherwise
+// by a walk, to whose unchanged files `loaded` lends its digests. The counts gathered on the way
+// replace those of the run, so that an attempt that failed leaves no trace; the index phase is over
+// and keeps its own.
 void enumerate_fully(const std::wstring& root, const std::optional<IndexSnapshot>& loaded,
-                     IndexSnapshot& snapshot, ScanStatistics& statistics, ScanProgress& progress) {
+                     IndexSnapshot& snapshot, ScanStatistics& statistics, ScanProgress& progress,
+                     worker_pool& pool) {
     ScanStatistics fresh;
     snapshot = {};
-    snapshot.root = root;
-    if (!walk_directory_tree(root, snapshot.entries, fresh, progress))
-        throw std::runtime_error("root directory is not readable");
-    if (loaded)
-        carry_over_digests(snapshot.entries, *loaded);
+    if (!scan_ntfs_mft(root, snapshot, fresh, progress, pool)) {
+        snapshot = {};
+        snapshot.root = root;
+        if (!walk_directory_tree(root, snapshot.entries, fresh, progress))
+            throw std::runtime_error("root directory is not readable");
+        if (loaded)
+            carry_over_digests(snapshot.entries, *loaded);
+    }
     fresh.index_loaded = statistics.index_loaded;
     fresh.index_ms = statistics.index_ms;
     statistics = fresh;
@@ -108,16 +153,23 @@ ScanResult scan(const ScanOptions& options, ScanProgress& progress) {
     IndexSnapshot current;
 
     const Clock::time_point enumeration_start = Clock::now();
-    enumerate_fully(root, loaded, current, statistics, progress);
+    bool dirty = true;
+    if (!update_from_journal(root, loaded, current, dirty, statistics, progress, pool)) {
+        dirty = true;
+        enumerate_fully(root, loaded, current, statistics, progress, pool);
+    }
     loaded.reset();
+    if (statistics.fast_path_unchanged)
+        count_entries(current, statistics);
     progress.documents = statistics.files;
     statistics.enumeration_ms = milliseconds_since(enumeration_start);
     statistics.index_entries = current.entries.size();
 
     result.groups = analyse(current, pool, options.verify_bytes, statistics, progress);
 
-    // What was enumerated afresh always differs from what is stored.
-    if (options.index_mode != IndexMode::disabled)
+    const bool learnt =
+        statistics.sample_hashes_computed > 0 || statistics.full_hashes_computed > 0;
+    if (options.index_mode != IndexMode::disabled && (dirty || learnt))
         save_snapshot(current, statistics);
 
     statistics.total_ms = milliseconds_since(start);

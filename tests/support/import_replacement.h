@@ -57,8 +57,8 @@
     X(BOOL, SetConsoleCursorInfo, (HANDLE a, CONST CONSOLE_CURSOR_INFO * b), (a, b))               \
     X(BOOL, GetConsoleScreenBufferInfo, (HANDLE a, PCONSOLE_SCREEN_BUFFER_INFO b), (a, b))         \
     X(BOOL, SetConsoleCursorPosition, (HANDLE a, COORD b), (a, b))                                 \
-    X(BOOL, ReadConsoleW, (HANDLE a, LPVOID b, DWORD c, LPDWORD d, PCONSOLE_READCONSOLE_CONTROL e),\
-      (a, b, c, d, e))                                                                             \
+    X(BOOL, ReadConsoleW,                                                                          \
+      (HANDLE a, LPVOID b, DWORD c, LPDWORD d, PCONSOLE_READCONSOLE_CONTROL e), (a, b, c, d, e))   \
     X(DWORD, GetConsoleProcessList, (LPDWORD a, DWORD b), (a, b))                                  \
     X(BOOL, TerminateProcess, (HANDLE a, UINT b), (a, b))                                          \
     X(VOID, Sleep, (DWORD a), (a))

@@ -1,0 +1,30 @@
+#include "fs/file_metadata.h"
+
+#include "fs/win32_handle.h"
+
+namespace larkspine {
+
+std::optional<WIN32_FILE_ATTRIBUTE_DATA> file_metadata_of(const std::wstring& path) {
+    WIN32_FILE_ATTRIBUTE_DATA metadata = {};
+    if (!GetFileAttributesExW(path.c_str(), GetFileExInfoStandard, &metadata) ||
+        (metadata.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0)
+        return std::nullopt;
+    return metadata;
+}
+
+std::uint64_t size_of(const WIN32_FILE_ATTRIBUTE_DATA& metadata) noexcept {
+    return join_halves(metadata.nFileSizeHigh, metadata.nFileSizeLow);
+}
+
+std::uint64_t last_write_time_of(const WIN32_FILE_ATTRIBUTE_DATA& metadata) noexcept {
+    return filetime_value(metadata.ftLastWriteTime);
+}
+
+void store_metadata(const WIN32_FILE_ATTRIBUTE_DATA& metadata, detail::FileCandidate& entry) {
+    entry.attributes = metadata.dwFileAttributes;
+    entry.size = size_of(metadata);
+    entry.creation_time = filetime_value(metadata.ftCreationTime);
+    entry.last_write_time = last_write_time_of(metadata);
+}
+
+}  // namespace larkspine

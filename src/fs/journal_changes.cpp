@@ -1,0 +1,130 @@
+#include "fs/journal_changes.h"
+
+#include <utility>
+
+#include "fs/exclusions.h"
+#include "fs/path_forms.h"
+
+namespace larkspine {
+namespace {
+
+using detail::FileCandidate;
+
+// Reasons of journal records, from the public NTFS documentation.
+constexpr std::uint32_t reason_deleted = 0x200;
+constexpr std::uint32_t reason_old_name = 0x1000;
+constexpr std::uint32_t reason_new_name = 0x2000;
+constexpr std::uint32_t reason_basic_information = 0x8000;
+// Data or a named stream overwritten, extended or truncated, or the file created.
+constexpr std::uint32_t reason_contents = 0x1 | 0x2 | 0x4 | 0x10 | 0x20 | 0x40 | 0x100;
+constexpr std::uint32_t reason_metadata =
+    reason_contents | reason_new_name | reason_basic_information;
+
+enum class Resolution : std::uint8_t { untouched, resolving_or_failed, resolved };
+
+using ResolutionMap = std::unordered_map<std::uint64_t, Resolution>;
+
+// Builds the path of one entry; false when its chain of parents does not reach the root. Follows
+// the chain up to a known end and then back, without recursion: an index may hold a chain of any
+// length.
+class PathResolver {
+  public:
+    PathResolver(const std::wstring& root, std::uint64_t root_reference, EntryMap& records)
+        : root_(root), root_reference_(root_reference), records_(records) {
+        states_.reserve(records.size());
+    }
+
+    bool resolve(std::uint64_t reference) {
+        chain_.clear();
+        const FileCandidate* parent = climb(reference);
+        if (parent == nullptr)
+            return false;
+        for (; !chain_.empty(); chain_.pop_back()) {
+            const auto [child_reference, child] = chain_.back();
+            child->path = join_path(parent->path, child->name);
+            states_[child_reference] = Resolution::resolved;
+            parent = child;
+        }
+        return true;
+    }
+
+  private:
+    // Collects the unresolved entries from `reference` upwards and returns the first one that has
+    // its path; null when there is none.
+    const FileCandidate* climb(std::uint64_t reference) {
+        for (;;) {
+            const auto found = records_.find(reference);
+            if (found == records_.end())
+                return nullptr;
+            FileCandidate& entry = found->second;
+            if (reference == root_reference_) {
+                entry.path = root_;
+                return &entry;
+            }
+            Resolution& state = states_[reference];
+            if (state == Resolution::resolved)
+                return &entry;
+            if (state == Resolution::resolving_or_failed)
+                return nullptr;
+            state = Resolution::resolving_or_failed;
+            chain_.emplace_back(reference, &entry);
+            reference = entry.record_id;
+        }
+    }
+
+    const std::wstring& root_;
+    std::uint64_t root_reference_;
+    EntryMap& records_;
+    ResolutionMap states_;
+    std::vector<std::pair<std::uint64_t, FileCandidate*>> chain_;
+};
+
+}  // namespace
+
+bool apply_journal_change(JournalChange&& change, std::uint64_t volume_serial, EntryMap& records,
+                          ReferenceSet& changed_ids) {
+    if ((change.reason & reason_deleted) != 0)
+        return records.erase(change.file_reference) != 0;
+
+    FileCandidate& entry = records[change.file_reference];
+    entry.volume_serial = volume_serial;
+    entry.file_id.low = change.file_reference;
+    entry.has_file_id = true;
+    entry.record_stamp = static_cast<std::uint64_t>(change.usn);
+    // The old half of a rename must not overwrite the new name, which may have come before it.
+    if ((change.reason & (reason_old_name | reason_new_name)) != reason_old_name) {
+        entry.record_id = change.parent_reference;
+        entry.name = std::move(change.name);
+        entry.attributes = change.attributes;
+    }
+    if ((change.reason & reason_contents) != 0) {
+        entry.has_sample_digest = false;
+        entry.has_full_digest = false;
+    }
+    if ((change.reason & reason_metadata) != 0)
+        changed_ids.insert(change.file_reference);
+    return false;
+}
+
+void rebuild_paths(const std::wstring& root, std::uint64_t root_reference,
+                   std::uint64_t volume_serial, EntryMap& records) {
+    if (const auto [place, added] = records.try_emplace(root_reference); added) {
+        FileCandidate& entry = place->second;
+        entry.attributes = detail::attribute_directory;
+        entry.record_id = root_reference;
+        entry.volume_serial = volume_serial;
+        entry.file_id.low = root_reference;
+        entry.has_file_id = true;
+    }
+
+    PathResolver resolver(root, root_reference, records);
+    ReferenceSet pruned;
+    for (const auto& [reference, entry] : records)
+        if (!resolver.resolve(reference) || is_excluded_path(entry.path) ||
+            (entry.attributes & detail::attribute_reparse_point) != 0)
+            pruned.insert(reference);
+    for (const std::uint64_t reference : pruned)
+        records.erase(reference);
+}
+
+}  // namespace larkspine

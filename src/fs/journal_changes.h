@@ -1,0 +1,41 @@
+// What the records of the change journal do to the entries of a snapshot. Portable and pure but for
+// the list of excluded folders, which is_excluded_path reads once.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <unordered_map>
+#include <unordered_set>
+#include <vector>
+
+#include "engine/scan_records.h"
+
+namespace larkspine {
+
+// One decoded record of the journal.
+struct JournalChange {
+    std::uint64_t file_reference = 0;
+    std::uint64_t parent_reference = 0;
+    std::wstring name;
+    std::uint32_t attributes = 0;
+    std::uint32_t reason = 0;
+    std::int64_t usn = 0;
+};
+
+// The entries of a volume by file reference number.
+using EntryMap = std::unordered_map<std::uint64_t, detail::FileCandidate>;
+using ReferenceSet = std::unordered_set<std::uint64_t>;
+
+// Applies one change: erases a deleted entry, makes or moves any other, drops its digests when its
+// contents may differ, and notes in `changed_ids` whose metadata must be read again. True when an
+// entry was erased. `volume_serial` is that of the volume.
+bool apply_journal_change(JournalChange&& change, std::uint64_t volume_serial, EntryMap& records,
+                          ReferenceSet& changed_ids);
+
+// Makes sure that the root folder has an entry, then builds every entry's path anew from its chain
+// of parents, so that a renamed folder moves all that is below it, and erases the entries that do
+// not lie below the root, are excluded or are reparse points.
+void rebuild_paths(const std::wstring& root, std::uint64_t root_reference,
+                   std::uint64_t volume_serial, EntryMap& records);
+
+}  // namespace larkspine

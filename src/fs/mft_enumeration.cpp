@@ -1,0 +1,187 @@
+#include "fs/mft_enumeration.h"
+
+#include <cstddef>
+#include <memory>
+#include <optional>
+#include <utility>
+#include <vector>
+
+#include "engine/read_buffer.h"
+#include "fs/exclusions.h"
+#include "fs/file_metadata.h"
+#include "fs/usn_record.h"
+#include "fs/volume.h"
+#include "fs/win32_handle.h"
+#include "index/byte_reader.h"
+#include "pool/job_batch.h"
+
+namespace larkspine {
+namespace {
+
+using detail::FileCandidate;
+
+// Stores the records of one answer; false when one of them is not understood.
+bool store_records(const std::byte* bytes, std::size_t size, MftRecordMap& records,
+                   ScanProgress& progress) {
+    UsnRecord record;
+    for (std::size_t offset = 0; offset < size; offset += record.record_length) {
+        if (parse_usn_record_v2(bytes + offset, size - offset, record) != RecordStatus::ok)
+            return false;
+        ++progress.entries_seen;
+        records.insert_or_assign(record.file_reference,
+                                 MftRecord{record.parent_reference, std::exchange(record.name, {}),
+                                           record.attributes, record.reason, record.usn});
+    }
+    return true;
+}
+
+FileCandidate entry_of(std::uint64_t reference, std::uint64_t volume_serial,
+                       const MftRecord& record, const std::wstring& path) {
+    FileCandidate entry;
+    entry.path = path;
+    entry.name = record.name;
+    entry.volume_serial = volume_serial;
+    entry.file_id.low = reference;
+    entry.has_file_id = true;
+    entry.record_id = record.parent_reference;
+    entry.attributes = record.attributes;
+    entry.record_stamp = static_cast<std::uint64_t>(record.usn);
+    return entry;
+}
+
+// What every entry of one volume needs to know about it.
+struct Volume {
+    std::uint64_t root_reference = 0;
+    std::uint64_t serial = 0;
+};
+
+// Appends the root and every record that lies below it. The indices of the files among them are
+// returned: their sizes and times are still to be fetched.
+std::vector<std::size_t> build_entries(const std::wstring& root, const Volume& volume,
+                                       const MftRecordMap& records,
+                                       std::vector<FileCandidate>& entries,
+                                       ScanStatistics& statistics) {
+    entries.clear();
+    entries.reserve(records.size() + 1);
+    MftRecord root_record;
+    root_record.parent_reference = volume.root_reference;
+    root_record.attributes = detail::attribute_directory;
+    entries.push_back(entry_of(volume.root_reference, volume.serial, root_record, root));
+    statistics.directories = 1;
+
+    PathCache cache;
+    cache.reserve(records.size() + 1);
+    cache.emplace(volume.root_reference, root);
+    std::vector<std::size_t> files;
+    for (const auto& [reference, record] : records) {
+        if (reference == volume.root_reference)
+            continue;
+        const std::wstring* const path = resolve_record_path(reference, root, records, cache);
+        if (path == nullptr) {
+            ++statistics.failures;
+            continue;
+        }
+        if (is_excluded_path(*path)) {
+            ++statistics.excluded_entries;
+            continue;
+        }
+        if ((record.attributes & detail::attribute_reparse_point) != 0)
+            continue;
+        // Folders stay in the snapshot: later journal changes rebuild their children's paths.
+        if ((record.attributes & detail::attribute_directory) != 0)
+            ++statistics.directories;
+        else
+            files.push_back(entries.size());
+        entries.push_back(entry_of(reference, volume.serial, record, *path));
+    }
+    return files;
+}
+
+// Fetches the metadata of the entries at `files` and removes those that are files no more.
+void fetch_metadata(const std::vector<std::size_t>& files, std::vector<FileCandidate>& entries,
+                    ScanStatistics& statistics, ScanProgress& progress, worker_pool& pool) {
+    using Result = std::optional<WIN32_FILE_ATTRIBUTE_DATA>;
+    std::vector<bool> dropped(entries.size());
+    JobBatch<std::size_t, Result> batch(pool, files.size());
+    const auto collect = [&](std::size_t index, const Result& metadata) {
+        if (!metadata) {
+            dropped[index] = true;
+            ++statistics.failures;
+            return;
+        }
+        store_metadata(*metadata, entries[index]);
+        ++statistics.files;
+        ++progress.documents;
+    };
+    for (const std::size_t index : files)
+        batch.submit(
+            index, [path = entries[index].path] { return file_metadata_of(path); }, collect);
+    batch.drain(collect);
+
+    std::size_t kept = 0;
+    for (std::size_t i = 0; i < entries.size(); ++i) {
+        if (dropped[i])
+            continue;
+        if (kept != i)
+            entries[kept] = std::move(entries[i]);
+        ++kept;
+    }
+    entries.resize(kept);
+}
+
+}  // namespace
+
+bool enumerate_usn_records(HANDLE volume, const USN_JOURNAL_DATA_V0& journal, MftRecordMap& records,
+                           ScanProgress& progress) {
+    constexpr std::size_t next_reference_size = 8;
+    MFT_ENUM_DATA_V0 request = {0, 0, journal.NextUsn};
+    const auto buffer = std::make_unique<detail::ReadBuffer>();
+    for (;;) {
+        DWORD returned = 0;
+        if (!DeviceIoControl(volume, FSCTL_ENUM_USN_DATA, &request, sizeof request, buffer->bytes,
+                             sizeof buffer->bytes, &returned, nullptr))
+            return GetLastError() == ERROR_HANDLE_EOF;
+        if (returned > sizeof buffer->bytes || returned < next_reference_size)
+            return false;
+        if (returned == next_reference_size)
+            return true;
+        const auto next = load_little_endian<std::uint64_t>(buffer->bytes);
+        // A call that does not get on would be repeated for ever.
+        if (next <= request.StartFileReferenceNumber)
+            return false;
+        request.StartFileReferenceNumber = next;
+        if (!store_records(buffer->bytes + next_reference_size, returned - next_reference_size,
+                           records, progress))
+            return false;
+    }
+}
+
+bool scan_ntfs_mft(const std::wstring& root, detail::IndexSnapshot& snapshot,
+                   ScanStatistics& statistics, ScanProgress& progress, worker_pool& pool) {
+    if (!is_ntfs_drive_root(root))
+        return false;
+    const unique_handle volume = own_handle(open_volume(root));
+    if (!volume)
+        return false;
+    const std::optional<std::uint64_t> root_reference = file_reference_of(root);
+    const std::optional<std::uint32_t> serial = volume_serial_of(root);
+    if (!root_reference || !serial)
+        return false;
+    const std::optional<USN_JOURNAL_DATA_V0> journal = query_usn_journal(volume.get());
+    MftRecordMap records;
+    if (!journal || !enumerate_usn_records(volume.get(), *journal, records, progress))
+        return false;
+
+    snapshot.root = root;
+    snapshot.journal_valid = true;
+    snapshot.journal_id = journal->UsnJournalID;
+    snapshot.next_usn = journal->NextUsn;
+    const std::vector<std::size_t> files =
+        build_entries(root, {*root_reference, *serial}, records, snapshot.entries, statistics);
+    fetch_metadata(files, snapshot.entries, statistics, progress, pool);
+    statistics.index_entries = snapshot.entries.size();
+    statistics.mft_used = true;
+    return true;
+}
+
+}  // namespace larkspine

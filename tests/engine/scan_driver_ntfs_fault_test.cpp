@@ -1,0 +1,271 @@
+// Which way the driver takes through a whole NTFS volume, what it asks for on that way, and what it
+// finds: the same on every way.
+#include "fs/win32_api.h"
+
+#include <cstdint>
+#include <gtest/gtest.h>
+#include <string>
+#include <vector>
+
+#include "support/import_replacement.h"
+#include "support/scanned_volume.h"
+
+namespace larkspine::testing {
+namespace {
+
+class ScanDriverNtfsTest : public ScannedVolumeTest {
+  protected:
+    void SetUp() override {
+        volume.write(L"a", "same");
+        volume.write(L"f\\b", "same");
+        volume.write(L"f\\g\\c", "SAME");
+        volume.write(L"f\\g\\alone", "of its size");
+        volume.write(L"x", "other");
+        volume.write(L"y", "other");
+        volume.make_folder(L"empty");
+    }
+
+    // The scan went this way and found what there is, without any failure.
+    void expect(const ScanResult& result, Way way) {
+        EXPECT_EQ(way_of(result), way);
+        EXPECT_EQ(result.failures, 0u);
+        EXPECT_EQ(progress.phase, ScanPhase::done);
+        EXPECT_EQ(progress.documents, volume.files().size());
+        EXPECT_EQ(result.statistics.files, volume.files().size());
+        EXPECT_EQ(result.statistics.directories, volume.folders().size() + 1);
+        EXPECT_EQ(volume.open_handles(), 0u);
+        EXPECT_EQ(groups_of(result), expected());
+    }
+    // A scan of a volume with an index, whose journal it could not use.
+    void expect_fall_back(const ScanResult& result, Way way) {
+        EXPECT_TRUE(result.statistics.index_loaded);
+        EXPECT_EQ(result.statistics.journal_changes, 0u);
+        expect(result, way);
+    }
+};
+
+// ---- without an index ---------------------------------------------------------------------------
+
+TEST_F(ScanDriverNtfsTest, TheFirstScanReadsTheTableAndSavesTheIndex) {
+    const ScanResult result = run();
+    EXPECT_EQ(volume.count(Request::open_volume), 1u);
+    EXPECT_EQ(volume.count(Request::read_journal), 0u);
+    EXPECT_EQ(volume.count(Request::list_folder), 0u);
+    EXPECT_EQ(volume.paths(Request::query_attributes), volume.files());
+    EXPECT_FALSE(result.statistics.index_loaded);
+    EXPECT_EQ(result.statistics.index_entries, 10u);
+    expect(result, Way::table);
+
+    const detail::IndexSnapshot saved = stored();
+    EXPECT_EQ(saved.root, volume.root());
+    EXPECT_TRUE(saved.journal_valid);
+    EXPECT_EQ(saved.journal_id, volume.journal().UsnJournalID);
+    EXPECT_EQ(saved.next_usn, volume.journal().NextUsn);
+    EXPECT_EQ(saved.entries.size(), 10u) << "folders and the root too";
+}
+
+TEST_F(ScanDriverNtfsTest, OnlyFilesOfOneSizeAreRead) {
+    (void)run();
+    EXPECT_EQ(volume.paths(Request::open_file),
+              (std::vector<std::wstring>{L"", L"a", L"a", L"f\\b", L"f\\b", L"f\\g\\c", L"x", L"x",
+                                         L"y", L"y"}))
+        << "the root for its reference; samples, and contents where the samples agree";
+}
+
+TEST_F(ScanDriverNtfsTest, AnUnreadableIndexIsNone) {
+    (void)run();
+    indexes.file(index_path().substr(indexes.root().size() + 1), "damaged");
+    const ScanResult result = run();
+    EXPECT_FALSE(result.statistics.index_loaded);
+    EXPECT_EQ(volume.count(Request::read_journal), 0u);
+    expect(result, Way::table);
+    EXPECT_TRUE(stored().journal_valid);
+}
+
+TEST_F(ScanDriverNtfsTest, DisabledTheIndexOnDiskIsNeitherUsedNorWritten) {
+    const ScanResult first = run(IndexMode::disabled);
+    EXPECT_EQ(first.statistics.index_ms, 0u);
+    EXPECT_EQ(first.statistics.write_ms, 0u);
+    expect(first, Way::table);
+    EXPECT_FALSE(index_exists());
+
+    (void)run();
+    volume.write(L"new", "same");
+    const std::string before = index_bytes();
+    const ScanResult result = run(IndexMode::disabled);
+    EXPECT_FALSE(result.statistics.index_loaded);
+    EXPECT_EQ(result.statistics.sample_hashes_reused, 0u);
+    expect(result, Way::table);
+    EXPECT_EQ(index_bytes(), before);
+}
+
+TEST_F(ScanDriverNtfsTest, RebuildingReadsTheTableAgainAndSaves) {
+    (void)run();
+    volume.write(L"new", "same");
+    const ScanResult result = run(IndexMode::rebuild);
+    EXPECT_FALSE(result.statistics.index_loaded);
+    EXPECT_EQ(volume.count(Request::open_volume), 1u);
+    EXPECT_EQ(result.statistics.sample_hashes_reused, 0u);
+    expect(result, Way::table);
+    EXPECT_EQ(stored().next_usn, volume.journal().NextUsn);
+    EXPECT_EQ(stored().entries.size(), 11u);
+}
+
+// ---- the unchanged fast path --------------------------------------------------------------------
+
+TEST_F(ScanDriverNtfsTest, AnUnchangedVolumeIsNotTouchedAndNothingIsWritten) {
+    (void)run();
+    const std::string before = index_bytes();
+    hooks().WriteFile = [](auto...) {
+        ADD_FAILURE() << "something is written";
+        return FALSE;
+    };
+    const ScanResult result = run();
+    hooks().WriteFile = nullptr;
+    EXPECT_EQ(volume.requests(),
+              (std::vector<Request>{Request::volume_information, Request::open_volume,
+                                    Request::query_journal}));
+    EXPECT_EQ(volume.files_touched(), 0u);
+    EXPECT_TRUE(result.statistics.index_loaded);
+    EXPECT_EQ(result.statistics.sample_hashes_computed, 0u);
+    EXPECT_EQ(result.statistics.full_hashes_computed, 0u);
+    EXPECT_EQ(result.statistics.sample_hashes_reused, 5u);
+    EXPECT_EQ(result.statistics.write_ms, 0u);
+    EXPECT_EQ(result.statistics.index_entries, 10u);
+    EXPECT_EQ(result.statistics.journal_changes, 0u);
+    expect(result, Way::unchanged);
+    EXPECT_EQ(index_bytes(), before);
+}
+
+TEST_F(ScanDriverNtfsTest, AFastPathThatComputesADigestSavesIt) {
+    volume.plant(failing_at(Request::read_file, L"x", ERROR_CRC));
+    EXPECT_EQ(run().failures, 1u);
+    volume.clear_faults();
+    const std::string before = index_bytes();
+    const ScanResult result = run();
+    EXPECT_EQ(result.statistics.sample_hashes_computed, 1u);
+    expect(result, Way::unchanged);
+    EXPECT_NE(index_bytes(), before);
+    EXPECT_EQ(run().statistics.sample_hashes_computed, 0u);
+}
+
+// All that the journal held was purged, but there was nothing to tell.
+TEST_F(ScanDriverNtfsTest, AJournalThatBeginsAtThePositionOfTheIndexCoversIt) {
+    (void)run();
+    volume.purge_journal();
+    ASSERT_EQ(volume.journal().FirstUsn, stored().next_usn);
+    expect(run(), Way::unchanged);
+    volume.append(L"a", "x");
+    expect(run(), Way::delta);
+}
+
+// ---- the delta ----------------------------------------------------------------------------------
+
+TEST_F(ScanDriverNtfsTest, AfterOneChangeOnlyThatFileIsTouchedAndTheIndexIsSaved) {
+    (void)run();
+    volume.write(L"f\\g\\c", "same");
+    const ScanResult result = run();
+    EXPECT_EQ(volume.count(Request::open_volume), 1u);
+    EXPECT_EQ(volume.count(Request::list_table), 0u);
+    EXPECT_EQ(volume.count(Request::list_folder), 0u);
+    EXPECT_EQ(volume.paths(Request::query_attributes), std::vector<std::wstring>{L"f\\g\\c"});
+    EXPECT_EQ(volume.paths(Request::open_file),
+              (std::vector<std::wstring>{L"", L"f\\g\\c", L"f\\g\\c"}));
+    EXPECT_TRUE(result.statistics.index_loaded);
+    EXPECT_EQ(result.statistics.journal_changes, 3u);
+    EXPECT_EQ(result.statistics.sample_hashes_computed, 1u);
+    EXPECT_EQ(result.statistics.full_hashes_computed, 1u);
+    EXPECT_EQ(result.statistics.index_entries, 10u);
+    expect(result, Way::delta);
+    EXPECT_EQ(stored().next_usn, volume.journal().NextUsn);
+    EXPECT_EQ(stored().journal_id, volume.journal().UsnJournalID);
+    expect(run(), Way::unchanged);
+}
+
+TEST_F(ScanDriverNtfsTest, ADeltaThatChangesEntriesIsSavedWithoutAnyDigest) {
+    (void)run();
+    volume.rename(L"f", L"h");
+    const std::string before = index_bytes();
+    const ScanResult result = run();
+    EXPECT_EQ(result.statistics.sample_hashes_computed, 0u);
+    EXPECT_EQ(result.statistics.full_hashes_computed, 0u);
+    EXPECT_EQ(volume.files_touched(), 0u);
+    expect(result, Way::delta);
+    EXPECT_NE(index_bytes(), before);
+    EXPECT_EQ(stored().next_usn, volume.journal().NextUsn);
+}
+
+TEST_F(ScanDriverNtfsTest, ADeltaThatChangesNoEntryIsNotSaved) {
+    (void)run();
+    const std::string before = index_bytes();
+    volume.append_to_journal({make_reference(900, 1), root_reference, 0, 0,
+                              usn_reason::file_delete | usn_reason::close, 0, 0, 0x20, L"z"});
+    const ScanResult result = run();
+    EXPECT_EQ(result.statistics.journal_changes, 1u);
+    EXPECT_EQ(result.statistics.write_ms, 0u);
+    expect(result, Way::delta);
+    EXPECT_EQ(index_bytes(), before);
+    EXPECT_EQ(run().statistics.journal_changes, 1u) << "told again, as nothing was saved";
+}
+
+// It was an entry in between.
+TEST_F(ScanDriverNtfsTest, ADeltaOfAFileMadeAndDeletedIsSaved) {
+    (void)run();
+    const std::string before = index_bytes();
+    volume.write(L"short", "x");
+    volume.remove(L"short");
+    expect(run(), Way::delta);
+    EXPECT_NE(index_bytes(), before);
+    expect(run(), Way::unchanged);
+}
+
+TEST_F(ScanDriverNtfsTest, ASaveThatFailsAfterADeltaIsCountedAndTheNextScanTriesAgain) {
+    (void)run();
+    volume.write(L"f\\g\\c", "same");
+    const std::string before = index_bytes();
+    hooks().MoveFileExW = [](auto...) { return FALSE; };
+    const ScanResult failed = run();
+    hooks().MoveFileExW = nullptr;
+    EXPECT_EQ(way_of(failed), Way::delta);
+    EXPECT_EQ(failed.failures, 1u);
+    EXPECT_EQ(failed.statistics.failures, 1u);
+    EXPECT_EQ(groups_of(failed), expected());
+    EXPECT_EQ(index_bytes(), before);
+
+    const ScanResult again = run();
+    EXPECT_EQ(again.statistics.journal_changes, 3u);
+    expect(again, Way::delta);
+    EXPECT_NE(index_bytes(), before);
+}
+
+// ---- every way ----------------------------------------------------------------------------------
+
+TEST_F(ScanDriverNtfsTest, EveryWayLeadsToTheSameGroups) {
+    volume.set_file_system(L"FAT32");
+    expect(run(IndexMode::disabled), Way::walk);
+    volume.set_file_system(L"NTFS");
+    expect(run(), Way::table);
+    expect(run(), Way::unchanged);
+    volume.set_attributes(L"empty", FILE_ATTRIBUTE_HIDDEN);
+    expect(run(), Way::delta);
+    volume.set_attributes(L"empty", FILE_ATTRIBUTE_NORMAL);
+    volume.plant(failing(Request::read_journal, 0, ERROR_JOURNAL_ENTRY_DELETED));
+    expect(run(), Way::table);
+    volume.restamp_journal();
+    expect(run(), Way::table);
+    volume.plant(failing(Request::open_volume, every_call, ERROR_ACCESS_DENIED));
+    expect(run(), Way::walk);
+}
+
+TEST_F(ScanDriverNtfsTest, VerifyingBytesFindsTheSameOnTheFastPathAndTheDelta) {
+    options.verify_bytes = true;
+    expect(run(), Way::table);
+    const ScanResult unchanged = run();
+    EXPECT_GT(unchanged.statistics.byte_comparisons, 0u);
+    expect(unchanged, Way::unchanged);
+    volume.write(L"f\\g\\c", "same");
+    expect(run(), Way::delta);
+}
+
+}  // namespace
+}  // namespace larkspine::testing

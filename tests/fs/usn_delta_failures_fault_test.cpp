@@ -1,0 +1,309 @@
+// How the change journal is read, what makes a delta fail, and the changes that lead nowhere.
+#include "fs/win32_api.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <gtest/gtest.h>
+#include <new>
+#include <ostream>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include "fs/usn_delta.h"
+#include "support/delta_volume.h"
+#include "support/import_replacement.h"
+
+namespace larkspine::testing {
+namespace {
+
+constexpr std::uint32_t created = 0x100;
+constexpr DWORD buffer_size = 1'048'576;
+
+class UsnDeltaReadingTest : public DeltaVolumeTest {
+  protected:
+    using DeltaVolumeTest::DeltaVolumeTest;
+
+    void SetUp() override {
+        volume.write(L"a", "text");
+        volume.write(L"f\\b", "text");
+        enumerate_with_digests();
+    }
+
+    // Records with long names, of files outside the tree: more than one answer has room for.
+    void journal_several_answers() {
+        for (std::uint64_t i = 0; i < 4000; ++i)
+            volume.append_to_journal({make_reference(5000 + i, 1), make_reference(4000, 1), 0, 0,
+                                      created, 0, 0, 0x20, std::wstring(250, L'n')});
+    }
+
+    void expect_refused() {
+        EXPECT_FALSE(apply());
+        EXPECT_FALSE(changed);
+        EXPECT_FALSE(statistics.usn_delta_applied);
+        EXPECT_EQ(statistics.journal_changes, 0u);
+        EXPECT_EQ(asked_for, Paths{});
+    }
+    void expect_refused_unread() {
+        expect_refused();
+        EXPECT_EQ(volume.count(Request::read_journal), 0u);
+    }
+};
+
+// ---- reading ------------------------------------------------------------------------------------
+
+TEST_F(UsnDeltaReadingTest, OnlyTheRootTheJournalAndChangedFilesAreAskedFor) {
+    volume.append(L"a", "x");
+    ASSERT_TRUE(apply());
+    EXPECT_EQ(volume.requests(),
+              (std::vector<Request>{Request::open_file, Request::identify_file,
+                                    Request::volume_information, Request::read_journal,
+                                    Request::query_attributes}));
+    EXPECT_EQ(volume.paths(Request::open_file), Paths{L""});
+}
+
+TEST_F(UsnDeltaReadingTest, TheJournalIsAskedForEveryReasonWithoutWaiting) {
+    const std::int64_t start = snapshot.next_usn;
+    volume.append(L"a", "x");
+    ASSERT_TRUE(apply());
+    const VolumeCall call = volume.calls(Request::read_journal).at(0);
+    EXPECT_EQ(call.code, 0x000900BBu);
+    EXPECT_EQ(call.input_size, 40u);
+    EXPECT_EQ(call.output_size, buffer_size);
+    EXPECT_EQ(call.journal.StartUsn, start);
+    EXPECT_EQ(call.journal.ReasonMask, 0xFFFF'FFFFu);
+    EXPECT_EQ(call.journal.ReturnOnlyOnClose, 0u);
+    EXPECT_EQ(call.journal.Timeout, 0u);
+    EXPECT_EQ(call.journal.BytesToWaitFor, 0u);
+    EXPECT_EQ(call.journal.UsnJournalID, volume.journal().UsnJournalID);
+}
+
+TEST_F(UsnDeltaReadingTest, EachAnswerGoesOnWhereTheLastOneEnded) {
+    const std::int64_t start = snapshot.next_usn;
+    journal_several_answers();
+    volume.append(L"a", "at the end");
+    ASSERT_TRUE(apply());
+    const std::vector<VolumeCall> calls = volume.calls(Request::read_journal);
+    ASSERT_EQ(calls.size(), 3u);
+    std::int64_t place = start;
+    for (const VolumeCall& call : calls) {
+        EXPECT_EQ(call.journal.StartUsn, place);
+        EXPECT_EQ(call.journal.UsnJournalID, volume.journal().UsnJournalID);
+        place += call.returned - 8;  // the records themselves, without gaps
+    }
+    EXPECT_EQ(place, volume.journal().NextUsn);
+    EXPECT_EQ(statistics.journal_changes, 4002u);
+    EXPECT_EQ(progress.entries_seen, 4002u);
+    EXPECT_EQ(without_digests(), Paths{L"a"});
+    expect_as_enumerated();
+}
+
+TEST_F(UsnDeltaReadingTest, OneAlignedBufferServesTheWholeReading) {
+    journal_several_answers();
+    std::vector<LPVOID> buffers;
+    hooks().DeviceIoControl = [&buffers, next = hooks().DeviceIoControl](HANDLE device, DWORD code,
+                                                                         LPVOID in, DWORD in_size,
+                                                                         LPVOID out, auto... rest) {
+        if (code == FSCTL_READ_USN_JOURNAL)
+            buffers.push_back(out);
+        return next(device, code, in, in_size, out, rest...);
+    };
+    ASSERT_TRUE(apply());
+    ASSERT_EQ(buffers.size(), 3u);
+    EXPECT_EQ(reinterpret_cast<std::uintptr_t>(buffers[0]) % 32, 0u);
+    EXPECT_EQ(buffers, std::vector<LPVOID>(3, buffers[0]));
+}
+
+TEST_F(UsnDeltaReadingTest, WithNothingToReadTheSnapshotStaysAndNothingIsRead) {
+    const detail::IndexSnapshot before = snapshot;
+    ASSERT_TRUE(apply());
+    EXPECT_FALSE(changed);
+    EXPECT_EQ(volume.count(Request::read_journal), 0u);
+    EXPECT_EQ(statistics.journal_changes, 0u);
+    EXPECT_EQ(paths(), paths_of(before));
+    EXPECT_EQ(without_digests(), Paths{});
+    expect_as_enumerated();
+}
+
+// What was written after the query may be applied early, and is applied again by the next delta.
+TEST_F(UsnDeltaReadingTest, TheSnapshotIsStampedWithThePositionOfTheQuery) {
+    volume.append(L"a", "x");
+    const std::int64_t queried_at = volume.journal().NextUsn;
+    volume.plant(doing(Request::read_journal, 0, [this] {
+        volume.write(L"late", "late");
+        volume.rename(L"f", L"h");
+        volume.remove(L"a");
+    }));
+    ASSERT_TRUE(apply());
+    EXPECT_EQ(snapshot.next_usn, queried_at);
+    EXPECT_EQ(snapshot.journal_id, volume.journal().UsnJournalID);
+    EXPECT_TRUE(snapshot.journal_valid);
+    ASSERT_TRUE(apply());
+    expect_as_enumerated();
+    EXPECT_EQ(paths(), (Paths{L"", L"h", L"h\\b", L"late"}));
+}
+
+// ---- refusals -----------------------------------------------------------------------------------
+
+TEST_F(UsnDeltaReadingTest, WhenItsRecordsWerePurgedNothingIsRead) {
+    volume.append(L"a", "x");
+    volume.purge_journal();
+    volume.append(L"a", "y");
+    expect_refused_unread();
+}
+
+TEST_F(UsnDeltaReadingTest, TheOldestRecordThatIsLeftIsEarlyEnough) {
+    volume.purge_journal();
+    ASSERT_EQ(volume.journal().FirstUsn, snapshot.next_usn);
+    volume.append(L"a", "x");
+    ASSERT_TRUE(apply());
+    expect_as_enumerated();
+}
+
+TEST_F(UsnDeltaReadingTest, APositionBeyondTheJournalIsRefusedUnread) {
+    snapshot.next_usn = volume.journal().NextUsn + 1;
+    expect_refused_unread();
+}
+
+TEST_F(UsnDeltaReadingTest, ARootThatCannotBeOpenedIsRefusedUnread) {
+    volume.append(L"a", "x");
+    volume.plant(failing_at(Request::open_file, L"", ERROR_ACCESS_DENIED));
+    expect_refused_unread();
+}
+
+TEST_F(UsnDeltaReadingTest, ARootWithoutAnIdentityIsRefusedUnread) {
+    volume.append(L"a", "x");
+    volume.plant(failing(Request::identify_file, 0, ERROR_INVALID_FUNCTION));
+    expect_refused_unread();
+}
+
+TEST_F(UsnDeltaReadingTest, AVolumeWithoutASerialNumberIsRefusedUnread) {
+    volume.append(L"a", "x");
+    volume.plant(failing(Request::volume_information, 0, ERROR_NOT_READY));
+    expect_refused_unread();
+}
+
+TEST_F(UsnDeltaReadingTest, AJournalMadeAnewBeforeItIsReadIsRefused) {
+    volume.append(L"a", "x");
+    volume.plant(doing(Request::read_journal, 0, [this] { volume.restamp_journal(); }));
+    expect_refused();
+    EXPECT_EQ(volume.calls(Request::read_journal).at(0).error, DWORD{ERROR_INVALID_PARAMETER});
+}
+
+TEST_F(UsnDeltaReadingTest, AJournalThatWrapsBeforeItIsReadIsRefused) {
+    volume.append(L"a", "x");
+    volume.plant(doing(Request::read_journal, 0, [this] { volume.purge_journal(); }));
+    expect_refused();
+    EXPECT_EQ(volume.calls(Request::read_journal).at(0).error, DWORD{ERROR_JOURNAL_ENTRY_DELETED});
+}
+
+// ---- answers of the journal that make no sense, at the first call and at a later one ------------
+
+struct BadAnswer {
+    const char* name;
+    Fault (*fault)(std::size_t call);
+};
+void PrintTo(const BadAnswer& answer, std::ostream* out) {
+    *out << answer.name;
+}
+
+class UsnDeltaBadAnswerTest
+    : public UsnDeltaReadingTest,
+      public ::testing::WithParamInterface<std::tuple<BadAnswer, std::size_t>> {};
+
+TEST_P(UsnDeltaBadAnswerTest, StopsTheDelta) {
+    const auto& [answer, call] = GetParam();
+    journal_several_answers();
+    volume.plant(answer.fault(call));
+    expect_refused();
+    EXPECT_EQ(volume.count(Request::read_journal), call + 1);
+}
+
+constexpr Request journal_read = Request::read_journal;
+
+INSTANTIATE_TEST_SUITE_P(
+    Journal, UsnDeltaBadAnswerTest,
+    ::testing::Combine(
+        ::testing::Values(
+            BadAnswer{"deleted records",
+                      [](std::size_t c) {
+                          return failing(journal_read, c, ERROR_JOURNAL_ENTRY_DELETED);
+                      }},
+            BadAnswer{"the end of a file",
+                      [](std::size_t c) { return failing(journal_read, c, ERROR_HANDLE_EOF); }},
+            BadAnswer{"nothing returned",
+                      [](std::size_t c) { return claiming(journal_read, c, 0); }},
+            BadAnswer{"seven bytes", [](std::size_t c) { return claiming(journal_read, c, 7); }},
+            BadAnswer{"a cut record", [](std::size_t c) { return claiming(journal_read, c, 9); }},
+            BadAnswer{"more than there was room for",
+                      [](std::size_t c) { return claiming(journal_read, c, buffer_size + 1); }},
+            BadAnswer{"the same place to go on",
+                      [](std::size_t c) { return not_rising(journal_read, c); }},
+            BadAnswer{"an earlier place to go on",
+                      [](std::size_t c) { return falling(journal_read, c); }},
+            BadAnswer{"the beginning as the place to go on",
+                      [](std::size_t c) { return going_on_at(journal_read, c, 0); }},
+            BadAnswer{
+                "a negative place to go on",
+                [](std::size_t c) { return going_on_at(journal_read, c, 0x8000'0000'0000'0000); }}),
+        ::testing::Values(0, 1)));
+
+TEST_F(UsnDeltaReadingTest, WhatIsTooShortForAPlaceToGoOnIsNotLookedAt) {
+    volume.append(L"a", "x");
+    volume.plant(claiming(Request::read_journal, 0, 7));
+    expect_refused();
+    EXPECT_EQ(progress.entries_seen, 0u);
+}
+
+TEST_F(UsnDeltaReadingTest, ARecordThatFillsMoreThanThereWasRoomForIsRefused) {
+    volume.append(L"a", "x");
+    hooks().DeviceIoControl = [next = hooks().DeviceIoControl](
+                                  HANDLE device, DWORD code, LPVOID in, DWORD in_size, LPVOID out,
+                                  DWORD out_size, LPDWORD returned, LPOVERLAPPED overlapped) {
+        const BOOL done = next(device, code, in, in_size, out, out_size, returned, overlapped);
+        if (done && code == FSCTL_READ_USN_JOURNAL) {
+            store_little_endian(static_cast<std::byte*>(out) + 8, buffer_size, 4);
+            *returned = buffer_size + 8;
+        }
+        return done;
+    };
+    expect_refused();
+}
+
+TEST_F(UsnDeltaReadingTest, AnAnswerWithoutRecordsThatGetsOnIsAccepted) {
+    volume.append(L"a", "x");
+    volume.plant(claiming(Request::read_journal, 0, 8));
+    ASSERT_TRUE(apply());
+    EXPECT_EQ(statistics.journal_changes, 0u);
+    EXPECT_FALSE(changed);
+}
+
+class UsnDeltaBadRecordTest : public UsnDeltaReadingTest,
+                              public ::testing::WithParamInterface<RecordDamage> {};
+
+TEST_P(UsnDeltaBadRecordTest, AsTheFirstOfTheJournalStopsTheDelta) {
+    volume.append(L"a", "x");
+    volume.plant(damaging(Request::read_journal, 0, GetParam()));
+    expect_refused();
+    EXPECT_EQ(progress.entries_seen, 0u);
+}
+
+TEST_P(UsnDeltaBadRecordTest, AsTheLastOfTheJournalStopsTheDelta) {
+    volume.append(L"a", "x");
+    volume.append(L"f\\b", "x");
+    volume.plant(damaging(Request::read_journal, 0, GetParam(), last_record));
+    expect_refused();
+    EXPECT_EQ(progress.entries_seen, 3u);
+}
+
+INSTANTIATE_TEST_SUITE_P(EveryDamage, UsnDeltaBadRecordTest,
+                         ::testing::ValuesIn(every_record_damage()));
+
+TEST_F(UsnDeltaReadingTest, WhatALookUpThrowsPassesThrough) {
+    volume.append(L"a", "x");
+    hooks().GetFileAttributesExW = [](auto...) -> BOOL { throw std::bad_alloc(); };
+    EXPECT_THROW((void)apply(), std::bad_alloc);
+}
+
+}  // namespace
+}  // namespace larkspine::testing

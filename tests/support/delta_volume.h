@@ -1,0 +1,90 @@
+// A simulated volume, its snapshot with digests, and the delta that brings it up to date. For
+// programs with replaced imports.
+#pragma once
+
+#include <algorithm>
+#include <gtest/gtest.h>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "fs/usn_delta.h"
+#include "fs/volume.h"
+#include "fs/win32_handle.h"
+#include "support/enumerated_volume.h"
+
+namespace larkspine::testing {
+
+class DeltaVolumeTest : public EnumeratedVolumeTest {
+  protected:
+    using EnumeratedVolumeTest::EnumeratedVolumeTest;
+
+    // The snapshot as a scan leaves it that hashed every file.
+    void enumerate_with_digests() {
+        ASSERT_TRUE(enumerate());
+        for (detail::FileCandidate& entry : snapshot.entries)
+            if ((entry.attributes & detail::attribute_directory) == 0)
+                entry.has_sample_digest = entry.has_full_digest = true;
+    }
+
+    // What the driver does; the calls that are remembered are those of the delta alone.
+    bool apply() {
+        const unique_handle device = own_handle(open_volume(volume.root()));
+        const std::optional<USN_JOURNAL_DATA_V0> journal = query_usn_journal(device.get());
+        EXPECT_TRUE(journal.has_value());
+        return apply(device.get(), *journal);
+    }
+    bool apply(HANDLE device, const USN_JOURNAL_DATA_V0& journal) {
+        statistics = {};
+        progress.entries_seen = 0;
+        changed = true;
+        volume.forget_calls();
+        const bool applied = apply_usn_delta(volume.root(), device, journal, snapshot, statistics,
+                                             progress, pool, changed);
+        asked_for = queried();
+        return applied;
+    }
+
+    // The snapshot holds what an enumeration finds now, whatever the digests, and is stamped so;
+    // the statistics say as much.
+    void expect_as_enumerated() {
+        detail::IndexSnapshot fresh;
+        ScanStatistics found;
+        ScanProgress ignored;
+        ASSERT_TRUE(scan_ntfs_mft(volume.root(), fresh, found, ignored, pool));
+        EXPECT_EQ(paths(), paths_of(fresh));
+        EXPECT_TRUE(same_snapshot(bare(snapshot), bare(fresh)));
+        EXPECT_EQ(counts(), (Counts{found.directories, found.files, 0, 0, fresh.entries.size()}));
+        EXPECT_TRUE(statistics.usn_delta_applied);
+        EXPECT_FALSE(statistics.mft_used);
+    }
+
+    // The files without a digest, sorted. No file has one digest alone.
+    [[nodiscard]] Paths without_digests() const {
+        Paths found;
+        for (const detail::FileCandidate& entry : snapshot.entries) {
+            EXPECT_EQ(entry.has_sample_digest, entry.has_full_digest);
+            if ((entry.attributes & detail::attribute_directory) == 0 && !entry.has_full_digest)
+                found.push_back(entry.path.substr(volume.root().size()));
+        }
+        std::sort(found.begin(), found.end());
+        return found;
+    }
+
+    bool changed = false;
+    Paths asked_for;  // whose attributes the last delta asked for
+
+  private:
+    // In one order, without digests.
+    static detail::IndexSnapshot bare(detail::IndexSnapshot entries) {
+        for (detail::FileCandidate& entry : entries.entries) {
+            entry.has_sample_digest = entry.has_full_digest = false;
+            entry.sample_digest = entry.full_digest = {};
+        }
+        std::sort(entries.entries.begin(), entries.entries.end(),
+                  [](const auto& a, const auto& b) { return a.file_id.low < b.file_id.low; });
+        return entries;
+    }
+};
+
+}  // namespace larkspine::testing

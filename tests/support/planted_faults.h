@@ -1,0 +1,112 @@
+// The faults that a test plants in a simulated volume, told as values:
+//
+//     volume.plant(failing(Request::list_table, 1, ERROR_ACCESS_DENIED));
+//     volume.plant(claiming(Request::read_journal, 0, 7));
+//     volume.plant(not_rising(Request::list_table, 0));
+//     volume.plant(damaging(Request::read_journal, 0, RecordDamage::version_3));
+//     volume.plant(failing_at(Request::query_attributes, L"a\\b.txt", ERROR_ACCESS_DENIED));
+//     volume.plant(vanishing(L"a\\b.txt"));
+//
+// Calls of each kind are counted from 0, from the moment of planting. A fault happens once, unless
+// it was planted for every call.
+#pragma once
+
+#include "fs/win32_api.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "support/volume_calls.h"
+
+namespace larkspine::testing {
+
+inline constexpr std::size_t every_call = SIZE_MAX;
+// In place of a record's position in a call's output.
+inline constexpr std::size_t last_record = SIZE_MAX;
+
+// Ways to make one record of an output undecodable. Its neighbours stay as they are.
+enum class RecordDamage : std::uint8_t {
+    version_1,
+    version_3,
+    length_zero,
+    length_7,
+    length_8,              // the smallest length that is not refused for itself
+    length_56,             // a multiple of 8 below the fixed part
+    length_59,             // one byte below the fixed part
+    length_beyond_output,  // 8 bytes more than are left
+    length_huge,           // 0xFFFFFFFF
+    odd_name_length,       // one byte shorter
+    odd_name_offset,       // 61
+    name_offset_58,        // inside the fixed part
+    name_offset_zero,
+    name_offset_beyond_record,  // the record's length and 2
+    name_beyond_record,         // 2 bytes longer than from the name's offset to the record's end
+    name_length_huge,           // 0xFFFE
+};
+[[nodiscard]] const std::vector<RecordDamage>& every_record_damage();
+
+struct Fault {
+    std::size_t number = 0;  // given when it is planted
+    Request request{};
+    std::size_t call = 0;              // which call, or every_call
+    std::optional<std::wstring> path;  // only calls for this path (below the root) are counted
+
+    std::optional<DWORD> error;             // fails, and nothing is returned
+    std::optional<DWORD> returned;          // claims that many bytes
+    std::optional<std::uint64_t> next;      // the 8 bytes before the records
+    std::optional<std::int64_t> next_step;  // `next`, as the distance from the requested start
+    std::optional<RecordDamage> damage;
+    std::size_t damaged_record = 0;
+    std::function<void()> action;  // run before the call is answered; nothing else is changed
+};
+
+// Fails with `error`.
+[[nodiscard]] Fault failing(Request request, std::size_t call, DWORD error);
+[[nodiscard]] Fault failing_at(Request request, std::wstring path, DWORD error);
+// Answers as usual, but claims to have returned `bytes` bytes.
+[[nodiscard]] Fault claiming(Request request, std::size_t call, DWORD bytes);
+// The place to go on is the place that was asked for.
+[[nodiscard]] Fault not_rising(Request request, std::size_t call);
+// The place to go on lies before the place that was asked for, or is `next`.
+[[nodiscard]] Fault falling(Request request, std::size_t call);
+[[nodiscard]] Fault going_on_at(Request request, std::size_t call, std::uint64_t next);
+[[nodiscard]] Fault damaging(Request request, std::size_t call, RecordDamage damage,
+                             std::size_t record = 0);
+// Runs `action` before the call is answered: something happens to the volume meanwhile.
+[[nodiscard]] Fault doing(Request request, std::size_t call, std::function<void()> action);
+[[nodiscard]] Fault doing_at(Request request, std::wstring path, std::function<void()> action);
+
+// Not thread-safe by itself: its owner holds a lock.
+class PlantedFaults {
+  public:
+    void plant(Fault fault);
+    // Those that have not happened; one for every call counts until it has happened once.
+    [[nodiscard]] std::size_t left() const;
+    void clear() { planted_.clear(); }
+
+    // Counts the call and returns the faults that happen at it, in the order of planting.
+    [[nodiscard]] std::vector<Fault> taken_by(Request request, const std::wstring& path);
+
+    // Of a fault that did happen: there was nothing that it could change, so it is still left.
+    void miss(const Fault& fault);
+
+  private:
+    struct Planted {
+        Fault fault;
+        std::size_t calls = 0;
+        bool happened = false;
+    };
+    std::vector<Planted> planted_;
+    std::size_t last_number_ = 0;
+};
+
+// Applies what a fault does to the answer of a control code: `returned` bytes in `output`, of which
+// the first 8 are the place to go on, for a request that started at `start`. The output has room
+// for 8 bytes at least. False when the record to be damaged is not there.
+bool apply_to_answer(const Fault& fault, std::uint64_t start, std::byte* output, DWORD& returned);
+
+}  // namespace larkspine::testing

@@ -1,0 +1,98 @@
+// Whole scans of a simulated volume, whose index is in a folder of its own. For programs with
+// replaced imports.
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+#include <gtest/gtest.h>
+#include <optional>
+#include <ostream>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "engine/scan_driver.h"
+#include "index/index_file.h"
+#include "index/index_location.h"
+#include "support/reference_groups.h"
+#include "support/scoped_environment.h"
+#include "support/simulated_volume.h"
+#include "support/temp_tree.h"
+
+namespace larkspine::testing {
+
+using Groups = std::vector<std::vector<std::wstring>>;
+
+// How a scan came by its entries.
+enum class Way : std::uint8_t { walk, table, unchanged, delta, contradictory };
+inline void PrintTo(Way way, std::ostream* out) {
+    constexpr const char* names[] = {"walk", "table", "unchanged", "delta", "contradictory"};
+    *out << names[static_cast<std::size_t>(way)];
+}
+
+[[nodiscard]] inline Way way_of(const ScanResult& result) {
+    const ScanStatistics& told = result.statistics;
+    if (told.mft_used + told.fast_path_unchanged + told.usn_delta_applied > 1)
+        return Way::contradictory;
+    if (told.mft_used)
+        return Way::table;
+    if (told.fast_path_unchanged)
+        return Way::unchanged;
+    return told.usn_delta_applied ? Way::delta : Way::walk;
+}
+
+[[nodiscard]] inline Groups groups_of(const ScanResult& result) {
+    Groups groups;
+    for (const DuplicateGroup& group : result.groups) {
+        std::vector<std::wstring>& paths = groups.emplace_back();
+        for (const DuplicateEntry& entry : group)
+            paths.push_back(entry.path);
+    }
+    return groups;
+}
+
+class ScannedVolumeTest : public ::testing::Test {
+  protected:
+    explicit ScannedVolumeTest(const VolumeSettings& settings = {}) : volume(tree, settings) {
+        options.root = volume.root().substr(4);  // as a user types it
+        options.workers = 2;
+    }
+
+    void TearDown() override {
+        EXPECT_EQ(volume.open_handles(), 0u);
+        EXPECT_EQ(volume.faults_left(), 0u);
+    }
+
+    // The calls that are remembered afterwards are those of this scan alone.
+    ScanResult run(IndexMode mode = IndexMode::use) {
+        options.index_mode = mode;
+        volume.forget_calls();
+        return scan(options, progress);
+    }
+
+    // The groups among all files of the volume, by comparing each with every other.
+    [[nodiscard]] Groups expected() const {
+        std::vector<std::wstring> paths;
+        for (const std::wstring& file : volume.files())
+            paths.push_back(volume.path(file));
+        return reference_groups(paths);
+    }
+
+    [[nodiscard]] std::wstring index_path() const { return index_file_path(volume.root()).value(); }
+    [[nodiscard]] bool index_exists() const { return file_exists(index_path()); }
+    [[nodiscard]] std::string index_bytes() const { return read_file(index_path()); }
+    [[nodiscard]] detail::IndexSnapshot stored() const {
+        std::optional<detail::IndexSnapshot> snapshot = load_index(volume.root());
+        EXPECT_TRUE(snapshot.has_value());
+        return std::move(snapshot).value_or(detail::IndexSnapshot{});
+    }
+
+    TempTree tree;
+    TempTree indexes;
+    ScopedEnvironment directory{L"LARKSPINE_INDEX_DIRECTORY", indexes.root()};
+    SimulatedVolume volume;
+    ScanOptions options;
+    ScanProgress progress;
+};
+
+}  // namespace larkspine::testing

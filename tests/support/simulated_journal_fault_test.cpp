@@ -1,0 +1,170 @@
+#include <gtest/gtest.h>
+#include <string>
+#include <string_view>
+
+#include "support/simulated_journal.h"
+#include "support/volume_client.h"
+
+namespace larkspine::testing {
+namespace {
+
+class SimulatedJournalTest : public ::testing::Test {
+  protected:
+    static UsnRecordFields change(std::wstring_view name, std::uint32_t reason = 0x2) {
+        UsnRecordFields record;
+        record.reference = make_reference(30, 2);
+        record.parent = root_reference;
+        record.reason = reason;
+        record.name = name;
+        return record;
+    }
+
+    VolumeAnswer read(std::int64_t start, std::size_t room = 4096, std::uint32_t mask = 0xFFFFFFFF,
+                      std::uint32_t closed_only = 0) {
+        return read_as(journal.data().UsnJournalID, start, room, mask, closed_only);
+    }
+    VolumeAnswer read_as(std::uint64_t identifier, std::int64_t start, std::size_t room = 4096,
+                         std::uint32_t mask = 0xFFFFFFFF, std::uint32_t closed_only = 0) {
+        VolumeAnswer answer;
+        answer.bytes.resize(room);
+        answer.error = journal.read({start, mask, closed_only, 0, 0, identifier},
+                                    answer.bytes.data(), static_cast<DWORD>(room), answer.returned);
+        return answer;
+    }
+
+    // 64 bytes a record of up to two letters.
+    SimulatedJournal journal{{true, 0x77, 1000 * 8, 1024, 256}};
+};
+
+TEST_F(SimulatedJournalTest, UsnsRiseByEachRecordsLength) {
+    EXPECT_EQ(journal.append(change(L"a")), 8000);
+    EXPECT_EQ(journal.append(change(L"abc")), 8064);
+    EXPECT_EQ(journal.append(change(L"")), 8064 + 72);
+    EXPECT_EQ(journal.data().NextUsn, 8064 + 72 + 64);
+    EXPECT_EQ(journal.data().FirstUsn, 8000);
+}
+
+TEST_F(SimulatedJournalTest, TheDescriptionTellsItsLimits) {
+    const USN_JOURNAL_DATA_V0 data = journal.data();
+    EXPECT_EQ(data.UsnJournalID, 0x77u);
+    EXPECT_EQ(data.MaximumSize, 1024u);
+    EXPECT_EQ(data.AllocationDelta, 256u);
+    EXPECT_EQ(data.LowestValidUsn, 0);
+    EXPECT_GT(data.MaxUsn, data.NextUsn);
+}
+
+TEST_F(SimulatedJournalTest, TimesRiseFromRecordToRecord) {
+    journal.append(change(L"a"));
+    journal.append(change(L"b"));
+    const auto records = journal.records_from(0);
+    EXPECT_LT(records.at(0).time_stamp, records.at(1).time_stamp);
+}
+
+TEST_F(SimulatedJournalTest, AReadGivesTheRecordsFromItsStartAndWhereToGoOn) {
+    journal.append(change(L"a"));
+    journal.append(change(L"b"));
+    journal.append(change(L"c"));
+    const VolumeAnswer answer = read(8064);
+    EXPECT_EQ(answer.error, 0u);
+    EXPECT_EQ(answer.names(), (std::vector<std::wstring>{L"b", L"c"}));
+    EXPECT_EQ(answer.returned, 8u + 2 * 64);
+    EXPECT_EQ(answer.next(), 8000u + 3 * 64);
+    EXPECT_EQ(answer.records().at(0), journal.records_from(8064).at(0));
+}
+
+TEST_F(SimulatedJournalTest, AReadEndsAtARecordsBoundaryWhenTheBufferIsFull) {
+    for (int i = 0; i < 4; ++i)
+        journal.append(change(L"a"));
+    const VolumeAnswer first = read(8000, 8 + 2 * 64 + 63);
+    EXPECT_EQ(first.returned, 8u + 2 * 64);
+    EXPECT_EQ(first.next(), 8000u + 2 * 64);
+    const VolumeAnswer second = read(static_cast<std::int64_t>(first.next()), 8 + 2 * 64);
+    EXPECT_EQ(second.records().size(), 2u);
+    EXPECT_EQ(second.next(), 8000u + 4 * 64);
+}
+
+TEST_F(SimulatedJournalTest, AReadAtTheEndGivesOnlyThatPlace) {
+    journal.append(change(L"a"));
+    const VolumeAnswer answer = read(8064);
+    EXPECT_EQ(answer.error, 0u);
+    EXPECT_EQ(answer.returned, 8u);
+    EXPECT_EQ(answer.next(), 8064u);
+}
+
+TEST_F(SimulatedJournalTest, AStartOfZeroMeansTheOldestRecord) {
+    journal.append(change(L"a"));
+    EXPECT_EQ(read(0).names(), (std::vector<std::wstring>{L"a"}));
+}
+
+TEST_F(SimulatedJournalTest, RecordsWithoutAWantedReasonArePassedOver) {
+    journal.append(change(L"a", 0x2));
+    journal.append(change(L"b", 0x102));
+    journal.append(change(L"c", 0x2));
+    const VolumeAnswer answer = read(8000, 4096, 0x100);
+    EXPECT_EQ(answer.names(), (std::vector<std::wstring>{L"b"}));
+    EXPECT_EQ(answer.next(), 8000u + 3 * 64);
+}
+
+TEST_F(SimulatedJournalTest, OnlyCloseRecordsWhenOnlyThoseAreWanted) {
+    journal.append(change(L"a", 0x2));
+    journal.append(change(L"b", 0x8000'0002));
+    EXPECT_EQ(read(8000, 4096, 0xFFFFFFFF, 1).names(), (std::vector<std::wstring>{L"b"}));
+}
+
+TEST_F(SimulatedJournalTest, WhatCannotBeReadFailsWithTheDocumentedError) {
+    journal.append(change(L"a"));
+    EXPECT_EQ(read_as(0x78, 8000).error, DWORD{ERROR_INVALID_PARAMETER});
+    EXPECT_EQ(read(7992).error, DWORD{ERROR_JOURNAL_ENTRY_DELETED});
+    EXPECT_EQ(read(8072).error, DWORD{ERROR_INVALID_PARAMETER});  // beyond the end
+    EXPECT_EQ(read(8008).error, DWORD{ERROR_INVALID_PARAMETER});  // inside a record
+    EXPECT_EQ(read(8000, 7).error, DWORD{ERROR_INSUFFICIENT_BUFFER});
+    EXPECT_EQ(read(8000, 8 + 63).error, DWORD{ERROR_INSUFFICIENT_BUFFER});
+    EXPECT_EQ(read(7992).returned, 0u);
+}
+
+TEST_F(SimulatedJournalTest, BeyondItsSizeTheOldestRecordsGoAndTheFirstUsnRises) {
+    for (int i = 0; i < 20; ++i)  // 1280 bytes: its size and its delta together
+        journal.append(change(L"a"));
+    EXPECT_EQ(journal.data().FirstUsn, 8000);
+    journal.append(change(L"b"));
+    EXPECT_EQ(journal.data().NextUsn, 8000 + 21 * 64);
+    EXPECT_EQ(journal.data().FirstUsn, 8000 + 5 * 64);  // 16 of 64 bytes are left
+    EXPECT_EQ(journal.records_from(0).size(), 16u);
+    EXPECT_EQ(read(8000 + 4 * 64).error, DWORD{ERROR_JOURNAL_ENTRY_DELETED});
+    EXPECT_EQ(read(8000 + 5 * 64).records().size(), 16u);
+}
+
+TEST_F(SimulatedJournalTest, APurgedJournalBeginsWhereItEnds) {
+    journal.append(change(L"a"));
+    journal.purge();
+    EXPECT_EQ(journal.data().FirstUsn, 8064);
+    EXPECT_EQ(journal.data().NextUsn, 8064);
+    EXPECT_EQ(read(8000).error, DWORD{ERROR_JOURNAL_ENTRY_DELETED});
+    EXPECT_EQ(read(8064).returned, 8u);
+}
+
+TEST_F(SimulatedJournalTest, AJournalThatIsMadeAgainHasAnotherIdentifierAndBeginsAtZero) {
+    journal.append(change(L"a"));
+    journal.remove();
+    EXPECT_FALSE(journal.active());
+    journal.make_again();
+    EXPECT_TRUE(journal.active());
+    EXPECT_NE(journal.data().UsnJournalID, 0x77u);
+    EXPECT_EQ(journal.data().FirstUsn, 0);
+    EXPECT_EQ(journal.data().NextUsn, 0);
+    EXPECT_EQ(journal.append(change(L"b")), 0);
+    EXPECT_EQ(read(0).names(), (std::vector<std::wstring>{L"b"}));
+}
+
+TEST_F(SimulatedJournalTest, AStampedJournalKeepsItsRecordsUnderAnotherIdentifier) {
+    journal.append(change(L"a"));
+    journal.restamp();
+    EXPECT_NE(journal.data().UsnJournalID, 0x77u);
+    EXPECT_EQ(journal.data().FirstUsn, 8000);
+    EXPECT_EQ(journal.data().LowestValidUsn, 8064);
+    EXPECT_EQ(read_as(0x77, 8000).error, DWORD{ERROR_INVALID_PARAMETER});
+    EXPECT_EQ(read(8000).records().size(), 1u);
+}
+
+}  // namespace
+}  // namespace larkspine::testing
