@@ -195,7 +195,7 @@ class NtfsSoakTest : public ScannedVolumeTest {
 };
 
 TEST_F(NtfsSoakTest, AfterAnyChangesAScanWithTheIndexFindsWhatOneWithoutItFinds) {
-    const std::uint32_t rounds = setting(L"LARKSPINE_SOAK_ROUNDS", 60);
+    const std::uint32_t rounds = setting(L"LARKSPINE_SOAK_ROUNDS", 200);
     std::array<std::uint32_t, 5> ways{};
     std::size_t groups = 0;
     for (int i = 0; i < 40; ++i)

@@ -1,0 +1,43 @@
+"""The finished program on a whole NTFS volume, which is a simulated one: table, fast path, delta."""
+import unittest
+
+import reference
+from language import EndToEnd
+from program import required, windows_path
+
+
+def rows(*paths):
+    return reference.HEADER + "".join(
+        f'1;{"Doublon" if number else "Original"};"Q:\\{path}";17\r\n'
+        for number, path in enumerate(paths)).encode()
+
+
+class VolumeTest(EndToEnd, unittest.TestCase):
+    def test_three_runs_take_the_table_the_fast_path_and_the_delta(self):
+        run = self.work.run(command=[windows_path(required("LARKSPINE_VOLUME_PROGRAM_EXE"))])
+        self.assertEqual((run.code, run.stderr), (0, b""))
+        first, second, third = run.stdout.decode().split("== ")[1:]
+
+        def told(text, *lines):
+            for line in lines:
+                self.assertIn(f"\n  {line}\n", text)
+
+        # The snapshot holds the folders too, and the root.
+        told(first, "Index chargé : non", "Fast path inchangé : non", "Delta USN appliqué : non",
+             "Fichiers : 4, candidats : 3, entrées index : 7",
+             "Hash sample calculés/réutilisés : 3/0", "Hash complets calculés/réutilisés : 2/0")
+        told(second, "Index chargé : oui", "Fast path inchangé : oui", "Delta USN appliqué : non",
+             "Fichiers : 4, candidats : 3, entrées index : 7",
+             "Hash sample calculés/réutilisés : 0/3", "Hash complets calculés/réutilisés : 0/2")
+        self.assertRegex(second, r"total : \d+/\d+/\d+/0/\d+\n", "nothing new, nothing written")
+        told(third, "Index chargé : oui", "Fast path inchangé : non", "Delta USN appliqué : oui",
+             "Fichiers : 5, candidats : 4, entrées index : 8",
+             "Hash sample calculés/réutilisés : 2/2", "Hash complets calculés/réutilisés : 2/2")
+
+        reports = [path.read_bytes() for path in run.reports]
+        self.assertEqual(reports, [rows("folder\\copy", "original"), rows("folder\\copy", "original"),
+                                   rows("new", "original", "renamed\\copy", "renamed\\other")])
+
+
+if __name__ == "__main__":
+    unittest.main()
