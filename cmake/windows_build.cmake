@@ -24,6 +24,7 @@ add_library(larkspine_core STATIC
     src/fs/path.cpp
     src/fs/usn_delta.cpp
     src/fs/volume.cpp
+    src/fs/write_all.cpp
     src/index/index_file.cpp
     src/index/index_location.cpp
     src/report/results_csv.cpp)

@@ -12,7 +12,7 @@ import sys
 LEVELS = [
     [r"engine/fnv1a", r"engine/blake3_digest", r"engine/scan_records", r"engine/file_identity",
      r"engine/read_buffer",
-     r"index/byte_reader", r"pool/worker_pool", r"pool/job_batch", r"fs/win32_api", r"fs/win32_handle",
+     r"index/byte_reader", r"pool/worker_pool", r"pool/job_batch", r"fs/win32_api", r"fs/win32_handle", r"fs/write_all",
      r"fs/path_forms", r"fs/path", r"index/index_key"],
     [r"index/index_location"],
     [r"fs/.*"],

@@ -5,20 +5,13 @@
 #include <iostream>
 #include <string_view>
 
+#include "app/console_handle.h"
+
 namespace larkspine {
 namespace {
 
 constexpr std::wstring_view request = L"\r\nAppuyez sur Entrée pour fermer Larkspine...";
 static_assert(request.size() == 45);
-
-bool is_valid(HANDLE handle) {
-    return handle != nullptr && handle != INVALID_HANDLE_VALUE;
-}
-
-bool is_console(HANDLE handle) {
-    DWORD mode = 0;
-    return is_valid(handle) && GetConsoleMode(handle, &mode);
-}
 
 void flush(std::wostream& stream) {
     try {
@@ -42,7 +35,7 @@ bool owns_console() {
 void show_console_cursor() {
     const HANDLE console = GetStdHandle(STD_OUTPUT_HANDLE);
     CONSOLE_CURSOR_INFO cursor = {};
-    if (!is_valid(console) || !GetConsoleCursorInfo(console, &cursor))
+    if (!is_valid_handle(console) || !GetConsoleCursorInfo(console, &cursor))
         return;
     cursor.bVisible = TRUE;
     SetConsoleCursorInfo(console, &cursor);
@@ -54,11 +47,11 @@ void pause_if_owned_console() {
     show_console_cursor();
     const HANDLE output = GetStdHandle(STD_OUTPUT_HANDLE);
     DWORD count = 0;
-    if (is_valid(output))
+    if (is_valid_handle(output))
         WriteConsoleW(output, request.data(), static_cast<DWORD>(request.size()), &count, nullptr);
     const HANDLE input = GetStdHandle(STD_INPUT_HANDLE);
     wchar_t typed = L'\0';
-    if (is_valid(input))
+    if (is_valid_handle(input))
         ReadConsoleW(input, &typed, 1, &count, nullptr);
 }
 

@@ -2,6 +2,7 @@
 
 #include <cstdio>
 
+#include "app/console_handle.h"
 #include "app/console_pause.h"
 #include "app/run.h"
 
@@ -41,7 +42,7 @@ LONG WINAPI fatal_fault_filter(EXCEPTION_POINTERS* exception) {
                       "Adresse : %p\r\n",
                       code, static_cast<LONG>(code), address);
     const HANDLE error = GetStdHandle(STD_ERROR_HANDLE);
-    if (length > 0 && error != nullptr && error != INVALID_HANDLE_VALUE) {
+    if (length > 0 && is_valid_handle(error)) {
         const DWORD size =
             length < static_cast<int>(sizeof text) ? static_cast<DWORD>(length) : sizeof text - 1;
         DWORD written = 0;

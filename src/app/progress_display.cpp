@@ -4,6 +4,7 @@
 #include <chrono>
 #include <string_view>
 
+#include "app/console_handle.h"
 #include "app/progress_frame.h"
 
 namespace larkspine {
@@ -93,8 +94,7 @@ void ProgressDisplay::start(const ScanProgress& shown) {
     cursor_saved = false;
 
     console = GetStdHandle(STD_OUTPUT_HANDLE);
-    DWORD mode = 0;
-    if (console == nullptr || console == INVALID_HANDLE_VALUE || !GetConsoleMode(console, &mode))
+    if (!is_console(console))
         return;
     hide_cursor(*this);
     if (!reserve_lines(*this)) {

@@ -1,18 +1,17 @@
 #include "app/wide_output.h"
 
 #include <iostream>
+#include <span>
 #include <string_view>
+
+#include "app/console_handle.h"
+#include "fs/write_all.h"
 
 namespace larkspine {
 namespace {
 
 bool is_lead_surrogate(wchar_t unit) {
     return (unit & 0xFC00) == 0xD800;
-}
-
-bool is_console(HANDLE handle) {
-    DWORD mode = 0;
-    return handle != nullptr && handle != INVALID_HANDLE_VALUE && GetConsoleMode(handle, &mode);
 }
 
 bool write_console(HANDLE handle, std::wstring_view text) {
@@ -23,17 +22,6 @@ bool write_console(HANDLE handle, std::wstring_view text) {
             written == 0 || written > text.size())
             return false;
         text.remove_prefix(written);
-    }
-    return true;
-}
-
-bool write_bytes(HANDLE handle, std::string_view bytes) {
-    while (!bytes.empty()) {
-        DWORD written = 0;
-        if (!WriteFile(handle, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr) ||
-            written == 0 || written > bytes.size())
-            return false;
-        bytes.remove_prefix(written);
     }
     return true;
 }
@@ -83,8 +71,8 @@ bool WideOutputBuffer::write(const wchar_t* text, std::size_t length) {
     utf8_.resize(3 * length);
     const int size = WideCharToMultiByte(CP_UTF8, 0, text, static_cast<int>(length), utf8_.data(),
                                          static_cast<int>(utf8_.size()), nullptr, nullptr);
-    return size > 0 &&
-           write_bytes(handle_, std::string_view(utf8_.data(), static_cast<std::size_t>(size)));
+    return size > 0 && write_all(handle_, std::as_bytes(std::span(utf8_.data(),
+                                                                  static_cast<std::size_t>(size))));
 }
 
 namespace {

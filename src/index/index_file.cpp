@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "fs/win32_handle.h"
+#include "fs/write_all.h"
 #include "index/index_format.h"
 #include "index/index_location.h"
 
@@ -16,18 +17,6 @@ namespace {
 // One call's worth of bytes: the system counts them in 32 bits.
 DWORD request_for(std::size_t bytes) {
     return static_cast<DWORD>(std::min<std::size_t>(bytes, std::numeric_limits<DWORD>::max()));
-}
-
-bool write_all(HANDLE file, std::span<const std::byte> bytes) {
-    while (!bytes.empty()) {
-        const DWORD request = request_for(bytes.size());
-        DWORD written = 0;
-        if (!WriteFile(file, bytes.data(), request, &written, nullptr) || written == 0 ||
-            written > request)
-            return false;
-        bytes = bytes.subspan(written);
-    }
-    return true;
 }
 
 // Creates the file with these bytes, on the disk when it returns true.

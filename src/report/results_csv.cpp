@@ -6,11 +6,11 @@
 #include <cstdint>
 #include <cwchar>
 #include <iterator>
-#include <limits>
 #include <vector>
 
 #include "fs/path.h"
 #include "fs/win32_handle.h"
+#include "fs/write_all.h"
 
 namespace larkspine {
 namespace {
@@ -20,19 +20,6 @@ constexpr std::size_t output_buffer_size = 262'144;
 constexpr std::string_view byte_order_mark = "\xEF\xBB\xBF";
 constexpr std::string_view header_line = "Groupe;Statut;Chemin complet;Taille en octets\r\n";
 static_assert(header_line.size() == 47);
-
-bool write_all(HANDLE file, std::string_view bytes) {
-    while (!bytes.empty()) {
-        const auto request = static_cast<DWORD>(
-            std::min<std::size_t>(bytes.size(), std::numeric_limits<DWORD>::max()));
-        DWORD written = 0;
-        if (!WriteFile(file, bytes.data(), request, &written, nullptr) || written == 0 ||
-            written > request)
-            return false;
-        bytes.remove_prefix(written);
-    }
-    return true;
-}
 
 bool entry_less(const DuplicateEntry* a, const DuplicateEntry* b) {
     return path_less(a->path, b->path);
@@ -145,13 +132,13 @@ bool write_results_csv(const std::wstring& path, std::span<const DuplicateGroup>
             line.append("\r\n");
             output.append(line);
             if (output.size() >= output_buffer_size) {
-                if (!write_all(file.get(), output))
+                if (!write_all(file.get(), std::as_bytes(std::span(output))))
                     return false;
                 output.clear();
             }
         }
     }
-    return write_all(file.get(), output);
+    return write_all(file.get(), std::as_bytes(std::span(output)));
 }
 
 }  // namespace larkspine

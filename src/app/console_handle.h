@@ -1,0 +1,18 @@
+// Telling a console from a file or a pipe. A failure of either test means that there is none.
+#pragma once
+
+#include "fs/win32_api.h"
+
+namespace larkspine {
+
+// What GetStdHandle returned is a handle at all.
+[[nodiscard]] inline bool is_valid_handle(HANDLE handle) noexcept {
+    return handle != nullptr && handle != INVALID_HANDLE_VALUE;
+}
+
+[[nodiscard]] inline bool is_console(HANDLE handle) noexcept {
+    DWORD mode = 0;
+    return is_valid_handle(handle) && GetConsoleMode(handle, &mode);
+}
+
+}  // namespace larkspine

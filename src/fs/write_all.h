@@ -1,0 +1,15 @@
+// Writing a block to an open file, whatever pieces the system takes it in. A leaf; any thread.
+#pragma once
+
+#include "fs/win32_api.h"
+
+#include <cstddef>
+#include <span>
+
+namespace larkspine {
+
+// Writes all of `bytes` from the file pointer on. False as soon as a call fails, writes nothing, or
+// claims to have written more than it was given; what was written before stays.
+[[nodiscard]] bool write_all(HANDLE file, std::span<const std::byte> bytes);
+
+}  // namespace larkspine
