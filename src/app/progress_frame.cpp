@@ -40,7 +40,7 @@ unsigned progress_percentage(const ScanProgress& progress) noexcept {
     const std::uint64_t total = progress.candidates_total;
     if (total == 0)
         return 20;
-    const double done = static_cast<double>(progress.candidates_done.load());
+    const auto done = static_cast<double>(progress.candidates_done.load());
     const double ratio = std::min(done / static_cast<double>(total), 1.0);
     return std::min(static_cast<unsigned>(ratio * 79.0) + 20, 99u);
 }

@@ -158,8 +158,10 @@ std::optional<EncodedIndex> encode_index(const IndexSnapshot& snapshot) {
     const std::optional<std::size_t> size = encoded_size(snapshot);
     if (!size)
         return std::nullopt;
-    EncodedIndex encoded{std::make_unique_for_overwrite<std::byte[]>(*size), *size};
-    ByteWriter writer(encoded.bytes.get());
+    std::optional<EncodedIndex> encoded(std::in_place);
+    encoded->bytes = std::make_unique_for_overwrite<std::byte[]>(*size);
+    encoded->size = *size;
+    ByteWriter writer(encoded->bytes.get());
     writer.bytes(magic.data(), magic.size());
     writer.integer(format_version);
     writer.flag(snapshot.journal_valid);
