@@ -243,7 +243,7 @@ TEST_F(MetadataRefreshTest, WithOneThreadNoMoreThanTwoQueriesAreInFlight) {
     for (const wchar_t* name : {L"a", L"b", L"c", L"d", L"e"})
         changed.insert(add(name));
     worker_pool one(1);
-    QueriesInFlight in_flight(one);
+    QueriesInFlight in_flight(one, 2);
     EXPECT_TRUE(refresh(changed, one));
     EXPECT_EQ(in_flight.count(), 2u);
 }
@@ -252,7 +252,7 @@ TEST_F(MetadataRefreshTest, TwiceTheThreadsQueriesAreInFlight) {
     ReferenceSet changed;
     for (const wchar_t* name : {L"a", L"b", L"c", L"d", L"e", L"f", L"g"})
         changed.insert(add(name));
-    QueriesInFlight in_flight(pool);
+    QueriesInFlight in_flight(pool, 4);
     EXPECT_TRUE(refresh(changed));
     EXPECT_EQ(in_flight.count(), 4u);
 }
