@@ -13,10 +13,6 @@ namespace {
 
 constexpr const wchar_t* threads[] = {L"main", L"worker", L"drawing"};
 
-bool under_wine() {
-    return GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "wine_get_version") != nullptr;
-}
-
 void expect_fault(const wchar_t* kind, const wchar_t* thread, const std::string& code) {
     SCOPED_TRACE(::testing::PrintToString(std::wstring(kind) + L" " + thread));
     const EndedChild child = run_child(L"faulty_program", std::wstring(kind) + L" " + thread);
@@ -56,12 +52,18 @@ TEST(FatalFaultProcessTest, FaultsThatTheRuntimeWouldResumeAreReportedAndEndTheP
 }
 
 TEST(FatalFaultProcessTest, AStackOverflowOnAnyThreadIsReportedAndEndsTheProcessWith3) {
-    if (under_wine())
-        GTEST_SKIP() << "Wine leaves less than a page of an overflowed stack, whatever "
-                        "SetThreadStackGuarantee asks for, so it reaches no unhandled-exception "
-                        "filter";
     for (const wchar_t* thread : threads)
         expect_fault(L"stack", thread, "0xC00000FD (-1073741571)");
+}
+
+TEST(FatalFaultProcessTest, TwoStacksThatOverflowAtOnceAreOneReport) {
+    for (int run = 0; run < 5; ++run) {
+        const EndedChild child = run_child(L"faulty_program", L"stack workers");
+        EXPECT_EQ(child.code, 3u);
+        const std::size_t first = child.errors.find("Erreur fatale");
+        ASSERT_NE(first, std::string::npos) << child.errors;
+        EXPECT_EQ(child.errors.find("Erreur fatale", first + 1), std::string::npos);
+    }
 }
 
 TEST(FatalFaultProcessTest, AProgramThatDoesNotFaultEndsWithItsOwnCode) {

@@ -2,6 +2,8 @@
 // standard error, as GetTickCount64 tells it.
 #include "fs/win32_api.h"
 
+#include <future>
+#include <latch>
 #include <string>
 
 #include "app/console_pause.h"
@@ -60,6 +62,23 @@ void fault_on_a_worker(const std::wstring& kind) {
     pool.submit([&] { fault(kind); }).wait();
 }
 
+// The second worker faults while the first is still writing its report.
+void fault_on_two_workers(const std::wstring& kind) {
+    hooks().WriteFile = [](auto... arguments) {
+        real_imports().Sleep(50);
+        return real_imports().WriteFile(arguments...);
+    };
+    worker_pool pool(2);
+    std::latch both(2);
+    const auto job = [&] {
+        both.arrive_and_wait();
+        fault(kind);
+    };
+    std::future<void> first = pool.submit(job);
+    pool.submit(job).wait();
+    first.wait();
+}
+
 // The drawing thread is the one that sleeps between two frames of a running display.
 void fault_on_the_drawing_thread(const std::wstring& kind) {
     const HeadlessConsole console;
@@ -90,6 +109,8 @@ int wmain(int argc, wchar_t** argv) {
         fault(argv[1]);
     else if (thread == L"worker")
         fault_on_a_worker(argv[1]);
+    else if (thread == L"workers")
+        fault_on_two_workers(argv[1]);
     else if (thread == L"drawing")
         fault_on_the_drawing_thread(argv[1]);
     return 0;
