@@ -16,13 +16,11 @@ struct FileIdentity {
     friend bool operator==(const FileIdentity&, const FileIdentity&) = default;
 };
 
-// The identity of an entry that has one. Of the serial number only the low 32 bits are compared: a
-// query of the file tells all 64, but the volume's own query, from which a table scan takes it,
-// only these. With all of them two names of one file, one listed by a table scan and one read by a
-// later walk, would be reported as duplicates of each other. Two volumes below one root whose
-// serial numbers share these bits hide a duplicate at worst, which is the harmless side.
+// The identity of an entry that has one, the whole serial number compared. A table scan knows the
+// volume's 32-bit serial number only and a query of the file all 64 bits, so an identity of the one
+// kind never equals one of the other.
 [[nodiscard]] inline FileIdentity identity_of(const FileCandidate& entry) noexcept {
-    return {entry.volume_serial & 0xFFFFFFFF, entry.file_id};
+    return {entry.volume_serial, entry.file_id};
 }
 
 struct FileIdentityHash {

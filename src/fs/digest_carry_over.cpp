@@ -1,6 +1,8 @@
 #include "fs/digest_carry_over.h"
 
 #include <optional>
+#include <string>
+#include <string_view>
 #include <unordered_map>
 
 #include "engine/file_identity.h"
@@ -25,19 +27,40 @@ struct ComparisonHash {
     }
 };
 
-// The previous entry of each path, in comparison form. Null where several entries have one form
-// (folders can be made to tell case apart): the form alone does not say which file it was.
-using PathIndex = std::unordered_map<ComparisonView, const FileCandidate*, ComparisonHash>;
 using IdentityIndex = std::unordered_map<FileIdentity, const FileCandidate*, FileIdentityHash>;
 
-PathIndex index_by_path(const IndexSnapshot& loaded) {
-    PathIndex index;
-    index.reserve(loaded.entries.size());
-    for (const FileCandidate& entry : loaded.entries)
-        if (const auto [place, added] = index.emplace(ComparisonView(entry.path), &entry); !added)
+// The previous entries by path. Folders can be made to tell case apart: where several entries have
+// one comparison form, the path as it is spelled says which of them is meant.
+class PathIndex {
+  public:
+    explicit PathIndex(const IndexSnapshot& loaded) {
+        by_form_.reserve(loaded.entries.size());
+        for (const FileCandidate& entry : loaded.entries) {
+            const auto [place, added] = by_form_.emplace(ComparisonView(entry.path), &entry);
+            if (added)
+                continue;
+            if (place->second != nullptr)
+                by_spelling_.emplace(place->second->path, place->second);
             place->second = nullptr;
-    return index;
-}
+            by_spelling_.emplace(entry.path, &entry);
+        }
+    }
+
+    // Null when no entry has that path.
+    const FileCandidate* find(const std::wstring& path) const {
+        const auto known = by_form_.find(ComparisonView(path));
+        if (known == by_form_.end())
+            return nullptr;
+        if (known->second != nullptr)
+            return known->second;
+        const auto spelled = by_spelling_.find(path);
+        return spelled == by_spelling_.end() ? nullptr : spelled->second;
+    }
+
+  private:
+    std::unordered_map<ComparisonView, const FileCandidate*, ComparisonHash> by_form_;
+    std::unordered_map<std::wstring_view, const FileCandidate*> by_spelling_;
+};
 
 int digest_count(const FileCandidate& entry) {
     return int{entry.has_sample_digest} + int{entry.has_full_digest};
@@ -72,13 +95,12 @@ void inherit(FileCandidate& entry, const FileCandidate& previous) {
 }  // namespace
 
 void carry_over_digests(std::vector<FileCandidate>& fresh, const IndexSnapshot& loaded) {
-    const PathIndex by_path = index_by_path(loaded);
+    const PathIndex by_path(loaded);
     // Made when the first moved or new file asks for it: an unchanged tree never does.
     std::optional<IdentityIndex> by_identity;
     for (FileCandidate& entry : fresh) {
-        const auto known = by_path.find(ComparisonView(entry.path));
-        if (known != by_path.end() && known->second != nullptr) {
-            inherit(entry, *known->second);
+        if (const FileCandidate* const previous = by_path.find(entry.path)) {
+            inherit(entry, *previous);
             continue;
         }
         if (!read_identity(entry))

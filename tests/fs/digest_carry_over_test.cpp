@@ -126,11 +126,11 @@ TEST_F(DigestCarryOverTest, BothHalvesOfTheIdentifierAndTheVolumeCount) {
 }
 
 // A table scan knows only the low half of a volume's serial number.
-TEST_F(DigestCarryOverTest, TheHighHalfOfTheSerialNumberIsNotCompared) {
+TEST_F(DigestCarryOverTest, AFileOfAVolumeWithAnotherHighHalfOfTheSerialNumberInheritsNothing) {
     const std::wstring now = tree_.file(L"new.txt", "hello");
     FileCandidate previous = hashed_with_identity_of(tree_.path(L"old.txt"), now);
     previous.volume_serial ^= 0xABCD'0000'0000'0000;
-    EXPECT_TRUE(inherited(carry(fresh(now), {previous}), previous));
+    EXPECT_TRUE(has_no_digest(carry(fresh(now), {previous})));
 }
 
 TEST_F(DigestCarryOverTest, ANewFileInheritsNothingAndKnowsItsIdentity) {
@@ -168,14 +168,25 @@ TEST_F(DigestCarryOverTest, OfSeveralNamesOfOneFileTheHashedOneIsInherited) {
     EXPECT_TRUE(inherited(carry(fresh(now), {collapsed, kept}), kept));
 }
 
-// In a folder that tells case apart, the comparison form does not say which of two files it was.
-TEST_F(DigestCarryOverTest, PathsThatDifferOnlyInCaseAreToldApartByIdentity) {
+// In a folder that tells case apart, the comparison form does not say which of the files it was.
+TEST_F(DigestCarryOverTest, OfPathsThatDifferOnlyInCaseTheOneSpelledAlikeIsTaken) {
     const std::wstring now = tree_.file(L"a.txt", "hello");
     const FileCandidate upper = hashed(tree_.path(L"A.TXT"));
-    FileCandidate lower = hashed_with_identity_of(tree_.path(L"a.txt"), now);
+    const FileCandidate mixed = hashed(tree_.path(L"A.txt"));
+    FileCandidate lower = hashed(tree_.path(L"a.txt"));
     lower.full_digest = digest_from(9);
-    EXPECT_TRUE(inherited(carry(fresh(now), {upper, lower}), lower));
-    EXPECT_TRUE(inherited(carry(fresh(now), {lower, upper}), lower));
+    EXPECT_TRUE(inherited(carry(fresh(now), {upper, mixed, lower}), lower));
+    EXPECT_TRUE(inherited(carry(fresh(now), {upper, lower, mixed}), lower));
+    EXPECT_TRUE(inherited(carry(fresh(now), {lower, upper, mixed}), lower));
+}
+
+TEST_F(DigestCarryOverTest, AnotherSpellingThanThoseOfSeveralPathsIsLookedUpByIdentity) {
+    const std::wstring now = tree_.file(L"a.txt", "hello");
+    const FileCandidate upper = hashed(tree_.path(L"A.TXT"));
+    FileCandidate mixed = hashed_with_identity_of(tree_.path(L"A.txt"), now);
+    mixed.full_digest = digest_from(9);
+    EXPECT_TRUE(inherited(carry(fresh(now), {upper, mixed}), mixed));
+    EXPECT_TRUE(inherited(carry(fresh(now), {mixed, upper}), mixed));
 }
 
 TEST_F(DigestCarryOverTest, AnEmptySnapshotOrAnEmptyTreeIsNoTrouble) {
