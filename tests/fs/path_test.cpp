@@ -1,8 +1,11 @@
 #include "fs/path.h"
 
+#include "fs/win32_api.h"
+
 #include <algorithm>
 #include <cstddef>
 #include <gtest/gtest.h>
+#include <random>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -177,6 +180,35 @@ TEST(PathLessTest, IsAStrictWeakOrdering) {
                 EXPECT_FALSE(path_less(a, b) && path_less(b, c) && !path_less(a, c));
         }
     }
+}
+
+// The three keys as the system answers them, call by call.
+bool less_by_three_keys(const std::wstring& a, const std::wstring& b) {
+    const int a_length = static_cast<int>(a.size());
+    const int b_length = static_cast<int>(b.size());
+    for (const BOOL ignore_case : {TRUE, FALSE}) {
+        const int order =
+            CompareStringOrdinal(a.c_str(), a_length, b.c_str(), b_length, ignore_case);
+        if (order != CSTR_EQUAL)
+            return order == CSTR_LESS_THAN;
+    }
+    return a < b;
+}
+
+TEST(PathLessTest, OrdersEveryPairAsTheSystemDoes) {
+    // Around the letters of ASCII, with and without case, and beyond.
+    const std::wstring units = L"aAzZbB@[_`{\\. 0\x7F\x80\xE9\xC9\x131\xD800\xFFFF";
+    std::mt19937 random(1);
+    std::vector<std::wstring> paths;
+    for (int i = 0; i < 400; ++i) {
+        std::wstring& path = paths.emplace_back();
+        for (auto length = random() % 5; length > 0; --length)
+            path.push_back(units[random() % (i % 2 == 0 ? 6 : units.size())]);
+    }
+    for (const std::wstring& a : paths)
+        for (const std::wstring& b : paths)
+            ASSERT_EQ(path_less(a, b), less_by_three_keys(a, b))
+                << ::testing::PrintToString(a) << " and " << ::testing::PrintToString(b);
 }
 
 TEST(PathLessTest, AViewWithoutATextComesBeforeEveryPath) {
