@@ -19,16 +19,18 @@ namespace larkspine {
 template <typename Key, typename Result>
 class JobBatch {
   public:
-    // Makes room for as many pending jobs as `items` can lead to.
+    // `items` is how many jobs can come: with the first there will be room for as many of them as
+    // can be pending.
     JobBatch(worker_pool& pool, std::size_t items)
-        : pool_(pool), limit_(std::max<std::size_t>(2 * pool.thread_count(), 1)) {
-        pending_.reserve(std::min(limit_, items));
-    }
+        : pool_(pool),
+          limit_(std::max<std::size_t>(2 * pool.thread_count(), 1)),
+          room_(std::min(limit_, items)) {}
 
     // Submits `job`; when the batch is full then, awaits it and hands every result to `collect(key,
     // result)`.
     template <typename Job, typename Collect>
     void submit(Key key, Job&& job, Collect&& collect) {
+        pending_.reserve(room_);
         pending_.emplace_back(key, pool_.submit(std::forward<Job>(job)));
         if (pending_.size() >= limit_)
             drain(collect);
@@ -45,6 +47,7 @@ class JobBatch {
   private:
     worker_pool& pool_;
     std::size_t limit_;
+    std::size_t room_;
     std::vector<std::pair<Key, std::future<Result>>> pending_;
 };
 
