@@ -1,5 +1,6 @@
 #include "fs/journal_changes.h"
 
+#include <memory_resource>
 #include <utility>
 
 #include "fs/exclusions.h"
@@ -22,7 +23,7 @@ constexpr std::uint32_t reason_metadata =
 
 enum class Resolution : std::uint8_t { untouched, resolving_or_failed, resolved };
 
-using ResolutionMap = std::unordered_map<std::uint64_t, Resolution>;
+using ResolutionMap = std::pmr::unordered_map<std::uint64_t, Resolution>;
 
 // Builds the path of one entry; false when its chain of parents does not reach the root. Follows
 // the chain up to a known end and then back, without recursion: an index may hold a chain of any
@@ -41,7 +42,8 @@ class PathResolver {
             return false;
         for (; !chain_.empty(); chain_.pop_back()) {
             const auto [child_reference, child] = chain_.back();
-            child->path = join_path(parent->path, child->name);
+            // In place: most paths come out as they were, and need no room but their own.
+            assign_joined(child->path, parent->path, child->name);
             states_[child_reference] = Resolution::resolved;
             parent = child;
         }
@@ -75,7 +77,8 @@ class PathResolver {
     const std::wstring& root_;
     std::uint64_t root_reference_;
     EntryMap& records_;
-    ResolutionMap states_;
+    std::pmr::monotonic_buffer_resource memory_;
+    ResolutionMap states_{&memory_};
     std::vector<std::pair<std::uint64_t, FileCandidate*>> chain_;
 };
 
@@ -118,11 +121,11 @@ void rebuild_paths(const std::wstring& root, std::uint64_t root_reference,
     }
 
     PathResolver resolver(root, root_reference, records);
-    ReferenceSet pruned;
+    std::vector<std::uint64_t> pruned;
     for (const auto& [reference, entry] : records)
         if (!resolver.resolve(reference) || is_excluded_path(entry.path) ||
             (entry.attributes & detail::attribute_reparse_point) != 0)
-            pruned.insert(reference);
+            pruned.push_back(reference);
     for (const std::uint64_t reference : pruned)
         records.erase(reference);
 }

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory_resource>
 #include <string>
 #include <unordered_map>
 #include <unordered_set>
@@ -22,8 +23,8 @@ struct JournalChange {
     std::int64_t usn = 0;
 };
 
-// The entries of a volume by file reference number.
-using EntryMap = std::unordered_map<std::uint64_t, detail::FileCandidate>;
+// The entries of a volume by file reference number. Its nodes may live in a buffer of the caller's.
+using EntryMap = std::pmr::unordered_map<std::uint64_t, detail::FileCandidate>;
 using ReferenceSet = std::unordered_set<std::uint64_t>;
 
 // Applies one change: erases a deleted entry, makes or moves any other, drops its digests when its

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <memory>
+#include <memory_resource>
 #include <optional>
 #include <utility>
 #include <vector>
@@ -9,6 +10,7 @@
 #include "engine/read_buffer.h"
 #include "fs/exclusions.h"
 #include "fs/file_metadata.h"
+#include "fs/path_forms.h"
 #include "fs/usn_record.h"
 #include "fs/volume.h"
 #include "fs/win32_handle.h"
@@ -35,10 +37,8 @@ bool store_records(const std::byte* bytes, std::size_t size, MftRecordMap& recor
     return true;
 }
 
-FileCandidate entry_of(std::uint64_t reference, std::uint64_t volume_serial,
-                       const MftRecord& record, const std::wstring& path) {
-    FileCandidate entry;
-    entry.path = path;
+void fill_entry(std::uint64_t reference, std::uint64_t volume_serial, const MftRecord& record,
+                FileCandidate& entry) {
     entry.name = record.name;
     entry.volume_serial = volume_serial;
     entry.file_id.low = reference;
@@ -46,7 +46,24 @@ FileCandidate entry_of(std::uint64_t reference, std::uint64_t volume_serial,
     entry.record_id = record.parent_reference;
     entry.attributes = record.attributes;
     entry.record_stamp = static_cast<std::uint64_t>(record.usn);
-    return entry;
+}
+
+// Builds the path of a record; false when its chain of parents does not reach the root. The paths
+// of folders are kept in the cache; nothing lies below a file, so its path is built in its place.
+bool build_path(std::uint64_t reference, const MftRecord& record, const std::wstring& root,
+                const MftRecordMap& records, PathCache& cache, std::wstring& path) {
+    if ((record.attributes & detail::attribute_directory) != 0 ||
+        record.parent_reference == reference) {
+        const std::wstring* const known = resolve_record_path(reference, root, records, cache);
+        if (known != nullptr)
+            path = *known;
+        return known != nullptr;
+    }
+    const std::wstring* const parent =
+        resolve_record_path(record.parent_reference, root, records, cache, 1);
+    if (parent != nullptr)
+        assign_joined(path, *parent, record.name);
+    return parent != nullptr;
 }
 
 // What every entry of one volume needs to know about it.
@@ -66,22 +83,24 @@ std::vector<std::size_t> build_entries(const std::wstring& root, const Volume& v
     MftRecord root_record;
     root_record.parent_reference = volume.root_reference;
     root_record.attributes = detail::attribute_directory;
-    entries.push_back(entry_of(volume.root_reference, volume.serial, root_record, root));
+    FileCandidate& root_entry = entries.emplace_back();
+    root_entry.path = root;
+    fill_entry(volume.root_reference, volume.serial, root_record, root_entry);
     statistics.directories = 1;
 
-    PathCache cache;
-    cache.reserve(records.size() + 1);
+    std::pmr::monotonic_buffer_resource memory;
+    PathCache cache(&memory);
     cache.emplace(volume.root_reference, root);
     std::vector<std::size_t> files;
     for (const auto& [reference, record] : records) {
         if (reference == volume.root_reference)
             continue;
-        const std::wstring* const path = resolve_record_path(reference, root, records, cache);
-        if (path == nullptr) {
+        FileCandidate entry;
+        if (!build_path(reference, record, root, records, cache, entry.path)) {
             ++statistics.failures;
             continue;
         }
-        if (is_excluded_path(*path)) {
+        if (is_excluded_path(entry.path)) {
             ++statistics.excluded_entries;
             continue;
         }
@@ -92,7 +111,8 @@ std::vector<std::size_t> build_entries(const std::wstring& root, const Volume& v
             ++statistics.directories;
         else
             files.push_back(entries.size());
-        entries.push_back(entry_of(reference, volume.serial, record, *path));
+        fill_entry(reference, volume.serial, record, entry);
+        entries.push_back(std::move(entry));
     }
     return files;
 }
@@ -168,7 +188,8 @@ bool scan_ntfs_mft(const std::wstring& root, detail::IndexSnapshot& snapshot,
     if (!root_reference || !serial)
         return false;
     const std::optional<USN_JOURNAL_DATA_V0> journal = query_usn_journal(volume.get());
-    MftRecordMap records;
+    std::pmr::monotonic_buffer_resource memory;
+    MftRecordMap records(&memory);
     if (!journal || !enumerate_usn_records(volume.get(), *journal, records, progress))
         return false;
 

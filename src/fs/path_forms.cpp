@@ -28,12 +28,17 @@ std::wstring normalize_for_compare(std::wstring_view path) {
 
 std::wstring join_path(std::wstring_view folder, std::wstring_view name) {
     std::wstring joined;
+    assign_joined(joined, folder, name);
+    return joined;
+}
+
+void assign_joined(std::wstring& joined, std::wstring_view folder, std::wstring_view name) {
+    joined.clear();
     joined.reserve(folder.size() + 1 + name.size());
     joined.append(folder);
     if (folder.empty() || folder.back() != L'\\')
         joined.push_back(L'\\');
     joined.append(name);
-    return joined;
 }
 
 ComparisonView::ComparisonView(std::wstring_view path) noexcept : text_(path) {

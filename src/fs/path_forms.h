@@ -41,6 +41,9 @@ inline constexpr std::wstring_view long_unc_prefix = L"\\\\?\\UNC\\";
 // Folder and name with one backslash between them, unless the folder already ends in one.
 [[nodiscard]] std::wstring join_path(std::wstring_view folder, std::wstring_view name);
 
+// The same into `joined`, whose room is used again. Neither view may look into it.
+void assign_joined(std::wstring& joined, std::wstring_view folder, std::wstring_view name);
+
 // The comparison form of a path, read in place: at(i) for i < size() are the code units that
 // normalize_for_compare would return, without a string being built. Keeps a view of `path`, which
 // must outlive it.

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory_resource>
 #include <string>
 #include <unordered_map>
 
@@ -16,9 +17,10 @@ struct MftRecord {
     std::int64_t usn = 0;
 };
 
-// By file reference number; folders and files alike.
-using MftRecordMap = std::unordered_map<std::uint64_t, MftRecord>;
-using PathCache = std::unordered_map<std::uint64_t, std::wstring>;
+// By file reference number; folders and files alike. Their nodes may live in a buffer of the
+// caller's.
+using MftRecordMap = std::pmr::unordered_map<std::uint64_t, MftRecord>;
+using PathCache = std::pmr::unordered_map<std::uint64_t, std::wstring>;
 
 // A chain of at most one more record than this is followed. Deeper than any tree that can be made
 // through paths of ordinary length, and a bound on chains that loop.

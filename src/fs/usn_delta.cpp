@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <memory>
+#include <memory_resource>
 #include <optional>
 #include <utility>
 
@@ -35,8 +36,9 @@ bool append_changes(const std::byte* bytes, std::size_t size, std::vector<Journa
 
 // The entries that have an identity, by file reference; the others do not survive a delta. Leaves
 // `entries` empty. There is room for as many more as there are changes.
-EntryMap take_entries(std::vector<FileCandidate>& entries, std::size_t changes) {
-    EntryMap records;
+EntryMap take_entries(std::vector<FileCandidate>& entries, std::size_t changes,
+                      std::pmr::memory_resource* memory) {
+    EntryMap records(memory);
     records.reserve(entries.size() + changes);
     for (FileCandidate& entry : entries)
         if (entry.has_file_id)
@@ -99,7 +101,8 @@ bool apply_usn_delta(const std::wstring& root, HANDLE volume, const USN_JOURNAL_
     if (!read_journal_changes(volume, journal, snapshot.next_usn, changes, progress))
         return false;
 
-    EntryMap records = take_entries(snapshot.entries, changes.size());
+    std::pmr::monotonic_buffer_resource memory;
+    EntryMap records = take_entries(snapshot.entries, changes.size(), &memory);
     ReferenceSet changed_ids;
     for (JournalChange& change : changes)
         if (apply_journal_change(std::move(change), *serial, records, changed_ids))
