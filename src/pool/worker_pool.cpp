@@ -30,12 +30,24 @@ void worker_pool::shutdown() {
             thread.join();
 }
 
+// Returns with the lock held, when a task is queued or the pool is stopping. Jobs come in short
+// bursts, so the next is looked for a while before the thread sleeps.
+void worker_pool::await_task(std::unique_lock<std::mutex>& lock) {
+    const auto has_work = [this] { return stopping_ || !tasks_.empty(); };
+    for (int turn = 0; turn < turns_before_sleep && !has_work(); ++turn) {
+        lock.unlock();
+        std::this_thread::yield();
+        lock.lock();
+    }
+    wake_.wait(lock, has_work);
+}
+
 void worker_pool::work() {
     for (;;) {
         std::function<void()> task;
         {
             std::unique_lock lock(mutex_);
-            wake_.wait(lock, [this] { return stopping_ || !tasks_.empty(); });
+            await_task(lock);
             // A worker leaves only when nothing is queued, so a shutdown loses no job.
             if (tasks_.empty())
                 return;

@@ -19,6 +19,10 @@
 
 namespace larkspine {
 
+// How often a thread that has nothing to do gives up its time slice before it goes to sleep: some
+// 50 microseconds, the time that sleeping and waking cost.
+inline constexpr int turns_before_sleep = 100;
+
 class worker_pool {
   public:
     // Starts `thread_count` threads, one when it is 0. When a thread cannot be started, those
@@ -54,6 +58,7 @@ class worker_pool {
 
   private:
     void work();
+    void await_task(std::unique_lock<std::mutex>& lock);
 
     std::vector<std::thread> threads_;
     std::deque<std::function<void()>> tasks_;
