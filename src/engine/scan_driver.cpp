@@ -116,20 +116,14 @@ void save_snapshot(const IndexSnapshot& snapshot, ScanStatistics& statistics) {
 // Narrows the entries of the snapshot to duplicate groups, sorted by their first path.
 std::vector<DuplicateGroup> analyse(IndexSnapshot& snapshot, worker_pool& pool, bool verify_bytes,
                                     ScanStatistics& statistics, ScanProgress& progress) {
-    detail::SizeMap sizes = detail::group_by_size(snapshot.entries);
-    std::uint64_t candidates = 0;
-    for (const auto& [size, members] : sizes)
-        if (members.size() >= 2)
-            candidates += members.size();
-    progress.candidates_total = candidates;
+    const detail::SizeGroups sizes = detail::group_by_size(snapshot.entries);
+    progress.candidates_total = sizes.candidates.size();
     progress.candidates_done = 0;
     progress.phase = ScanPhase::analysing;
 
     const Clock::time_point start = Clock::now();
     std::vector<DuplicateGroup> groups;
-    for (const auto& [size, members] : sizes) {
-        if (members.size() < 2)
-            continue;
+    for (const auto& [size, members] : sizes.groups) {
         statistics.candidates += members.size();
         detail::process_size_group(size, members, pool, verify_bytes, statistics, groups, progress);
         progress.candidates_done += members.size();

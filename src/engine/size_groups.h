@@ -1,20 +1,33 @@
-// Entries bucketed by size, the first narrowing. Portable and pure.
+// Entries grouped by size, the first narrowing. Portable and pure.
 #pragma once
 
 #include <cstdint>
-#include <unordered_map>
+#include <span>
 #include <vector>
 
 #include "engine/scan_records.h"
 
 namespace larkspine::detail {
 
-// From a size in bytes to the entries of that size, in the order of the snapshot.
-using SizeMap = std::unordered_map<std::uint64_t, std::vector<FileCandidate*>>;
+// At least two entries of one size in bytes, in the order of the snapshot.
+struct SizeGroup {
+    std::uint64_t size = 0;
+    std::span<FileCandidate* const> members;
+};
 
-// Buckets every entry that can have duplicates: those with a path that are neither folders nor
-// reparse points, empty files included. The map points into `entries`, so what later stages write
-// lands there, and `entries` must neither grow nor move while it lives.
-[[nodiscard]] SizeMap group_by_size(std::vector<FileCandidate>& entries);
+// By ascending size. `groups` looks into `candidates`: it may be moved, not copied.
+struct SizeGroups {
+    std::vector<FileCandidate*> candidates;  // the members of every group
+    std::vector<SizeGroup> groups;
+};
+
+// Groups every entry that shares its size with another one and can have duplicates: those with a
+// path that are neither folders nor reparse points, empty files included. The groups point into
+// `entries`, so what later stages write lands there, and `entries` must neither grow nor move while
+// they live.
+//
+// Sorts pairs of size and entry rather than filling a table of lists: most files are alone of their
+// size, and a node and a list for each of them took two thirds of a scan on the fast path.
+[[nodiscard]] SizeGroups group_by_size(std::vector<FileCandidate>& entries);
 
 }  // namespace larkspine::detail
