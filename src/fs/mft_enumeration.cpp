@@ -37,9 +37,10 @@ bool store_records(const std::byte* bytes, std::size_t size, MftRecordMap& recor
     return true;
 }
 
-void fill_entry(std::uint64_t reference, std::uint64_t volume_serial, const MftRecord& record,
+// Takes the record's name.
+void fill_entry(std::uint64_t reference, std::uint64_t volume_serial, MftRecord& record,
                 FileCandidate& entry) {
-    entry.name = record.name;
+    entry.name = std::move(record.name);
     entry.volume_serial = volume_serial;
     entry.file_id.low = reference;
     entry.has_file_id = true;
@@ -48,22 +49,25 @@ void fill_entry(std::uint64_t reference, std::uint64_t volume_serial, const MftR
     entry.record_stamp = static_cast<std::uint64_t>(record.usn);
 }
 
-// Builds the path of a record; false when its chain of parents does not reach the root. The paths
-// of folders are kept in the cache; nothing lies below a file, so its path is built in its place.
-bool build_path(std::uint64_t reference, const MftRecord& record, const std::wstring& root,
-                const MftRecordMap& records, PathCache& cache, std::wstring& path) {
-    if ((record.attributes & detail::attribute_directory) != 0 ||
-        record.parent_reference == reference) {
-        const std::wstring* const known = resolve_record_path(reference, root, records, cache);
-        if (known != nullptr)
-            path = *known;
-        return known != nullptr;
+// Puts the path of every record's parent into the cache, as far as it can be built.
+void resolve_parents(const std::wstring& root, const MftRecordMap& records, PathCache& cache) {
+    for (const auto& [reference, record] : records)
+        (void)resolve_record_path(record.parent_reference, root, records, cache, 1);
+}
+
+// Builds the path of a record whose parent has been resolved; false when there is none. What is
+// nobody's parent is not worth its place in the cache.
+bool build_path(std::uint64_t reference, const MftRecord& record, const PathCache& cache,
+                std::wstring& path) {
+    const auto known = cache.find(reference);
+    if (known != cache.end()) {
+        path = known->second;
+        return true;
     }
-    const std::wstring* const parent =
-        resolve_record_path(record.parent_reference, root, records, cache, 1);
-    if (parent != nullptr)
-        assign_joined(path, *parent, record.name);
-    return parent != nullptr;
+    const auto parent = cache.find(record.parent_reference);
+    if (parent != cache.end())
+        assign_joined(path, parent->second, record.name);
+    return parent != cache.end();
 }
 
 // What every entry of one volume needs to know about it.
@@ -72,11 +76,10 @@ struct Volume {
     std::uint64_t serial = 0;
 };
 
-// Appends the root and every record that lies below it. The indices of the files among them are
-// returned: their sizes and times are still to be fetched.
+// Appends the root and every record that lies below it, with the names taken from the records. The
+// indices of the files among them are returned: their sizes and times are still to be fetched.
 std::vector<std::size_t> build_entries(const std::wstring& root, const Volume& volume,
-                                       const MftRecordMap& records,
-                                       std::vector<FileCandidate>& entries,
+                                       MftRecordMap& records, std::vector<FileCandidate>& entries,
                                        ScanStatistics& statistics) {
     entries.clear();
     entries.reserve(records.size() + 1);
@@ -91,12 +94,13 @@ std::vector<std::size_t> build_entries(const std::wstring& root, const Volume& v
     std::pmr::monotonic_buffer_resource memory;
     PathCache cache(&memory);
     cache.emplace(volume.root_reference, root);
+    resolve_parents(root, records, cache);
     std::vector<std::size_t> files;
-    for (const auto& [reference, record] : records) {
+    for (auto& [reference, record] : records) {
         if (reference == volume.root_reference)
             continue;
         FileCandidate entry;
-        if (!build_path(reference, record, root, records, cache, entry.path)) {
+        if (!build_path(reference, record, cache, entry.path)) {
             ++statistics.failures;
             continue;
         }
