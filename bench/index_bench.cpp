@@ -1,94 +1,158 @@
-// How fast is an index loaded and saved, beside a bare read and a bare write of the same bytes?
+// How fast is an index loaded and saved, and what memory does that take?
 //
-// Snapshots of 100,000 and 1,000,000 files with paths of 80 code units and names of 20, identities
-// and both digests known; seed 1. The index goes below the folder for temporary files. Each row:
-// the median of seven runs, taken in turn with the bare way, on a warm cache.
-#include <cstdio>
-#include <cstdlib>
-#include <random>
+// Snapshots of made_snapshot.h, seed 1, with paths of 80 code units and names of 20, identities and
+// both digests known: 423 bytes an entry in the file. SIZE is the number of entries.
+//
+// index-load  beside: reading the file into one buffer, and one allocation and copy for each string
+// index-save  beside: writing the same bytes from memory to a new file and flushing it
+// memory      bytes, not seconds: how far loading and then saving an index raises the peak working
+//             set of a process that does nothing else; beside: the entries' own bytes, which are
+//             the record and the code units of the two strings
+#include <cstddef>
+#include <memory>
+#include <optional>
 #include <string>
+#include <vector>
 
 #include "fs/win32_handle.h"
+#include "fs/write_all.h"
+#include "index/byte_reader.h"
 #include "index/index_file.h"
-#include "index/index_location.h"
-#include "samples.h"
+#include "made_snapshot.h"
+#include "rounds.h"
 
 namespace {
 
 using namespace larkspine;
+using bench::require;
+using bench::Round;
+using bench::seconds_for;
+using detail::FileCandidate;
+using detail::IndexSnapshot;
 
-void require(bool worked, const char* what) {
-    if (!worked) {
-        std::fprintf(stderr, "%s failed\n", what);
-        std::exit(1);
-    }
+std::wstring index_path(const std::wstring& root) {
+    return index_file_path(root).value();
 }
 
-detail::IndexSnapshot snapshot_with(std::size_t files) {
-    std::mt19937_64 random(1);
-    detail::IndexSnapshot snapshot;
-    snapshot.root = L"\\\\?\\D:\\bench";
-    snapshot.entries.reserve(files);
-    for (std::size_t i = 0; i < files; ++i) {
-        detail::FileCandidate& entry = snapshot.entries.emplace_back();
-        std::wstring name = std::to_wstring(i) + L".data";
-        name.insert(0, 20 - name.size(), L'n');
-        std::wstring folder = L"\\\\?\\D:\\bench\\" + std::to_wstring(i / 25);
-        folder.append(59 - folder.size(), L'f');
-        entry.path = folder + L"\\" + name;
-        entry.name = name;
-        entry.volume_serial = 0x44000000;
-        entry.file_id = {i, 0};
-        entry.has_file_id = true;
-        entry.size = random() % 1'000'000;
-        entry.creation_time = random();
-        entry.last_write_time = random();
-        for (std::uint8_t& byte : entry.sample_digest.bytes)
-            byte = static_cast<std::uint8_t>(random());
-        entry.full_digest = entry.sample_digest;
-        entry.has_sample_digest = entry.has_full_digest = true;
-    }
-    return snapshot;
+// The root of the snapshot, of which the index has been saved.
+std::wstring saved_root(std::uint64_t size) {
+    const IndexSnapshot snapshot = bench::made_snapshot(size);
+    require(save_index(snapshot), "save_index");
+    return snapshot.root;
 }
 
-void bare_write(const std::wstring& path, const std::vector<std::byte>& bytes) {
+struct Contents {
+    std::unique_ptr<std::byte[]> bytes;
+    std::size_t size = 0;
+};
+
+Contents bare_read(const std::wstring& path) {
+    const unique_handle file =
+        own_handle(CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
+                               FILE_ATTRIBUTE_NORMAL | FILE_FLAG_SEQUENTIAL_SCAN, nullptr));
+    LARGE_INTEGER size = {};
+    require(file && GetFileSizeEx(file.get(), &size), "opening the index");
+    Contents contents;
+    contents.size = static_cast<std::size_t>(size.QuadPart);
+    contents.bytes = std::make_unique_for_overwrite<std::byte[]>(contents.size);
+    for (std::size_t have = 0; have < contents.size;) {
+        const std::size_t rest = contents.size - have;
+        DWORD got = 0;
+        require(
+            ReadFile(file.get(), contents.bytes.get() + have,
+                     static_cast<DWORD>(std::min<std::size_t>(rest, 0xFFFFFFFF)), &got, nullptr) &&
+                got > 0,
+            "bare read");
+        have += got;
+    }
+    return contents;
+}
+
+using Strings = std::vector<std::unique_ptr<std::byte[]>>;
+
+Strings bare_load(const std::wstring& path, std::size_t root_length, std::size_t entries) {
+    constexpr std::size_t header_size = 41;
+    constexpr std::size_t tail_size = 135;
+    const Contents contents = bare_read(path);
+    Strings strings;
+    strings.reserve(2 * entries);
+    const std::byte* at = contents.bytes.get() + header_size + 2 * root_length;
+    for (std::size_t i = 0; i < 2 * entries; ++i) {
+        const std::size_t bytes = 2 * std::size_t{load_little_endian<std::uint32_t>(at)};
+        strings.push_back(std::make_unique_for_overwrite<std::byte[]>(bytes));
+        std::memcpy(strings.back().get(), at + 4, bytes);
+        at += 4 + bytes + (i % 2 == 1 ? tail_size : 0);
+    }
+    require(at == contents.bytes.get() + contents.size, "finding the strings of the index");
+    return strings;
+}
+
+bench::Ask load(std::uint64_t size) {
+    const std::wstring root = saved_root(size);
+    return [root, size] {
+        std::optional<IndexSnapshot> snapshot;
+        Round round;
+        round.ours = seconds_for([&] { snapshot = load_index(root); });
+        require(snapshot && snapshot->entries.size() == size, "load_index");
+        snapshot.reset();
+        Strings strings;
+        const std::wstring path = index_path(root);
+        round.beside = seconds_for([&] { strings = bare_load(path, root.size(), size); });
+        return round;
+    };
+}
+
+void bare_write(const std::wstring& path, std::span<const std::byte> bytes) {
     const unique_handle file = own_handle(CreateFileW(
         path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
-    DWORD written = 0;
-    require(file &&
-                WriteFile(file.get(), bytes.data(), static_cast<DWORD>(bytes.size()), &written,
-                          nullptr) &&
-                written == bytes.size() && FlushFileBuffers(file.get()),
-            "bare write");
+    require(file && write_all(file.get(), bytes) && FlushFileBuffers(file.get()), "bare write");
 }
 
-void measure(std::size_t files) {
-    const detail::IndexSnapshot snapshot = snapshot_with(files);
-    require(save_index(snapshot), "save_index");
-    const std::wstring path = index_file_path(snapshot.root).value();
-    const std::vector<std::byte> bytes = read_whole_file(path).value();
-    std::printf("%zu entries, %zu bytes\n", files, bytes.size());
-    const std::string load = std::string("load ").append(std::to_string(files));
-    const std::string save = std::string("save ").append(std::to_string(files));
-    const auto items = static_cast<double>(files);
-    bench::compare(
-        load.c_str(), items, [&] { require(load_index(snapshot.root).has_value(), "load_index"); },
-        [&] { require(read_whole_file(path)->size() == bytes.size(), "bare read"); });
-    bench::compare(
-        save.c_str(), items, [&] { require(save_index(snapshot), "save_index"); },
-        [&] { bare_write(path + L".bare", bytes); });
-    DeleteFileW((path + L".bare").c_str());
-    DeleteFileW(path.c_str());
+bench::Ask save(std::uint64_t size) {
+    auto snapshot = std::make_shared<const IndexSnapshot>(bench::made_snapshot(size));
+    require(save_index(*snapshot), "save_index");
+    const std::wstring path = index_path(snapshot->root);
+    auto contents = std::make_shared<const Contents>(bare_read(path));
+    return [snapshot, contents, path] {
+        const std::wstring other = path + L".bare";
+        Round round;
+        round.ours = seconds_for([&] { require(save_index(*snapshot), "save_index"); });
+        round.beside = seconds_for([&] {
+            bare_write(other, {contents->bytes.get(), contents->size});
+        });
+        DeleteFileW(other.c_str());
+        return round;
+    };
 }
+
+// The second process: loads the index of a root and saves it again.
+int print_own_peak(const std::wstring& root) {
+    const std::uint64_t before = bench::peak_memory();
+    std::optional<IndexSnapshot> snapshot = load_index(root);
+    require(snapshot && save_index(*snapshot), "loading and saving");
+    std::printf("%llu\n", static_cast<unsigned long long>(bench::peak_memory() - before));
+    return 0;
+}
+
+bench::Ask memory(std::uint64_t size) {
+    const std::wstring root = saved_root(size);
+    const double entry_bytes = static_cast<double>(
+        sizeof(FileCandidate) + 2 * (bench::made_path_length + bench::made_name_length));
+    return [root, size, entry_bytes] {
+        const std::string printed = bench::output_of_self(L"peak " + root);
+        Round round;
+        round.ours = std::strtod(printed.c_str(), nullptr);
+        round.beside = entry_bytes * static_cast<double>(size);
+        return round;
+    };
+}
+
+constexpr bench::Row rows[] = {{L"index-load", load}, {L"index-save", save}, {L"memory", memory}};
 
 }  // namespace
 
-int wmain() {
-    wchar_t folder[MAX_PATH + 1];
-    require(GetTempPathW(MAX_PATH + 1, folder) != 0, "GetTempPathW");
-    SetEnvironmentVariableW(L"LARKSPINE_INDEX_DIRECTORY", folder);
-    std::printf("| %-32s | %12s | %12s | %6s |\n", "row", "entries/s", "bare/s", "ratio");
-    measure(100'000);
-    measure(1'000'000);
-    return 0;
+int wmain(int count, wchar_t** arguments) {
+    if (count == 3 && std::wstring_view(arguments[1]) == L"peak")
+        return print_own_peak(arguments[2]);
+    return bench::answer({arguments, static_cast<std::size_t>(count)}, rows);
 }

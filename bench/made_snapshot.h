@@ -1,0 +1,53 @@
+// A snapshot made up for measuring: every file has an identity and both digests, paths of 80 code
+// units and names of 20. Files i and i + 1 are in one folder but for every 25th.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <random>
+#include <string>
+
+#include "engine/scan_records.h"
+
+namespace larkspine::bench {
+
+inline constexpr std::size_t made_path_length = 80;
+inline constexpr std::size_t made_name_length = 20;
+
+inline void fill_randomly(blake3_digest& digest, std::mt19937_64& random) {
+    for (std::uint8_t& byte : digest.bytes)
+        byte = static_cast<std::uint8_t>(random());
+}
+
+// The fixed fields come from `random`; of the rest, everything follows from the number.
+inline void fill_entry(detail::FileCandidate& entry, std::size_t number, std::mt19937_64& random) {
+    std::wstring name = std::to_wstring(number) + L".data";
+    name.insert(0, made_name_length - name.size(), L'n');
+    std::wstring folder = L"\\\\?\\D:\\bench\\" + std::to_wstring(number / 25);
+    folder.append(made_path_length - 1 - made_name_length - folder.size(), L'f');
+    entry.path = folder + L"\\" + name;
+    entry.name = name;
+    entry.volume_serial = 0x44000000;
+    entry.file_id = {number, 0};
+    entry.has_file_id = true;
+    entry.attributes = 0x20;
+    entry.size = 1 + random() % 1'000'000;
+    entry.creation_time = random();
+    entry.last_write_time = random();
+    fill_randomly(entry.sample_digest, random);
+    entry.full_digest = entry.sample_digest;
+    entry.has_sample_digest = entry.has_full_digest = true;
+}
+
+[[nodiscard]] inline detail::IndexSnapshot made_snapshot(std::size_t files) {
+    std::mt19937_64 random(1);
+    detail::IndexSnapshot snapshot;
+    // The size belongs to the root, so that snapshots of several sizes have an index file each.
+    snapshot.root = L"\\\\?\\D:\\bench" + std::to_wstring(files);
+    snapshot.entries.resize(files);
+    for (std::size_t i = 0; i < files; ++i)
+        fill_entry(snapshot.entries[i], i, random);
+    return snapshot;
+}
+
+}  // namespace larkspine::bench

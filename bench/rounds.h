@@ -1,0 +1,95 @@
+// What the small programs here have in common: each answers a few questions ("rows"), each question
+// at one or more sizes, and prints what every round took. What is made of the numbers is up to
+// scripts/bench_table.py.
+//
+//     x_bench ROW ROUNDS SIZE...
+//
+// All sizes are made first. Then every round asks each of them once, ours and the way beside it in
+// turn, so that a change of the machine's speed meets all alike. One round more than asked for is
+// run, and the first does not count. A line of the output is "SIZE OURS BESIDE SECOND", in seconds
+// (in bytes for a question about memory); SECOND is 0 unless the row has a second way beside it.
+#pragma once
+
+#include "fs/win32_api.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <functional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "index/index_location.h"
+#include "own_process.h"
+
+namespace larkspine::bench {
+
+struct Round {
+    double ours = 0;
+    double beside = 0;
+    double second = 0;
+};
+
+using Ask = std::function<Round()>;
+
+struct Row {
+    std::wstring_view name;
+    // Makes what the question needs at that size; what it returns asks it once.
+    Ask (*prepare)(std::uint64_t size);
+};
+
+using Clock = std::chrono::steady_clock;
+
+[[nodiscard]] inline double seconds_since(Clock::time_point start) {
+    return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+template <typename Action>
+[[nodiscard]] double seconds_for(Action&& action) {
+    const Clock::time_point start = Clock::now();
+    action();
+    return seconds_since(start);
+}
+
+// The folder for whatever is written, without a separator at its end.
+[[nodiscard]] inline std::wstring scratch_folder() {
+    if (const auto chosen = read_environment(L"LARKSPINE_BENCH_FOLDER"))
+        return *chosen;
+    std::wstring folder(MAX_PATH + 1, L'\0');
+    folder.resize(GetTempPathW(MAX_PATH + 1, folder.data()));
+    require(folder.size() > 1, "GetTempPathW");
+    folder.pop_back();
+    return folder;
+}
+
+// Answers the command line. Index files go to the scratch folder.
+inline int answer(std::span<wchar_t*> arguments, std::span<const Row> rows) {
+    require(arguments.size() >= 4, "reading ROW ROUNDS SIZE...");
+    SetEnvironmentVariableW(L"LARKSPINE_INDEX_DIRECTORY", scratch_folder().c_str());
+    const auto row = std::ranges::find(rows, std::wstring_view(arguments[1]), &Row::name);
+    require(row != rows.end(), "finding that row");
+    const unsigned long rounds = std::wcstoul(arguments[2], nullptr, 10);
+    std::vector<std::pair<std::uint64_t, Ask>> asks;
+    for (wchar_t* const text : arguments.subspan(3)) {
+        const std::uint64_t size = std::wcstoull(text, nullptr, 10);
+        require(size > 0, "reading a size");
+        asks.emplace_back(size, row->prepare(size));
+    }
+    for (unsigned long round = 0; round <= rounds; ++round)
+        for (const auto& [size, ask] : asks) {
+            const Round taken = ask();
+            if (round == 0)
+                continue;
+            std::printf("%llu %.9e %.9e %.9e\n", static_cast<unsigned long long>(size), taken.ours,
+                        taken.beside, taken.second);
+            std::fflush(stdout);
+        }
+    return 0;
+}
+
+}  // namespace larkspine::bench

@@ -1,0 +1,148 @@
+#!/usr/bin/env python3
+"""Runs the benchmark programs and makes one table of what they print (see bench/rounds.h).
+
+Started by scripts/bench, in the project's folder and with Wine's environment.
+"""
+import argparse
+import os
+import statistics
+import subprocess
+import sys
+
+ROUNDS = 7
+GROWTH_TARGET = 1.10  # cost per entry at ten times the size, divided by that at the size itself
+
+
+class Row:
+    def __init__(self, name, program, size, target, what, tenth=True, large=True):
+        self.name, self.program, self.size, self.target = name, program, size, target
+        self.what, self.tenth, self.large = what, tenth, large
+
+    def sizes(self, large):
+        sizes = [self.size // 10] if self.tenth else []
+        sizes.append(self.size)
+        if large and self.large:
+            sizes.append(self.size * 10)
+        return sizes
+
+
+MILLION = 1_000_000
+TWICE_AS_FAST = 1 / 1.8
+
+ROWS = [
+    Row('index-load', 'index', MILLION, 1.25, 'index load, entries'),
+    Row('index-save', 'index', MILLION, 1.5, 'index save, entries'),
+    Row('pipeline', 'pipeline', MILLION, 5, 'candidate pipeline, candidates'),
+    Row('report', 'report', MILLION, 1.5, 'report, rows'),
+    Row('memory', 'index', MILLION, 2.5, 'peak memory of load and save, entries'),
+]
+
+
+def run(row, sizes, rounds):
+    """The rounds of each size, each a triple of floats: ours, beside, second."""
+    command = [os.environ['WINE'], f'build/bench/bench/{row.program}_bench.exe', row.name,
+               str(rounds)] + [str(size) for size in sizes]
+    finished = subprocess.run(command, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, text=True)
+    if finished.returncode != 0:
+        sys.exit(f'bench: row {row.name} failed')
+    taken = {size: [] for size in sizes}
+    for line in finished.stdout.splitlines():
+        size, *numbers = line.split()
+        taken[int(size)].append(tuple(float(number) for number in numbers))
+    if any(len(of_size) != rounds for of_size in taken.values()):
+        sys.exit(f'bench: row {row.name} printed too little')
+    return taken
+
+
+def median_of(rounds, value):
+    return statistics.median(value(*one) for one in rounds)
+
+
+class Figures:
+    """What one size of a row came to, beside the size before, if any."""
+
+    def __init__(self, row, size, rounds, before=None):
+        self.row, self.size = row, size
+        self.ours = median_of(rounds, lambda ours, beside, second: ours)
+        self.beside = median_of(rounds, lambda ours, beside, second: beside)
+        self.second = median_of(rounds, lambda ours, beside, second: second)
+        self.ratio = median_of(rounds, lambda ours, beside, second: ours / beside)
+        # A second way that cannot overlap with the first is allowed for in full.
+        self.target = row.target + median_of(rounds, lambda ours, beside, second: second / beside)
+        self.growth = self.beside_growth = None
+        if before:
+            size_before, rounds_before = before
+            times = size / size_before
+            self.growth, self.beside_growth = (
+                statistics.median(now[way] / then[way] / times
+                                  for now, then in zip(rounds, rounds_before)) for way in (0, 1))
+
+    def reached(self):
+        return 'yes' if self.ratio <= self.target else 'no'
+
+
+def amount(row, value):
+    if row.name == 'memory':
+        return f'{value / 1e6:,.1f} MB'
+    return f'{value * 1e3:,.1f} ms'
+
+
+def print_table_row(row, figures):
+    last = next(one for one in figures if one.size == row.size)
+    growth = ', '.join(f'{one.growth:.2f}{"" if one.growth <= GROWTH_TARGET else " (no)"}'
+                       for one in figures if one.growth is not None)
+    print(f'| {row.name:12} | {row.what:44} | {row.size:9,} | {amount(row, last.ours):>12} '
+          f'| {amount(row, last.beside):>12} | {last.ratio:6.2f} | {last.target:6.2f} '
+          f'| {last.reached():7} | {growth or "-":15} |', flush=True)
+
+
+def print_csv_row(row, figures):
+    for one in figures:
+        growth = '' if one.growth is None else f'{one.growth:.4f}'
+        beside_growth = '' if one.beside_growth is None else f'{one.beside_growth:.4f}'
+        print(f'{row.name},{one.size},{one.ours:.9g},{one.beside:.9g},{one.second:.9g},'
+              f'{one.ratio:.4f},{one.target:.4f},{one.reached()},{growth},{beside_growth}',
+              flush=True)
+
+
+def print_heading(csv):
+    if csv:
+        print('row,size,ours,beside,second,ratio,target,reached,growth,beside_growth')
+        return
+    print(f'| {"row":12} | {"what":44} | {"size":>9} | {"ours":>12} | {"beside":>12} '
+          f'| {"ratio":>6} | {"target":>6} | {"reached":7} | {"growth":15} |')
+    print('|---|---|--:|--:|--:|--:|--:|---|---|', flush=True)
+
+
+def main():
+    parser = argparse.ArgumentParser(prog='scripts/bench')
+    parser.add_argument('--csv', action='store_true')
+    parser.add_argument('--large', action='store_true')
+    parser.add_argument('--list', action='store_true')
+    parser.add_argument('--rounds', type=int, default=ROUNDS)
+    parser.add_argument('rows', nargs='*')
+    options = parser.parse_args()
+    if options.list:
+        for row in ROWS:
+            print(f'{row.name:12} {row.what}')
+        return
+    unknown = set(options.rows) - {row.name for row in ROWS}
+    if unknown:
+        sys.exit(f'bench: no row is named {", ".join(sorted(unknown))}')
+    if options.rounds < 1:
+        sys.exit('bench: at least one round is needed')
+
+    print_heading(options.csv)
+    for row in ROWS:
+        if options.rows and row.name not in options.rows:
+            continue
+        sizes = row.sizes(options.large)
+        taken = run(row, sizes, options.rounds)
+        figures = [Figures(row, size, taken[size],
+                           before=(sizes[i - 1], taken[sizes[i - 1]]) if i > 0 else None)
+                   for i, size in enumerate(sizes)]
+        (print_csv_row if options.csv else print_table_row)(row, figures)
+
+
+if __name__ == '__main__':
+    main()
