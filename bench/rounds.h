@@ -67,10 +67,11 @@ template <typename Action>
     return folder;
 }
 
-// Answers the command line. Index files go to the scratch folder.
+// Answers the command line. Index files go to a folder of their own: a walk passes over it.
 inline int answer(std::span<wchar_t*> arguments, std::span<const Row> rows) {
     require(arguments.size() >= 4, "reading ROW ROUNDS SIZE...");
-    SetEnvironmentVariableW(L"LARKSPINE_INDEX_DIRECTORY", scratch_folder().c_str());
+    SetEnvironmentVariableW(L"LARKSPINE_INDEX_DIRECTORY",
+                            (scratch_folder() + L"\\indexes").c_str());
     const auto row = std::ranges::find(rows, std::wstring_view(arguments[1]), &Row::name);
     require(row != rows.end(), "finding that row");
     const unsigned long rounds = std::wcstoul(arguments[2], nullptr, 10);
