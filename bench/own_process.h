@@ -1,5 +1,5 @@
-// This program started again, so that a measurement has a process and thereby a peak of memory of
-// its own.
+// Programs started from a benchmark: this one again, so that a measurement has a process and
+// thereby a peak of memory of its own, or another.
 #pragma once
 
 #include "fs/win32_api.h"
@@ -29,15 +29,10 @@ inline void require(bool worked, const char* what) {
     return counters.PeakWorkingSetSize;
 }
 
-[[nodiscard]] inline std::uint64_t available_memory() {
-    MEMORYSTATUSEX status = {};
-    status.dwLength = sizeof status;
-    require(GlobalMemoryStatusEx(&status) != 0, "GlobalMemoryStatusEx");
-    return status.ullAvailPhys;
-}
-
-// Runs this program with other arguments and returns what it printed; ends when it fails.
-[[nodiscard]] inline std::string output_of_self(const std::wstring& arguments) {
+// Starts `program` with that command line in `folder` (null: the current one) and returns what it
+// printed; ends when it fails.
+[[nodiscard]] inline std::string output_of(const std::wstring& program, std::wstring command,
+                                           const wchar_t* folder) {
     SECURITY_ATTRIBUTES inheritable = {sizeof inheritable, nullptr, TRUE};
     HANDLE ends[2];
     require(CreatePipe(&ends[0], &ends[1], &inheritable, 0) != 0, "CreatePipe");
@@ -45,9 +40,6 @@ inline void require(bool worked, const char* what) {
     unique_handle writing(ends[1]);
     SetHandleInformation(reading.get(), HANDLE_FLAG_INHERIT, 0);
 
-    std::wstring program(32'768, L'\0');
-    program.resize(GetModuleFileNameW(nullptr, program.data(), static_cast<DWORD>(program.size())));
-    std::wstring command = L"\"" + program + L"\" " + arguments;
     STARTUPINFOW startup = {};
     startup.cb = sizeof startup;
     startup.dwFlags = STARTF_USESTDHANDLES;
@@ -55,7 +47,7 @@ inline void require(bool worked, const char* what) {
     startup.hStdError = GetStdHandle(STD_ERROR_HANDLE);
     PROCESS_INFORMATION process = {};
     require(CreateProcessW(program.c_str(), command.data(), nullptr, nullptr, TRUE, 0, nullptr,
-                           nullptr, &startup, &process) != 0,
+                           folder, &startup, &process) != 0,
             "CreateProcessW");
     CloseHandle(process.hThread);
     const unique_handle child(process.hProcess);
@@ -70,6 +62,19 @@ inline void require(bool worked, const char* what) {
                 GetExitCodeProcess(child.get(), &code) && code == 0,
             "the started program");
     return output;
+}
+
+// The full path of this program.
+[[nodiscard]] inline std::wstring own_path() {
+    std::wstring path(32'768, L'\0');
+    path.resize(GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size())));
+    return path;
+}
+
+// Runs this program with other arguments and returns what it printed; ends when it fails.
+[[nodiscard]] inline std::string output_of_self(const std::wstring& arguments) {
+    const std::wstring program = own_path();
+    return output_of(program, L"\"" + program + L"\" " + arguments, nullptr);
 }
 
 }  // namespace larkspine::bench

@@ -37,8 +37,13 @@ ROWS = [
     Row('pool', 'pool', 20_000, 2, 'empty jobs through two workers'),
     Row('index-load', 'index', MILLION, 1.25, 'index load, entries'),
     Row('index-save', 'index', MILLION, 1.5, 'index save, entries'),
+    Row('fast-path', 'volume', MILLION, 1.6, 'scan of an unchanged volume, files'),
+    Row('table', 'volume', MILLION, 2, 'master file table, files in folders of 100'),
+    Row('metadata', 'volume', 20_000, 1.3, 'metadata of files answered at once'),
+    Row('delta', 'volume', MILLION, 2, 'journal delta, files, of which 1 % changed'),
     Row('pipeline', 'pipeline', MILLION, 5, 'candidate pipeline, candidates'),
     Row('report', 'report', MILLION, 1.5, 'report, rows'),
+    Row('second-run', 'run', 20_000, 0.25, 'second run of the program beside the first, files'),
     Row('memory', 'index', MILLION, 2.5, 'peak memory of load and save, entries'),
 ]
 

@@ -1,0 +1,84 @@
+// What does the index save?
+//
+// A tree of SIZE files of ordinary sizes (made_files.h), in folders of 100; three in ten are copies
+// of the file before; seed 1. All files are in the cache. The program is the finished larkspine.exe
+// beside this one's folder, with four workers; its start is part of the time.
+//
+// second-run  a run on the unchanged tree with the index of the run before; beside: that run,
+//             which had none
+#include <string>
+#include <vector>
+
+#include "index/index_location.h"
+#include "made_files.h"
+#include "rounds.h"
+
+namespace {
+
+using namespace larkspine;
+using bench::require;
+using bench::Round;
+using bench::seconds_for;
+
+std::wstring make_tree(std::uint64_t size) {
+    const std::wstring root = bench::scratch_folder() + L"\\tree" + std::to_wstring(size);
+    const std::vector<std::wstring> folders = bench::make_folders(root, (size + 99) / 100);
+    bench::FileMaker maker(1);
+    std::mt19937_64 random(1);
+    std::uint64_t bytes = 0;
+    std::uint64_t content = 0;
+    for (std::uint64_t i = 0; i < size; ++i) {
+        if (i % 10 != 3 && i % 10 != 6 && i % 10 != 9) {
+            bytes = bench::ordinary_size(random);
+            content = i;
+        }
+        maker.make(folders[i / 100] + L"\\" + std::to_wstring(i) + L".data", bytes, content);
+    }
+    return root;
+}
+
+std::wstring program_path() {
+    std::wstring path = bench::own_path();
+    for (int i = 0; i < 2; ++i)
+        path.resize(path.rfind(L'\\'));
+    return path + L"\\larkspine.exe";
+}
+
+// The index of a tree, wherever the program puts it.
+void remove_indexes() {
+    const std::wstring folder = index_directory().value() + L"\\";
+    WIN32_FIND_DATAW found;
+    const unique_find_handle listing = own_find_handle(FindFirstFileExW(
+        (folder + L"*.lsi").c_str(), FindExInfoBasic, &found, FindExSearchNameMatch, nullptr, 0));
+    if (!listing)
+        return;
+    do
+        DeleteFileW((folder + found.cFileName).c_str());
+    while (FindNextFileW(listing.get(), &found));
+}
+
+bench::Ask second_run(std::uint64_t size) {
+    const std::wstring root = make_tree(size);
+    return [root] {
+        const std::wstring reports = bench::scratch_folder() + L"\\reports";
+        bench::make_folder(reports);
+        const std::wstring program = program_path();
+        const auto run = [&] {
+            (void)bench::output_of(program, L"larkspine " + root + L" --workers 4",
+                                   reports.c_str());
+        };
+        remove_indexes();
+        Round round;
+        round.beside = seconds_for(run);
+        round.ours = seconds_for(run);
+        return round;
+    };
+}
+
+constexpr bench::Row rows[] = {{L"second-run", second_run}};
+
+}  // namespace
+
+int wmain(int count, wchar_t** arguments) {
+    return bench::answer({arguments, static_cast<std::size_t>(count)}, rows);
+}
