@@ -41,11 +41,17 @@ if(LARKSPINE_CHECKED)
 endif()
 
 add_executable(larkspine src/app/main.cpp res/larkspine.rc)
+set(res "${CMAKE_CURRENT_SOURCE_DIR}/res")
 set_source_files_properties(res/larkspine.rc PROPERTIES
-    OBJECT_DEPENDS "${CMAKE_CURRENT_SOURCE_DIR}/res/larkspine.manifest")
+    OBJECT_DEPENDS "${res}/larkspine.manifest;${res}/larkspine.ico"
+    COMPILE_DEFINITIONS "LARKSPINE_VERSION=${PROJECT_VERSION};LARKSPINE_VERSION_NUMBERS=${PROJECT_VERSION_MAJOR},${PROJECT_VERSION_MINOR},${PROJECT_VERSION_PATCH},0")
 target_link_libraries(larkspine PRIVATE larkspine_core)
 # -municode: the entry point is wmain. Static, so that the one file runs on any machine.
-target_link_options(larkspine PRIVATE -municode -static)
+# No time of linking, so that one commit gives the same bytes every day and in every folder; and
+# without the debugging information of the compiler's own libraries, which is full of paths of the
+# machine where those were built. The names of functions stay, for who is told a crash address.
+target_link_options(larkspine PRIVATE -municode -static LINKER:--no-insert-timestamp
+                                      $<$<CONFIG:Release>:LINKER:--strip-debug>)
 larkspine_warnings(larkspine)
 
 if(BUILD_TESTING)
