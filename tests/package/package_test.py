@@ -1,0 +1,218 @@
+"""The zip that people get: made twice from one commit, unpacked, looked through, and run.
+
+The commit is one of its own, of the files as they lie in the working tree, so that a change is
+tested before it is committed. Expects in the environment what tests/e2e/program.py asks for.
+"""
+import hashlib
+import os
+import pathlib
+import re
+import shutil
+import subprocess
+import time
+import unittest
+import xml.etree.ElementTree
+import zipfile
+
+import pe_resources
+from language import EndToEnd
+from program import BANNER_END, Workspace, required, windows_path
+
+PROJECT = pathlib.Path(__file__).resolve().parents[2]
+VERSION = re.search(rb"Version (\S+)\n", BANNER_END).group(1).decode()
+NAME = f"larkspine-{VERSION}"
+ARCHIVE = f"{NAME}-windows-x86_64.zip"
+COMMITTED = 1_700_000_000
+GUIDES = {"guide.fr.txt": "docs/guide.fr.md", "guide.en.txt": "docs/guide.en.md"}
+LINKED = {"librust-blake3-dev": "BLAKE3", "mingw-w64-x86-64-dev": "winpthreads",
+          "mingw-w64-common": "mingw-w64-headers",
+          "gcc-mingw-w64-x86-64-posix": "GCC RUNTIME LIBRARY EXCEPTION",
+          "g++-mingw-w64-x86-64-posix": "GCC RUNTIME LIBRARY EXCEPTION"}
+
+
+def git(folder, *arguments):
+    identity = {"GIT_CONFIG_GLOBAL": os.devnull, "GIT_CONFIG_NOSYSTEM": "1",
+                **{f"GIT_{who}_{what}": value for who in ("AUTHOR", "COMMITTER") for what, value in
+                   (("NAME", "tests"), ("EMAIL", "tests"), ("DATE", f"{COMMITTED} +0000"))}}
+    return subprocess.run(["git", "-C", folder, *arguments], env={**os.environ, **identity},
+                          stdout=subprocess.PIPE, check=True).stdout
+
+
+def package(clone, **settings):
+    return subprocess.run([clone / "scripts" / "package"], stdin=subprocess.DEVNULL,
+                          capture_output=True, check=False, text=True, **settings)
+
+
+def setUpModule():
+    global shared, candidate
+    shared = Workspace()
+    unittest.addModuleCleanup(shared.close)
+    candidate = shared.new_folder("depot")
+    listed = git(PROJECT, "ls-files", "-z", "--cached", "--others", "--exclude-standard")
+    for name in listed.decode().split("\0")[:-1]:
+        if (PROJECT / name).exists():  # a deletion may not be committed yet
+            (candidate / name).parent.mkdir(parents=True, exist_ok=True)
+            shutil.copy2(PROJECT / name, candidate / name)
+    git(candidate, "init", "--quiet")
+    git(candidate, "add", "--all")
+    git(candidate, "commit", "--quiet", "--message", "candidate")
+
+
+def clone_into(folder):
+    git(candidate, "clone", "--quiet", candidate, folder)
+    return folder
+
+
+class RefusalTest(unittest.TestCase):
+    """When there is no package."""
+
+    def setUp(self):
+        self.clone = clone_into(shared.new_folder("refus"))
+        self.addCleanup(shutil.rmtree, self.clone)
+
+    def assert_refused(self, reason):
+        done = package(self.clone)
+        self.assertEqual((done.returncode, done.stdout), (1, ""))
+        self.assertIn(reason, done.stderr)
+        self.assertFalse((self.clone / "build" / "package").exists())
+
+    def test_without_a_guide(self):
+        for guide in GUIDES.values():
+            with self.subTest(guide=guide):
+                (self.clone / guide).unlink()
+                self.assert_refused(f"{guide} is missing")
+                (self.clone / guide).write_text("a guide again\n", encoding="utf-8")
+
+    def test_with_a_changed_file(self):
+        with open(self.clone / "README.md", "a", encoding="utf-8") as readme:
+            readme.write("more\n")
+        self.assert_refused("README.md")
+
+    def test_with_a_file_that_was_never_added(self):
+        (self.clone / "src" / "new.cpp").touch()
+        self.assert_refused("src/new.cpp")
+
+
+class PackageTest(EndToEnd, unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        # All that may differ between two machines with the same packages installed.
+        folders = shared.new_folder("ici"), shared.new_folder("un autre dossier, plus long, à côté")
+        settings = ({"umask": 0o022, "env": {**os.environ, "TZ": "America/New_York"}},
+                    {"umask": 0o077, "env": {**os.environ, "TZ": "Asia/Tokyo", "CXXFLAGS": "-O1 -g",
+                                             "LDFLAGS": "-g", "LC_ALL": "C"}})
+        cls.archives = []
+        for folder, setting in zip(folders, settings):
+            done = package(clone_into(folder), **setting)
+            if done.returncode:
+                raise AssertionError(done.stderr)
+            cls.archives.append(folder / "build" / "package" / ARCHIVE)
+        with zipfile.ZipFile(cls.archives[0]) as archive:
+            cls.entries = archive.infolist()
+            cls.comment = archive.comment.decode()
+            archive.extractall(shared.path / "depaquete")
+        cls.unpacked = shared.path / "depaquete" / NAME
+        cls.program = (cls.unpacked / "larkspine.exe").read_bytes()
+        cls.resources = pe_resources.Resources(cls.program)
+
+    def test_two_folders_two_moments_and_two_environments_give_the_same_bytes(self):
+        one, other = (zipfile.ZipFile(archive) for archive in self.archives)
+        with one, other:  # which file differs says more than that the archives do
+            self.assertEqual({entry.filename: hashlib.sha256(one.read(entry)).hexdigest()
+                              for entry in one.infolist()},
+                             {entry.filename: hashlib.sha256(other.read(entry)).hexdigest()
+                              for entry in other.infolist()})
+        self.assertEqual(*(archive.read_bytes() for archive in self.archives))
+
+    def test_the_program_is_the_very_one_that_all_other_tests_run(self):
+        tested = pathlib.Path(required("LARKSPINE_EXE")).read_bytes()
+        self.assertEqual(hashlib.sha256(self.program).hexdigest(),
+                         hashlib.sha256(tested).hexdigest(), "is that build up to date?")
+
+    def test_it_holds_the_program_the_guides_the_licences_and_the_sums(self):
+        names = [entry.filename.removeprefix(NAME + "/") for entry in self.entries]
+        self.assertEqual(names, sorted(names))
+        self.assertEqual([name for name in names if not name.startswith("licences/")],
+                         sorted(["SHA256SUMS", "larkspine.exe", *GUIDES]))
+        for name, source in GUIDES.items():
+            self.assertEqual((self.unpacked / name).read_bytes(), (PROJECT / source).read_bytes())
+
+    def test_every_file_has_the_time_of_the_commit_and_the_archive_names_both(self):
+        moment = time.gmtime(COMMITTED)[:6]
+        self.assertEqual({entry.date_time for entry in self.entries}, {moment})
+        commit = git(candidate, "rev-parse", "HEAD").decode().strip()
+        self.assertEqual(self.comment, f"larkspine {VERSION}, commit {commit}")
+
+    def test_the_sums_are_those_of_every_other_file(self):
+        expected = {}
+        for path in self.unpacked.rglob("*"):
+            if path.is_file() and path.name != "SHA256SUMS":
+                expected[path.relative_to(self.unpacked).as_posix()] = hashlib.sha256(
+                    path.read_bytes()).hexdigest()
+        lines = (self.unpacked / "SHA256SUMS").read_text().splitlines()
+        self.assertEqual({name: sum for sum, name in (line.split("  ") for line in lines)},
+                         expected)
+        self.assertEqual(len(lines), len(expected))
+
+    def test_the_sum_beside_the_archive_is_the_archives(self):
+        for archive in self.archives:
+            self.assertEqual(archive.with_name(ARCHIVE + ".sha256").read_text(),
+                             f"{hashlib.sha256(archive.read_bytes()).hexdigest()}  {ARCHIVE}\n")
+
+    def test_the_licence_of_everything_that_is_linked_in_is_there(self):
+        licences = {path.stem: path.read_text(encoding="utf-8")
+                    for path in (self.unpacked / "licences").iterdir()}
+        contents = licences["CONTENTS"]
+        self.assertEqual(set(re.findall(r"^(\S+) \d\S*$", contents, re.MULTILINE)), set(LINKED))
+        for name, words in LINKED.items():
+            self.assertIn(words, licences[name], name)
+        named = re.findall(r"/usr/share/common-licenses/([\w.-]*\w)", "".join(
+            licences[name] for name in LINKED))
+        self.assertLessEqual({"Apache-2.0", "CC0-1.0", "GPL-3"}, set(named))
+        for name in named:
+            self.assertGreater(len(licences[f"common-{name}"]), 1000, name)
+
+    def test_the_unpacked_program_scans_and_reports(self):
+        self.file("a")
+        self.file("b")
+        program = self.work.new_folder("chez moi, à l'été") / "larkspine.exe"
+        shutil.copy2(self.unpacked / "larkspine.exe", program)
+        run = self.scan(command=[windows_path(program)])
+        self.assert_rows(run, (1, "Original", "a", 7), (1, "Doublon", "b", 7))
+        self.assert_summary(run, 2, 1)
+        self.assertTrue(run.banner.endswith(BANNER_END))
+        refused = self.work.run("--bogus", command=[windows_path(program)])
+        self.assert_refused(refused, 1, "Les paramètres fournis ne sont pas valides.")
+
+    def test_its_properties_tell_the_version_of_the_banner(self):
+        numbers = (*map(int, VERSION.split(".")), 0)
+        self.assertEqual(pe_resources.version_numbers(self.resources), (numbers, numbers))
+        texts = pe_resources.version_texts(self.resources)
+        self.assertEqual((texts["FileVersion"], texts["ProductVersion"]), (VERSION, VERSION))
+        self.assertEqual((texts["ProductName"], texts["OriginalFilename"], texts["CompanyName"]),
+                         ("Larkspine", "larkspine.exe", "Ostrell"))
+
+    def test_its_icon_is_there_in_every_size(self):
+        images = pe_resources.icon_images(self.resources)
+        self.assertEqual([(side, bits) for side, bits, _ in images],
+                         [(16, 32), (32, 32), (48, 32), (256, 32)])
+        drawn = (PROJECT / "res" / "larkspine.ico").read_bytes()
+        self.assertEqual(drawn[6 + 16 * len(images):], b"".join(image for *_, image in images))
+
+    def test_its_manifest_asks_for_no_rights_and_for_long_paths(self):
+        manifest = xml.etree.ElementTree.fromstring(
+            self.resources.only(pe_resources.MANIFEST).rstrip(b"\0"))
+        level = manifest.find(".//{urn:schemas-microsoft-com:asm.v3}requestedExecutionLevel")
+        self.assertEqual(level.attrib, {"level": "asInvoker", "uiAccess": "false"})
+        aware = manifest.find(
+            ".//{http://schemas.microsoft.com/SMI/2016/WindowsSettings}longPathAware")
+        self.assertEqual(aware.text, "true")
+
+    def test_it_holds_no_path_of_the_machine_that_made_it(self):
+        for path in (str(shared.path), str(PROJECT), "/usr/", "/build/"):
+            for encoding in ("utf-8", "utf-16-le"):
+                self.assertEqual(self.program.count(path.encode(encoding)), 0, path)
+
+
+if __name__ == "__main__":
+    unittest.main()
