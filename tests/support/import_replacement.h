@@ -45,6 +45,7 @@
     X(BOOL, DeviceIoControl,                                                                       \
       (HANDLE a, DWORD b, LPVOID c, DWORD d, LPVOID e, DWORD f, LPDWORD g, LPOVERLAPPED h),        \
       (a, b, c, d, e, f, g, h))                                                                    \
+    X(int, CompareStringOrdinal, (LPCWSTR a, int b, LPCWSTR c, int d, BOOL e), (a, b, c, d, e))    \
     X(DWORD, GetFullPathNameW, (LPCWSTR a, DWORD b, LPWSTR c, LPWSTR * d), (a, b, c, d))           \
     X(DWORD, GetCurrentDirectoryW, (DWORD a, LPWSTR b), (a, b))                                    \
     X(DWORD, GetEnvironmentVariableW, (LPCWSTR a, LPWSTR b, DWORD c), (a, b, c))                   \
