@@ -1,7 +1,6 @@
 #include "report/results_csv.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cstddef>
 #include <cstdint>
 #include <cwchar>
@@ -11,6 +10,7 @@
 #include "fs/path.h"
 #include "fs/win32_handle.h"
 #include "fs/write_all.h"
+#include "report/csv_row.h"
 
 namespace larkspine {
 namespace {
@@ -49,10 +49,18 @@ std::vector<RankedGroup> rank_groups(std::span<const DuplicateGroup> groups) {
     return ranked;
 }
 
-void append_number(std::string& text, std::uint64_t value) {
-    char digits[20];  // 2^64 - 1 has 20
-    const auto end = std::to_chars(std::begin(digits), std::end(digits), value).ptr;
-    text.append(digits, end);
+// `path` in UTF-8 into `utf8`, whose room is used again; empty when it is not valid UTF-16.
+void assign_utf8(std::string& utf8, std::wstring_view path) {
+    utf8.clear();
+    const int wide_length = static_cast<int>(path.size());
+    const int length = WideCharToMultiByte(CP_UTF8, WC_ERR_INVALID_CHARS, path.data(), wide_length,
+                                           nullptr, 0, nullptr, nullptr);
+    if (length <= 0)
+        return;
+    utf8.resize(static_cast<std::size_t>(length));
+    if (WideCharToMultiByte(CP_UTF8, WC_ERR_INVALID_CHARS, path.data(), wide_length, utf8.data(),
+                            length, nullptr, nullptr) != length)
+        utf8.clear();
 }
 
 }  // namespace
@@ -82,24 +90,10 @@ std::optional<std::wstring> results_file_path() {
 
 std::string csv_quote_utf8(std::wstring_view path) {
     std::string utf8;
-    const int wide_length = static_cast<int>(path.size());
-    const int length = WideCharToMultiByte(CP_UTF8, WC_ERR_INVALID_CHARS, path.data(), wide_length,
-                                           nullptr, 0, nullptr, nullptr);
-    if (length > 0) {
-        utf8.resize(static_cast<std::size_t>(length));
-        if (WideCharToMultiByte(CP_UTF8, WC_ERR_INVALID_CHARS, path.data(), wide_length,
-                                utf8.data(), length, nullptr, nullptr) != length)
-            utf8.clear();
-    }
+    assign_utf8(utf8, path);
     std::string quoted;
     quoted.reserve(utf8.size() + 2);
-    quoted.push_back('"');
-    for (const char byte : utf8) {
-        if (byte == '"')
-            quoted.push_back('"');
-        quoted.push_back(byte);
-    }
-    quoted.push_back('"');
+    append_csv_field(quoted, utf8);
     return quoted;
 }
 
@@ -114,6 +108,7 @@ bool write_results_csv(const std::wstring& path, std::span<const DuplicateGroup>
     output.reserve(output_buffer_size);
     output.append(byte_order_mark).append(header_line);
     std::string line;
+    std::string utf8;
     std::vector<const DuplicateEntry*> entries;
     std::uint64_t number = 0;
     for (const RankedGroup& ranked : rank_groups(groups)) {
@@ -124,12 +119,8 @@ bool write_results_csv(const std::wstring& path, std::span<const DuplicateGroup>
         std::sort(entries.begin(), entries.end(), entry_less);
         for (std::size_t j = 0; j < entries.size(); ++j) {
             line.clear();
-            append_number(line, number);
-            line.append(j == 0 ? ";Original;" : ";Doublon;");
-            line.append(csv_quote_utf8(entries[j]->path));
-            line.push_back(';');
-            append_number(line, entries[j]->size);
-            line.append("\r\n");
+            assign_utf8(utf8, entries[j]->path);
+            append_csv_row(line, {number, j == 0, entries[j]->size}, utf8);
             output.append(line);
             if (output.size() >= output_buffer_size) {
                 if (!write_all(file.get(), std::as_bytes(std::span(output))))
