@@ -4,6 +4,7 @@
 
 #include <exception>
 #include <iostream>
+#include <iterator>
 #include <optional>
 #include <string>
 
@@ -21,16 +22,18 @@ namespace {
 
 constexpr const wchar_t* unknown_exception = L"Erreur : exception C++ inconnue.\n";
 
-// Exception messages are narrow; each byte becomes one character.
-std::wstring widen(const char* text) {
-    std::wstring wide;
-    for (; *text != '\0'; ++text)
-        wide.push_back(static_cast<unsigned char>(*text));
-    return wide;
-}
-
+// Exception messages are narrow; each byte becomes one character. Allocates nothing: memory may be
+// what ran out, and an exception from here would end the program without a word.
 void print_error(const std::exception& error) {
-    std::wcerr << L"Erreur : " << widen(error.what()) << L'\n';
+    std::wcerr << L"Erreur : ";
+    wchar_t wide[64];
+    for (const char* text = error.what(); *text != '\0';) {
+        std::streamsize length = 0;
+        for (; *text != '\0' && length < std::ssize(wide); ++text)
+            wide[length++] = static_cast<unsigned char>(*text);
+        std::wcerr.write(wide, length);
+    }
+    std::wcerr << L'\n';
 }
 
 bool is_folder(const std::wstring& path) {

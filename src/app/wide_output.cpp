@@ -29,9 +29,6 @@ bool write_console(HANDLE handle, std::wstring_view text) {
 }  // namespace
 
 WideOutputBuffer::WideOutputBuffer(HANDLE handle) : handle_(handle), console_(is_console(handle)) {
-    // All that a full buffer can become, so that no write allocates, not even in the destructor.
-    if (!console_)
-        utf8_.reserve(3 * units_.size());
     setp(units_.data(), units_.data() + units_.size());
 }
 
@@ -67,8 +64,7 @@ bool WideOutputBuffer::drain(Lead lead) {
 bool WideOutputBuffer::write(const wchar_t* text, std::size_t length) {
     if (console_)
         return write_console(handle_, {text, length});
-    // A code unit becomes at most three bytes. Lone surrogates become U+FFFD.
-    utf8_.resize(3 * length);
+    // Lone surrogates become U+FFFD.
     const int size = WideCharToMultiByte(CP_UTF8, 0, text, static_cast<int>(length), utf8_.data(),
                                          static_cast<int>(utf8_.size()), nullptr, nullptr);
     return size > 0 && write_all(handle_, std::as_bytes(std::span(utf8_.data(),

@@ -12,7 +12,6 @@
 #include <array>
 #include <cstddef>
 #include <streambuf>
-#include <string>
 
 namespace larkspine {
 
@@ -39,7 +38,9 @@ class WideOutputBuffer : public std::wstreambuf {
     bool console_ = false;
     // 4096 code units: more than the banner, so that it goes out in one call.
     std::array<wchar_t, 4096> units_;
-    std::string utf8_;
+    // All that a full buffer can become: a code unit takes at most three bytes. Here and not on the
+    // heap, so that neither a start nor an error message fails for want of memory.
+    std::array<char, 3 * 4096> utf8_;
 };
 
 // Puts wide output buffers under std::wcout and std::wcerr for its lifetime, with synchronisation
