@@ -41,10 +41,13 @@ class worker_pool {
     [[nodiscard]] auto submit(F&& job) -> std::future<std::invoke_result_t<std::decay_t<F>&>> {
         using Result = std::invoke_result_t<std::decay_t<F>&>;
         auto task = std::make_shared<std::packaged_task<Result()>>(std::forward<F>(job));
+        std::function<void()> queued = [task] { (*task)(); };
+        // The last to be made and so the first to go when memory runs out below: a task that goes
+        // before its future breaks a promise, which allocates, in a destructor.
         std::future<Result> future = task->get_future();
         {
             const std::lock_guard lock(mutex_);
-            tasks_.emplace_back([task = std::move(task)] { (*task)(); });
+            tasks_.push_back(std::move(queued));
         }
         wake_.notify_one();
         return future;
