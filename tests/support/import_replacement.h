@@ -62,7 +62,12 @@
       (HANDLE a, LPVOID b, DWORD c, LPDWORD d, PCONSOLE_READCONSOLE_CONTROL e), (a, b, c, d, e))   \
     X(DWORD, GetConsoleProcessList, (LPDWORD a, DWORD b), (a, b))                                  \
     X(BOOL, TerminateProcess, (HANDLE a, UINT b), (a, b))                                          \
-    X(VOID, Sleep, (DWORD a), (a))
+    X(VOID, Sleep, (DWORD a), (a))                                                                 \
+    X(int, WideCharToMultiByte,                                                                    \
+      (UINT a, DWORD b, LPCWCH c, int d, LPSTR e, int f, LPCCH g, LPBOOL h),                       \
+      (a, b, c, d, e, f, g, h))                                                                    \
+    X(DWORD, FlsAlloc, (PFLS_CALLBACK_FUNCTION a), (a))                                            \
+    X(BOOL, FlsSetValue, (DWORD a, PVOID b), (a, b))
 
 namespace larkspine::testing {
 

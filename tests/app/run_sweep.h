@@ -1,0 +1,149 @@
+// A whole run, repeated with one use of one system call failing, use after use until the call is
+// used no more. Before each the index folder is put back as it was; after each, what the run owes
+// its user whatever failed is checked, and what this very failure may cost; then a run without a
+// fault must find all of it again. For programs with replaced imports.
+#pragma once
+
+#include "fs/win32_api.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <gtest/gtest.h>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "engine/scan_records.h"
+#include "support/call_faults.h"
+#include "support/failing_allocations.h"
+#include "support/program_streams.h"
+#include "support/scoped_environment.h"
+#include "support/temp_tree.h"
+
+namespace larkspine::testing {
+
+using PathGroups = std::vector<std::vector<std::wstring>>;
+
+// What a failing call may cost.
+enum class Loss : std::uint8_t {
+    nothing,
+    file,        // the report lacks the file that the call was for, or nothing
+    some_file,   // one file of a group, or nothing
+    listing,     // what the index lacks, the report lacks too
+    path_field,  // one row of the report may be without its path
+};
+struct Cost {
+    int code = 0;
+    Loss loss = Loss::nothing;
+    bool old_index = false;      // stays as it was, to the byte
+    bool until_rebuilt = false;  // later runs lack it as well, as long as they use the index
+    bool shows_link = false;     // the other name of a file may show as a file of its own
+    // In `failures` of the statistics: at least, at most. A file that is lost always counts there.
+    std::uint64_t least_failures = 0;
+    std::uint64_t most_failures = 0;
+};
+
+// What is scanned, and how.
+struct SweptRun {
+    std::wstring folder;                // as the user types it
+    std::wstring root;                  // the same in long form
+    std::vector<std::wstring> files;    // all that lie below, in long form
+    std::wstring link;                  // of these, one that is another name of one before it
+    std::vector<std::wstring> options;  // of the command line
+    bool whole_program = true;          // false: the scan alone, which tells its failures
+};
+
+// Reports get the name that the tests know.
+struct FixedTime {
+    FixedTime();
+};
+
+class RunSweep {
+  public:
+    explicit RunSweep(ProgramStreams::Kind kind = ProgramStreams::Kind::files);
+
+    // Runs without a fault, until the program has kept whatever it keeps for the life of a process,
+    // and remembers the complete index. With `with_index` every swept run then finds that one,
+    // otherwise none.
+    void begin(const SweptRun& swept, bool with_index);
+    // What is there now is what every swept run finds; `swept` may have other files by now.
+    void begin_with_present_index(const SweptRun& swept);
+    // A run without a fault, from the index folder as it is.
+    void run_quietly();
+
+    // Fails every use of each call; the number of uses in all.
+    std::size_t sweep(const std::vector<SweptCall>& calls);
+    std::size_t sweep(const SweptCall& call, const SweptCall* also_failing = nullptr);
+    // As many threads can be started as one less than are needed, and so on down to none.
+    std::size_t sweep_threads();
+    // Each allocation fails, alone or with all that follow it. With `every` above 1 only every so
+    // many of them; the number of those that failed.
+    std::size_t sweep_allocations(Shortage shortage, std::size_t every = 1);
+
+    // Whether a run without a fault follows each with one, which doubles the time. On a console
+    // every run takes the eighth of a second for which the progress block sleeps.
+    bool runs_again = true;
+
+    FixedTime time;
+    ProgramStreams streams;
+    CallFaults faults;
+
+  private:
+    struct Outcome {
+        int code = 0;
+        bool escaped = false;  // an exception left the program
+        std::string output;
+        std::string errors;
+        std::optional<PathGroups> groups;  // those reported
+        std::uint64_t failures = 0;        // of a scan alone
+    };
+    // What a run has to do with.
+    struct Means {
+        std::size_t threads = SIZE_MAX;
+        std::size_t failing_allocation = SIZE_MAX;
+        Shortage shortage = Shortage::once;
+    };
+
+    Outcome run() { return run({}); }
+    Outcome run(const Means& means);
+    [[nodiscard]] int run_program(const Means& means);
+    void run_scan(Outcome& outcome);
+    [[nodiscard]] std::optional<PathGroups> read_report() const;
+    void restore();
+    [[nodiscard]] std::vector<std::wstring> index_folders() const;
+    [[nodiscard]] std::wstring index_path() const;
+    [[nodiscard]] std::optional<std::string> index_bytes() const;
+
+    // What a failure may cost (run_sweep_costs.cpp).
+    [[nodiscard]] Cost cost_of(std::string_view call, std::wstring_view subject) const;
+
+    // The checks (run_sweep_checks.cpp).
+    void check(const Outcome& outcome, const Cost& cost, std::string_view call,
+               const std::wstring& subject) const;
+    void check_quiet(const Outcome& outcome) const;
+    void check_texts(const Outcome& outcome, int code, std::string_view call) const;
+    void check_groups(const Outcome& outcome, const Cost& cost, const std::wstring& subject) const;
+    void check_report_file(int code, bool at_any_time) const;
+    void check_failures(const Outcome& outcome, const Cost& cost) const;
+    void check_index_files(bool may_leave_temporary) const;
+    void check_index_file(const std::wstring& path) const;
+    [[nodiscard]] PathGroups truth_without(const std::wstring& lost) const;
+    [[nodiscard]] PathGroups truth_with_link() const;
+
+    TempTree out_;
+    TempTree indexes_;
+    TempTree local_data_;
+    ScopedEnvironment directory_{L"LARKSPINE_INDEX_DIRECTORY", indexes_.root()};
+    ScopedEnvironment local_{L"LOCALAPPDATA", local_data_.root()};
+    ScopedCurrentDirectory here_;
+    std::wstring report_;
+    SweptRun swept_;
+    PathGroups truth_;
+    std::string true_report_;
+    std::map<std::wstring, detail::FileCandidate> complete_;  // entries of the complete index
+    std::optional<std::string> old_index_;
+};
+
+}  // namespace larkspine::testing

@@ -1,0 +1,31 @@
+// Makes the program's allocations fail. The program that links failing_allocations.cpp has its
+// operators new and delete replaced, plain and aligned, over malloc and free.
+//
+// Allocations are counted over all threads while failing is armed. What runs in the program's place
+// without being part of it (hooks) is exempt.
+#pragma once
+
+#include <cstddef>
+
+namespace larkspine::testing {
+
+enum class Shortage : bool {
+    once,     // one allocation fails
+    lasting,  // so do all that follow
+};
+
+// The allocation numbered `failing`, from 0, throws std::bad_alloc. One test at a time.
+void arm_allocations(std::size_t failing, Shortage shortage) noexcept;
+void disarm_allocations() noexcept;
+// Whether the one that was to fail was reached since it was armed.
+[[nodiscard]] bool allocation_failed() noexcept;
+
+// While it lives, this thread's allocations are neither counted nor fail.
+struct ExemptAllocations {
+    ExemptAllocations() noexcept;
+    ~ExemptAllocations();
+    ExemptAllocations(const ExemptAllocations&) = delete;
+    ExemptAllocations& operator=(const ExemptAllocations&) = delete;
+};
+
+}  // namespace larkspine::testing
