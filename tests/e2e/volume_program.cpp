@@ -1,41 +1,117 @@
-// The finished program on a simulated NTFS volume: three runs of it, one after the other, each with
-// the volume as its folder. Nothing happens between the first two; then a file is rewritten, one is
-// made and a folder is renamed. Each run's report is named by its number, as the second of its
-// time. A line "== RUN" on the standard output comes before each run's own text.
+// The finished program on a simulated NTFS volume, as a script says that is named on its command
+// line. The script is UTF-8, one step a line, its words separated by tabs; paths are below the root
+// of the volume:
+//
+//     write PATH FILE        rename PATH PATH      file_system NAME
+//     append PATH FILE       link PATH PATH        new_journal
+//     truncate PATH SIZE     remove PATH           local_data FOLDER
+//     folder PATH            remove_tree PATH      run ARGUMENT...
+//
+// FILE names, as Windows does, what holds the contents. local_data sets LOCALAPPDATA, and comes
+// before the first run. A run has the volume as its folder and the arguments that follow. Its report
+// is named by its number, the first being 1, as minute and second of its time, and a line
+// "== NUMBER" on the standard output comes before its own text. Ends with 0 when every run did.
+#include <algorithm>
 #include <iostream>
-#include <iterator>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
 
 #include "app/run.h"
 #include "app/wide_output.h"
 #include "support/simulated_volume.h"
 
-int wmain() {
-    using namespace larkspine;
-    using namespace larkspine::testing;
-    const WideStandardStreams streams;
-    const TempTree tree;
-    SimulatedVolume volume(tree);
-    volume.write(L"original", "the same contents");
-    volume.write(L"folder\\copy", "the same contents");
-    volume.write(L"folder\\other", "other contents ..");
-    volume.write(L"folder\\below\\alone", "of a size of its own");
+namespace larkspine::testing {
+namespace {
 
-    WORD number = 0;
-    hooks().GetLocalTime = [&number](LPSYSTEMTIME time) {
-        *time = {2026, 1, 0, 2, 3, 4, number, 0};
-    };
-    int code = 0;
-    const auto run_again = [&] {
-        ++number;
-        std::wcout << L"== " << number << L'\n';
-        const wchar_t* const arguments[] = {L"larkspine", L"Q:\\", L"--stats", L"-j", L"2"};
-        code |= run_and_report(static_cast<int>(std::size(arguments)), arguments);
-    };
-    run_again();
-    run_again();
-    volume.write(L"folder\\other", "the same contents");
-    volume.write(L"new", "the same contents");
-    volume.rename(L"folder", L"renamed");
-    run_again();
-    return code;
+using Words = std::vector<std::wstring>;
+
+std::wstring wide(std::string_view text) {
+    std::wstring converted(text.size(), L'\0');
+    converted.resize(static_cast<std::size_t>(MultiByteToWideChar(
+        CP_UTF8, MB_ERR_INVALID_CHARS, text.data(), static_cast<int>(text.size()), converted.data(),
+        static_cast<int>(converted.size()))));
+    return converted;
+}
+
+Words split(std::wstring_view text, wchar_t separator) {
+    Words parts;
+    while (!text.empty()) {
+        const std::size_t end = std::min(text.find(separator), text.size());
+        parts.emplace_back(text.substr(0, end));
+        text.remove_prefix(std::min(end + 1, text.size()));
+    }
+    return parts;
+}
+
+class Script {
+  public:
+    Script() {
+        hooks().GetLocalTime = [this](LPSYSTEMTIME time) {
+            *time = {2026, 1, 0, 2, 3, static_cast<WORD>(runs_ / 60), static_cast<WORD>(runs_ % 60),
+                     0};
+        };
+    }
+
+    void step(const Words& words) {
+        const std::wstring& what = words.at(0);
+        if (what == L"run")
+            run(words);
+        else if (what == L"write")
+            volume_.write(words.at(1), read_file(words.at(2)));
+        else if (what == L"append")
+            volume_.append(words.at(1), read_file(words.at(2)));
+        else if (what == L"truncate")
+            volume_.truncate(words.at(1), std::stoull(words.at(2)));
+        else if (what == L"folder")
+            volume_.make_folder(words.at(1));
+        else if (what == L"rename")
+            volume_.rename(words.at(1), words.at(2));
+        else if (what == L"link")
+            volume_.link(words.at(1), words.at(2));
+        else if (what == L"remove")
+            volume_.remove(words.at(1));
+        else if (what == L"remove_tree")
+            volume_.remove_tree(words.at(1));
+        else if (what == L"file_system")
+            volume_.set_file_system(words.at(1));
+        else if (what == L"local_data")
+            SetEnvironmentVariableW(L"LOCALAPPDATA", words.at(1).c_str());
+        else if (what == L"new_journal")
+            volume_.create_journal();
+        else
+            throw std::runtime_error("no such step");
+    }
+
+    [[nodiscard]] int code() const { return code_; }
+
+  private:
+    void run(const Words& words) {
+        std::wcout << L"== " << ++runs_ << L'\n';
+        std::vector<const wchar_t*> arguments = {L"larkspine", L"Q:\\"};
+        for (std::size_t i = 1; i < words.size(); ++i)
+            arguments.push_back(words[i].c_str());
+        code_ =
+            std::max(code_, run_and_report(static_cast<int>(arguments.size()), arguments.data()));
+    }
+
+    TempTree tree_;
+    SimulatedVolume volume_{tree_};
+    int runs_ = 0;
+    int code_ = 0;
+};
+
+}  // namespace
+}  // namespace larkspine::testing
+
+int wmain(int argc, wchar_t** argv) {
+    using namespace larkspine::testing;
+    const larkspine::WideStandardStreams streams;
+    if (argc != 2)
+        return 1;
+    Script script;
+    for (const std::wstring& line : split(wide(read_file(argv[1])), L'\n'))
+        script.step(split(line, L'\t'));
+    return script.code();
 }

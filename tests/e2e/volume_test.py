@@ -3,7 +3,7 @@ import unittest
 
 import reference
 from language import EndToEnd
-from program import required, windows_path
+from volume_script import VolumeScript
 
 
 def rows(*paths):
@@ -14,9 +14,17 @@ def rows(*paths):
 
 class VolumeTest(EndToEnd, unittest.TestCase):
     def test_three_runs_take_the_table_the_fast_path_and_the_delta(self):
-        run = self.work.run(command=[windows_path(required("LARKSPINE_VOLUME_PROGRAM_EXE"))])
-        self.assertEqual((run.code, run.stderr), (0, b""))
-        first, second, third = run.stdout.decode().split("== ")[1:]
+        same = b"the same contents"
+        script = VolumeScript(self.work)
+        script.follow([("write", "original", same), ("write", "folder/copy", same),
+                       ("write", "folder/other", b"other contents .."),
+                       ("write", "folder/below/alone", b"of a size of its own")])
+        script.run("--stats", "-j", "2")
+        script.run("--stats", "-j", "2")
+        script.follow([("write", "folder/other", same), ("write", "new", same),
+                       ("rename", "folder", "renamed")])
+        script.run("--stats", "-j", "2")
+        reports, (first, second, third) = zip(*script.go().values())
 
         def told(text, *lines):
             for line in lines:
@@ -33,10 +41,9 @@ class VolumeTest(EndToEnd, unittest.TestCase):
         told(third, "Index chargé : oui", "Fast path inchangé : non", "Delta USN appliqué : oui",
              "Fichiers : 5, candidats : 4, entrées index : 8",
              "Hash sample calculés/réutilisés : 2/2", "Hash complets calculés/réutilisés : 2/2")
-
-        reports = [path.read_bytes() for path in run.reports]
-        self.assertEqual(reports, [rows("folder\\copy", "original"), rows("folder\\copy", "original"),
-                                   rows("new", "original", "renamed\\copy", "renamed\\other")])
+        self.assertEqual(list(reports),
+                         [rows("folder\\copy", "original"), rows("folder\\copy", "original"),
+                          rows("new", "original", "renamed\\copy", "renamed\\other")])
 
 
 if __name__ == "__main__":
