@@ -8,8 +8,8 @@
 //     folder PATH            remove_tree PATH      run ARGUMENT...
 //
 // FILE names, as Windows does, what holds the contents. local_data sets LOCALAPPDATA, and comes
-// before the first run. A run has the volume as its folder and the arguments that follow. Its report
-// is named by its number, the first being 1, as minute and second of its time, and a line
+// before the first run. A run has the volume as its folder and the arguments that follow. Its
+// report is named by its number, the first being 1, as minute and second of its time, and a line
 // "== NUMBER" on the standard output comes before its own text. Ends with 0 when every run did.
 #include <algorithm>
 #include <iostream>

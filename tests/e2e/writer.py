@@ -1,0 +1,186 @@
+"""A program that changes a tree while it is scanned, and remembers all that each name ever held.
+
+One thread writes, cuts, appends, replaces, renames and deletes files and renames their folders, and
+notes each state before it comes about. Another keeps starting a process that locks some of them.
+What is written has few different contents, prefixes of a few texts, so that many files are equal for
+a while. Each change of contents gives a file a time that no other state has, as a clock fine enough
+would; no file gets a name back that it had before.
+"""
+import os
+import pathlib
+import random
+import subprocess
+import threading
+
+from program import required, windows_path, wine, wine_environment
+
+LENGTHS = (0, 600, 1200, 2400)  # below a page, so that each is read and written as a whole
+TEXTS = tuple((b"%d texte " % number) * 400 for number in range(5))
+CONTENTS = tuple(text[:length] for text in TEXTS for length in LENGTHS)
+FIRST_TIME = 1_000_000_000 * 10**9  # in 2001, when no file of a test was written
+FOLDERS = 6
+
+
+class File:
+    """One physical file: all that it held since the scan began, the last being what it holds."""
+
+    def __init__(self, contents):
+        self.held = [contents]
+
+
+class Writer:
+    def __init__(self, root, seed, files=90):
+        self.root = pathlib.Path(root)
+        self.random = random.Random(seed)
+        self.counter = 0
+        self.changes = 0
+        self.locks = 0
+        self.names = {}  # the file of each name, below the root
+        self.bound = {}  # all files that a name had since the scan began
+        self.folders = [self.fresh("dossier") for _ in range(FOLDERS)]
+        for folder in self.folders:
+            (self.root / folder).mkdir(parents=True)
+        for _ in range(files):
+            self.create()
+
+    def __enter__(self):
+        for file in self.names.values():
+            del file.held[:-1]
+        self.bound = {name: [file] for name, file in self.names.items()}
+        self.stopped = threading.Event()
+        self.error = None
+        begun = threading.Event()
+        self.threads = [threading.Thread(target=self.work, args=(begun,)),
+                        threading.Thread(target=self.keep_locking, args=(self.random.random(),))]
+        for thread in self.threads:
+            thread.start()
+        begun.wait()
+        return self
+
+    def __exit__(self, *_):
+        self.stopped.set()
+        for thread in self.threads:
+            thread.join()
+        if self.error:
+            raise self.error
+
+    def possible(self, name):
+        """All that one could have read under that name since the scan began."""
+        return {contents for file in self.bound.get(name, ()) for contents in file.held}
+
+    # ---- the changes --------------------------------------------------------------------------
+
+    def work(self, begun):
+        try:
+            while not self.stopped.is_set():
+                self.random.choice((self.write, self.write, self.write, self.cut, self.append,
+                                    self.replace, self.rename, self.delete, self.create,
+                                    self.rename_folder))()
+                self.changes += 1
+                begun.set()
+                self.stopped.wait(self.random.random() * 0.003)
+        except BaseException as error:  # told by the thread that leaves the block
+            self.error = error
+        finally:
+            begun.set()
+
+    def fresh(self, kind):
+        self.counter += 1
+        return f"{kind} {self.counter}"
+
+    def any_name(self):
+        return self.random.choice(sorted(self.names))
+
+    def fresh_name(self):
+        return f"{self.random.choice(self.folders)}/{self.fresh('fichier')}"
+
+    def bind(self, name, file):
+        self.names[name] = file
+        self.bound.setdefault(name, []).append(file)
+
+    def stamp(self, name):
+        self.counter += 1
+        time = FIRST_TIME + self.counter * 1000
+        os.utime(self.root / name, ns=(time, time))
+
+    def put(self, name, contents):
+        file = self.names[name]
+        file.held += [b"", contents]
+        with open(self.root / name, "wb", buffering=0) as opened:
+            opened.write(contents)
+        self.stamp(name)
+
+    def create(self, name=None):
+        name = name or self.fresh_name()
+        self.bind(name, File(b""))
+        self.put(name, self.random.choice(CONTENTS))
+        return name
+
+    def write(self):
+        self.put(self.any_name(), self.random.choice(CONTENTS))
+
+    def cut(self):
+        name = self.any_name()
+        contents = self.names[name].held[-1]
+        contents = contents[:self.random.choice([length for length in LENGTHS
+                                                 if length <= len(contents)])]
+        self.names[name].held.append(contents)
+        os.truncate(self.root / name, len(contents))
+        self.stamp(name)
+
+    def append(self):
+        name = self.any_name()
+        contents = self.names[name].held[-1]
+        longer = [whole for whole in CONTENTS if len(whole) > len(contents)
+                  and whole.startswith(contents)]
+        if longer:
+            whole = self.random.choice(longer)
+            self.names[name].held.append(whole)
+            with open(self.root / name, "ab", buffering=0) as opened:
+                opened.write(whole[len(contents):])
+            self.stamp(name)
+
+    def replace(self):
+        beside = self.create()
+        name = self.any_name()
+        if name != beside:
+            self.bind(name, self.names.pop(beside))
+            os.replace(self.root / beside, self.root / name)
+
+    def rename(self):
+        name, to = self.any_name(), self.fresh_name()
+        self.bind(to, self.names.pop(name))
+        os.rename(self.root / name, self.root / to)
+
+    def delete(self):
+        if len(self.names) > 50:
+            name = self.any_name()
+            del self.names[name]
+            os.unlink(self.root / name)
+
+    def rename_folder(self):
+        place = self.random.randrange(len(self.folders))
+        folder, to = self.folders[place], self.fresh("dossier")
+        for name in [name for name in self.names if name.startswith(folder + "/")]:
+            self.bind(to + name[len(folder):], self.names.pop(name))
+        self.folders[place] = to
+        os.rename(self.root / folder, self.root / to)
+
+    # ---- the locks ----------------------------------------------------------------------------
+
+    def keep_locking(self, seed):
+        """A file that is gone meanwhile makes the process give up; then it is another one's turn."""
+        choice = random.Random(seed)
+        try:
+            while not self.stopped.is_set():
+                names = choice.sample(sorted(list(self.names)), 3)
+                with subprocess.Popen(
+                        [wine(), windows_path(required("LARKSPINE_LOCK_FILE_EXE")),
+                         *("\\\\?\\" + windows_path(self.root / name) for name in names)],
+                        env=wine_environment(), stdin=subprocess.PIPE, stdout=subprocess.PIPE,
+                        stderr=subprocess.DEVNULL) as helper:
+                    self.locks += helper.stdout.readline().strip() == b"locked"
+                    self.stopped.wait(choice.random() * 0.1)
+                    helper.stdin.close()
+        except BaseException as error:  # told by the thread that leaves the block
+            self.error = error
