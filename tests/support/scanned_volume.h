@@ -3,6 +3,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <gtest/gtest.h>
 #include <optional>
@@ -11,9 +12,11 @@
 #include <string_view>
 #include <vector>
 
+#include "engine/content_hashing.h"
 #include "engine/scan_driver.h"
 #include "index/index_file.h"
 #include "index/index_location.h"
+#include "pool/worker_pool.h"
 #include "support/reference_groups.h"
 #include "support/scoped_environment.h"
 #include "support/simulated_volume.h"
@@ -85,6 +88,33 @@ class ScannedVolumeTest : public ::testing::Test {
         std::optional<detail::IndexSnapshot> snapshot = load_index(volume.root());
         EXPECT_TRUE(snapshot.has_value());
         return std::move(snapshot).value_or(detail::IndexSnapshot{});
+    }
+
+    // Every digest that the stored index calls valid is that of the file's present contents; how
+    // many there are.
+    std::size_t expect_stored_digests_right() {
+        worker_pool pool(2);
+        std::size_t checked = 0;
+        std::vector<detail::FileCandidate> hashed = stored().entries;
+        for (const bool full : {false, true}) {
+            std::vector<detail::FileCandidate*> to_hash;
+            std::vector<blake3_digest> told;
+            for (detail::FileCandidate& entry : hashed) {
+                bool& has = full ? entry.has_full_digest : entry.has_sample_digest;
+                if (!has)
+                    continue;
+                has = false;
+                to_hash.push_back(&entry);
+                told.push_back(full ? entry.full_digest : entry.sample_digest);
+            }
+            ScanStatistics ignored;
+            const auto found = detail::hash_candidates_parallel(
+                to_hash, full ? hash_stage::full : hash_stage::sample, pool, ignored);
+            for (std::size_t i = 0; i < told.size(); ++i)
+                EXPECT_EQ(found[i], std::optional(told[i])) << (full ? "full" : "sample");
+            checked += told.size();
+        }
+        return checked;
     }
 
     TempTree tree;
