@@ -21,6 +21,10 @@ FIRST_TIME = 1_000_000_000 * 10**9  # in 2001, when no file of a test was writte
 FOLDERS = 6
 
 
+def last(name):
+    return name.rpartition("/")[2]
+
+
 class File:
     """One physical file: all that it held since the scan began, the last being what it holds."""
 
@@ -36,7 +40,9 @@ class Writer:
         self.changes = 0
         self.locks = 0
         self.names = {}  # the file of each name, below the root
-        self.bound = {}  # all files that a name had since the scan began
+        # All files that a name had since the scan began. Names without their folder: whoever lists a
+        # folder that is renamed meanwhile sees what came into it later, under the folder's old name.
+        self.bound = {}
         self.folders = [self.fresh("dossier") for _ in range(FOLDERS)]
         for folder in self.folders:
             (self.root / folder).mkdir(parents=True)
@@ -46,7 +52,7 @@ class Writer:
     def __enter__(self):
         for file in self.names.values():
             del file.held[:-1]
-        self.bound = {name: [file] for name, file in self.names.items()}
+        self.bound = {last(name): [file] for name, file in self.names.items()}
         self.stopped = threading.Event()
         self.error = None
         begun = threading.Event()
@@ -66,7 +72,7 @@ class Writer:
 
     def possible(self, name):
         """All that one could have read under that name since the scan began."""
-        return {contents for file in self.bound.get(name, ()) for contents in file.held}
+        return {contents for file in self.bound.get(last(name), ()) for contents in file.held}
 
     # ---- the changes --------------------------------------------------------------------------
 
@@ -96,7 +102,7 @@ class Writer:
 
     def bind(self, name, file):
         self.names[name] = file
-        self.bound.setdefault(name, []).append(file)
+        self.bound.setdefault(last(name), []).append(file)
 
     def stamp(self, name):
         self.counter += 1
