@@ -64,6 +64,24 @@ TEST_F(DirectoryWalkFaultTest, AThousandNestedFoldersAreWalkedToTheLast) {
     EXPECT_EQ(closings(), std::vector<int>(1001, 1));
 }
 
+// The longest path that the system takes has 32,767 units.
+TEST_F(DirectoryWalkFaultTest, AChainOfFoldersIsWalkedToTheLongestPath) {
+    std::wstring path = L"\\\\?\\D:";
+    const std::wstring name(255, L'n');
+    while (32'767 - path.size() > 1 + name.size()) {
+        listing(path + L"\\*", {folder(name)});
+        path += L"\\" + name;
+    }
+    const std::wstring last(32'767 - path.size() - 1, L'f');
+    ASSERT_LE(last.size(), 255u);
+    listing(path + L"\\*", {file(last), file(L"a")});
+    EXPECT_TRUE(walk(L"\\\\?\\D:"));
+    ASSERT_EQ(found(), (Names{path + L"\\" + last, path + L"\\a"}));
+    EXPECT_EQ(files[0].path.size(), 32'767u);
+    EXPECT_EQ(files[0].name, last);
+    EXPECT_EQ(statistics.failures, 0u);
+}
+
 TEST_F(DirectoryWalkFaultTest, ARootThatCannotBeListedEndsTheWalk) {
     for (const DWORD error : {ERROR_ACCESS_DENIED, ERROR_PATH_NOT_FOUND, ERROR_NOT_READY}) {
         no_listing(L"R:\\d\\*", error);

@@ -224,6 +224,19 @@ TEST_F(IndexFileFaultTest, ASizeThatIsUnknownOrNegativeMeansNoIndex) {
     expect_load_fails_cleanly();
 }
 
+// A planted file can claim any size without taking any room.
+TEST_F(IndexFileFaultTest, AnIndexTooLargeForMemoryIsAnExceptionThatLeavesNothingOpen) {
+    count_handles();
+    hooks().GetFileSizeEx = [](HANDLE, PLARGE_INTEGER size) -> BOOL {
+        size->QuadPart = std::numeric_limits<LONGLONG>::max();
+        return TRUE;
+    };
+    EXPECT_ANY_THROW((void)load_index(root));
+    hooks() = {};
+    EXPECT_EQ(open_, 0);
+    EXPECT_TRUE(loads(old_));
+}
+
 TEST_F(IndexFileFaultTest, ALoadOpensTheIndexForSequentialReadingAndSharesReadingOnly) {
     hooks().CreateFileW = [&](LPCWSTR path, DWORD access, DWORD share, LPSECURITY_ATTRIBUTES s,
                               DWORD disposition, DWORD flags, HANDLE t) {

@@ -131,6 +131,14 @@ TEST_F(IndexFileTest, ALeftoverTemporaryIsOverwrittenAndNeverRead) {
     EXPECT_FALSE(file_exists(temporary_path()));
 }
 
+TEST_F(IndexFileTest, AFolderInTheTemporarysPlaceFailsTheSaveAndBothStay) {
+    ASSERT_TRUE(save_index(old_snapshot()));
+    tree_.file(temporary_path().substr(temporary_path().rfind(L'\\') + 1) + L"\\inside", "x");
+    EXPECT_FALSE(save_index(new_snapshot()));
+    EXPECT_TRUE(loads(old_snapshot()));
+    EXPECT_EQ(read_file(temporary_path() + L"\\inside"), "x");
+}
+
 TEST_F(IndexFileTest, WithoutADirectoryNothingIsSavedOrLoaded) {
     const ScopedEnvironment missing(L"LARKSPINE_INDEX_DIRECTORY", tree_.path(L"no\\such\\folder"));
     EXPECT_FALSE(save_index(new_snapshot()));

@@ -140,6 +140,22 @@ TEST_F(ResultsCsvTest, NamesOutsideAsciiAreWrittenAsUtf8) {
         "1;Doublon;\"C:\\\xE6\x97\xA5\xE6\x9C\xAC\";10\r\n");
 }
 
+// A field begins with a drive or a server, whatever the file is called, and ends with its own
+// quote.
+TEST_F(ResultsCsvTest, NamesThatMisleadASpreadsheetStayInsideTheirQuotes) {
+    EXPECT_EQ(rows_of({group({L"C:\\=1+1", L"C:\\@A1,=1+1,", L"C:\\\";\"x", L"\\\\s\\-1\t+2"})}),
+              "1;Original;\"C:\\\"\";\"\"x\";10\r\n"
+              "1;Doublon;\"C:\\=1+1\";10\r\n"
+              "1;Doublon;\"C:\\@A1,=1+1,\";10\r\n"
+              "1;Doublon;\"\\\\s\\-1\t+2\";10\r\n");
+}
+
+TEST_F(ResultsCsvTest, TextThatGoesFromRightToLeftIsWrittenAsItIs) {
+    EXPECT_EQ(rows_of({group({L"C:\\gpj\u202Eexe.a"})}),
+              "1;Original;\"C:\\gpj\xE2\x80\xAE"
+              "exe.a\";10\r\n");
+}
+
 TEST_F(ResultsCsvTest, APathThatIsNotValidUtf16LeavesItsFieldEmptyAndTheRowComplete) {
     EXPECT_EQ(rows_of({group({L"C:\\b" + lead, L"C:\\a" + trail + L"x", L"C:\\c"})}),
               "1;Original;\"\";10\r\n"
