@@ -3,9 +3,12 @@ set(LARKSPINE_SANITIZE "address,undefined" CACHE STRING "Sanitizers for the host
 
 # 16-bit wchar_t, so that the very same code runs. The C++ library's own instantiations are for
 # 32 bits, so they are left out and made here.
-add_compile_options(-fshort-wchar -D_GLIBCXX_EXTERN_TEMPLATE=0 -D_GLIBCXX_ASSERTIONS
-                    -fsanitize=${LARKSPINE_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
-add_link_options(-fsanitize=${LARKSPINE_SANITIZE})
+add_compile_options(-fshort-wchar -D_GLIBCXX_EXTERN_TEMPLATE=0 -D_GLIBCXX_ASSERTIONS)
+if(LARKSPINE_SANITIZE)
+  add_compile_options(-fsanitize=${LARKSPINE_SANITIZE} -fno-sanitize-recover=all
+                      -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=${LARKSPINE_SANITIZE})
+endif()
 find_package(Threads REQUIRED)
 
 add_library(larkspine_core STATIC ${portable_sources})

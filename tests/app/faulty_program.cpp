@@ -13,6 +13,10 @@
 #include "support/headless_console.h"
 #include "support/import_replacement.h"
 
+#ifdef LARKSPINE_COVERAGE
+extern "C" void __gcov_dump();
+#endif
+
 using namespace larkspine;
 using namespace larkspine::testing;
 
@@ -97,9 +101,22 @@ void fault_on_the_drawing_thread(const std::wstring& kind) {
     real_imports().Sleep(10'000);
 }
 
+#ifdef LARKSPINE_COVERAGE
+// A process that is terminated does not run what writes the counts at a normal end.
+void keep_counts_of_a_terminated_process() {
+    hooks().TerminateProcess = [](HANDLE process, UINT code) {
+        __gcov_dump();
+        return real_imports().TerminateProcess(process, code);
+    };
+}
+#else
+void keep_counts_of_a_terminated_process() {}
+#endif
+
 }  // namespace
 
 int wmain(int argc, wchar_t** argv) {
+    keep_counts_of_a_terminated_process();
     pause_on_exit = owns_console();
     install_fatal_fault_filter();
     if (argc != 3)
