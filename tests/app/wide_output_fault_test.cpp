@@ -165,6 +165,29 @@ TEST_F(WideOutputFaultTest, APairAcrossTheEndOfTheBufferIsNotSplitOverTwoCalls) 
     EXPECT_EQ(console_texts(), (std::vector<std::wstring>{head, lead + trail + L"b"}));
 }
 
+TEST_F(WideOutputFaultTest, AnOverflowWithoutACharacterWritesTheBufferAndAddsNothing) {
+    struct OpenBuffer : WideOutputBuffer {
+        using WideOutputBuffer::overflow;
+        using WideOutputBuffer::WideOutputBuffer;
+    };
+    OpenBuffer buffer(console);
+    buffer.sputc(L'a');
+    const auto end = std::wstreambuf::traits_type::eof();
+    EXPECT_NE(buffer.overflow(end), end);
+    EXPECT_EQ(buffer.pubsync(), 0);
+    EXPECT_EQ(console_texts(), std::vector<std::wstring>{L"a"});
+}
+
+TEST_F(WideOutputFaultTest, ATextThatCannotBeConvertedMakesTheStreamFail) {
+    WideOutputBuffer buffer(file);
+    std::wostream out(&buffer);
+    hooks().WideCharToMultiByte = [](auto...) { return 0; };
+    out << L"abc" << std::flush;
+    hooks().WideCharToMultiByte = nullptr;
+    EXPECT_EQ(out.rdstate(), std::ios_base::badbit);
+    EXPECT_EQ(file_texts(), std::vector<std::string>{});
+}
+
 TEST_F(WideOutputFaultTest, AFlushWithNothingButAHeldHalfMakesNoCall) {
     WideOutputBuffer buffer(file);
     std::wostream out(&buffer);

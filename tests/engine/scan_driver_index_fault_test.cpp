@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "engine/read_buffer.h"
 #include "engine/scan_driver.h"
 #include "index/index_file.h"
 #include "index/index_location.h"
@@ -117,6 +118,26 @@ TEST_F(ScanDriverIndexFaultTest, AFailedHashIsTriedAgainByTheNextRun) {
     const ScanResult second = run();
     EXPECT_EQ(second.statistics.sample_hashes_computed, 5u);
     EXPECT_EQ(second.groups.size(), 3u);
+}
+
+TEST_F(ScanDriverIndexFaultTest, FullHashesAloneAreWorthSavingWhenNothingElseIsNew) {
+    hooks().ReadFile = [](HANDLE file, LPVOID bytes, DWORD wanted, auto... rest) {
+        // Samples are read in smaller pieces.
+        return wanted == detail::read_buffer_size
+                   ? FALSE
+                   : real_imports().ReadFile(file, bytes, wanted, rest...);
+    };
+    const ScanResult failed = run();
+    hooks().ReadFile = nullptr;
+    EXPECT_EQ(failed.statistics.sample_hashes_computed, 5u);
+    EXPECT_EQ(failed.statistics.full_hashes_computed, 0u);
+
+    const ScanResult second = run();
+    EXPECT_EQ(second.statistics.sample_hashes_computed, 0u);
+    EXPECT_EQ(second.statistics.full_hashes_computed, 5u);
+    const ScanResult third = run();
+    EXPECT_EQ(third.statistics.full_hashes_computed, 0u);
+    EXPECT_EQ(third.groups.size(), 3u);
 }
 
 TEST_F(ScanDriverIndexFaultTest, DisabledTheIndexIsNeitherLoadedNorSaved) {

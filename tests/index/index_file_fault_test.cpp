@@ -207,6 +207,18 @@ TEST_F(IndexFileFaultTest, AReadThatEndsBeforeTheSizeMeansNoIndex) {
     EXPECT_EQ(calls, 2);
 }
 
+TEST_F(IndexFileFaultTest, AReadOfMoreThanWasAskedForMeansNoIndex) {
+    int calls = 0;
+    hooks().ReadFile = [&](HANDLE f, LPVOID b, DWORD count, LPDWORD got, LPOVERLAPPED o) {
+        ++calls;
+        const BOOL done = real_imports().ReadFile(f, b, count, got, o);
+        ++*got;
+        return done;
+    };
+    expect_load_fails_cleanly();
+    EXPECT_EQ(calls, 1);
+}
+
 TEST_F(IndexFileFaultTest, ShortReadsAreContinued) {
     hooks().ReadFile = [](HANDLE f, LPVOID b, DWORD count, LPDWORD got, LPOVERLAPPED o) {
         return real_imports().ReadFile(f, b, std::min<DWORD>(count, 7), got, o);
