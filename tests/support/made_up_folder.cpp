@@ -7,7 +7,6 @@
 namespace larkspine::testing {
 namespace {
 
-constexpr std::size_t name_length = 7;
 // Far above the handles of the system; those of files differ by 4 as theirs do.
 constexpr std::uintptr_t listing_handle = 0x7EED'0000;
 constexpr std::uintptr_t first_file_handle = 0x7EEE'0000;
@@ -16,9 +15,15 @@ HANDLE handle_of(std::uintptr_t value) {
     return reinterpret_cast<HANDLE>(value);
 }
 
+// Arabic digits, U+0660 to U+0669: paths that differ beyond ASCII are compared by the system, which
+// is how their comparisons are counted.
+constexpr wchar_t zero = L'\u0660';
+
 std::wstring name_of(std::size_t file) {
-    std::wstring digits = std::to_wstring(file);
-    return digits.insert(0, name_length - digits.size(), L'0');
+    std::wstring name(MadeUpFolder::name_length, zero);
+    for (std::size_t place = name.size(); file > 0; file /= 10)
+        name[--place] = static_cast<wchar_t>(zero + file % 10);
+    return name;
 }
 
 // Not a std::mutex: that one may itself call CloseHandle, which is hooked.
@@ -90,6 +95,13 @@ std::wstring MadeUpFolder::path(std::size_t file) const {
     return root_ + L"\\" + name_of(file);
 }
 
+std::size_t MadeUpFolder::file_of(std::wstring_view path) {
+    std::size_t file = 0;
+    for (const wchar_t digit : path.substr(path.size() - name_length))
+        file = 10 * file + static_cast<std::size_t>(digit - zero);
+    return file;
+}
+
 Asked MadeUpFolder::asked() const {
     return asked_;
 }
@@ -114,7 +126,7 @@ BOOL MadeUpFolder::list(LPWIN32_FIND_DATAW found) {
 }
 
 HANDLE MadeUpFolder::open(std::wstring_view path) {
-    const std::size_t file = std::stoul(std::wstring(path.substr(root_.size() + 1)));
+    const std::size_t file = file_of(path);
     const Lock lock(lock_);
     ++asked_.opens;
     const HANDLE handle = handle_of(next_handle_);

@@ -7,8 +7,8 @@
 //     ... scan folder.root() ...
 //     EXPECT_EQ(folder.asked().opens, 0u);
 //
-// Names are seven digits. It sets the hooks for its lifetime: make it before the threads that use
-// it.
+// Names are seven digits beyond ASCII. It sets the hooks for its lifetime: make it before the
+// threads that use it.
 #pragma once
 
 #include "fs/win32_api.h"
@@ -41,6 +41,7 @@ void PrintTo(const Asked& asked, std::ostream* out);
 class MadeUpFolder {
   public:
     using Contents = std::function<std::string(std::size_t)>;
+    static constexpr std::size_t name_length = 7;
 
     // Files 0 to `files` - 1, each holding what `contents` says of it.
     MadeUpFolder(std::wstring root, std::size_t files, Contents contents);
@@ -49,6 +50,8 @@ class MadeUpFolder {
 
     [[nodiscard]] const std::wstring& root() const { return root_; }
     [[nodiscard]] std::wstring path(std::size_t file) const;
+    // The other way round, for any path that ends in a name of such a folder.
+    [[nodiscard]] static std::size_t file_of(std::wstring_view path);
     // Since it was made, or since forget().
     [[nodiscard]] Asked asked() const;
     [[nodiscard]] std::uint64_t comparisons() const { return comparisons_; }
