@@ -18,7 +18,7 @@ windows_path() { printf 'Z:%s' "${1//\//\\}"; }
 # With a server that stays, a program starts in 16 to 25 ms instead of 0.4 s and more. The server and
 # the services that it starts inherit all open files, hence the redirections.
 start_wine_server() {
-    "$wineserver" -p </dev/null >/dev/null 2>&1
+    "$wineserver" -p </dev/null >/dev/null 2>&1 || true  # refused when one is running already
     "$WINE" wineboot </dev/null >/dev/null 2>&1
 }
 stop_wine_server() {
