@@ -25,11 +25,9 @@
 namespace {
 
 using namespace larkspine;
-using bench::Clock;
 using bench::require;
 using bench::Round;
 using bench::seconds_for;
-using bench::seconds_since;
 using detail::FileCandidate;
 
 constexpr std::uint64_t mebibyte = 1'048'576;
@@ -116,9 +114,7 @@ double hash_blocks(const std::vector<FileCandidate>& files, detail::ReadBuffer& 
     blake3_hasher hasher;
     blake3_hasher_init(&hasher);
     const double seconds = read_all(files, buffer, [&](DWORD got) {
-        const Clock::time_point start = Clock::now();
-        blake3_hasher_update(&hasher, buffer.bytes, got);
-        return seconds_since(start);
+        return seconds_for([&] { blake3_hasher_update(&hasher, buffer.bytes, got); });
     });
     blake3_digest digest;
     blake3_hasher_finalize(&hasher, digest.bytes.data(), digest.bytes.size());

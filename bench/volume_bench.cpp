@@ -41,7 +41,6 @@
 namespace {
 
 using namespace larkspine;
-using bench::Clock;
 using bench::require;
 using bench::Round;
 using bench::seconds_for;
@@ -189,13 +188,13 @@ class FirstQuestion {
   public:
     void note() {
         if (!asked_.exchange(true))
-            at_ = Clock::now();
+            at_ = bench::now();
     }
-    [[nodiscard]] Clock::time_point at() const { return at_; }
+    [[nodiscard]] double at() const { return at_; }
 
   private:
     std::atomic<bool> asked_{false};
-    Clock::time_point at_;
+    double at_ = 0;
 };
 
 struct EnoughSeen {};
@@ -243,14 +242,14 @@ double table_alone(const GeneratedVolume& volume) {
     IndexSnapshot snapshot;
     ScanStatistics statistics;
     ScanProgress progress;
-    const Clock::time_point start = Clock::now();
+    const double start = bench::now();
     try {
         (void)scan_ntfs_mft(volume.root(), snapshot, statistics, progress, pool);
         require(false, "ending the scan");
     } catch (const EnoughSeen&) {
         require(progress.entries_seen == volume.records(), "seeing every record");
     }
-    return std::chrono::duration<double>(first.at() - start).count();
+    return first.at() - start;
 }
 
 bench::Ask table(std::uint64_t size) {
@@ -308,7 +307,7 @@ bench::Ask metadata(std::uint64_t size) {
                     statistics.files == volume.files(),
                 "scan_ntfs_mft");
         Round round;
-        round.ours = bench::seconds_since(first.at());
+        round.ours = bench::now() - first.at();
         round.beside = empty_jobs(pool, volume.files());
         return round;
     };

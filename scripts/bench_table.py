@@ -129,6 +129,7 @@ def main():
     parser.add_argument('--csv', action='store_true')
     parser.add_argument('--large', action='store_true')
     parser.add_argument('--list', action='store_true')
+    parser.add_argument('--processor', action='store_true')
     parser.add_argument('--rounds', type=int, default=ROUNDS)
     parser.add_argument('rows', nargs='*')
     options = parser.parse_args()
@@ -142,6 +143,8 @@ def main():
     if options.rounds < 1:
         sys.exit('bench: at least one round is needed')
 
+    if options.processor:
+        os.environ['LARKSPINE_BENCH_CLOCK'] = 'processor'
     print_heading(options.csv)
     for row in ROWS:
         if options.rows and row.name not in options.rows:

@@ -52,20 +52,21 @@ class Program:
 
     def run(self, folder, counted):
         self.prepare()
-        output = folder / 'output'
+        output, peak = folder / 'output', folder / 'peak'
+        # Not the resource usage of a child of this process: its peak begins with the memory of the
+        # interpreter from which it was started.
+        command = ['/usr/bin/time', '-f', '%M', '-o', str(peak), *self.command]
         with open(output, 'wb') as stdout, open(folder / 'errors', 'wb') as stderr:
             start = time.monotonic()
-            process = subprocess.Popen(self.command, stdin=subprocess.DEVNULL, stdout=stdout,
-                                       stderr=stderr, cwd=folder, env=self.environment)
-            _, status, usage = os.wait4(process.pid, 0)
+            finished = subprocess.run(command, stdin=subprocess.DEVNULL, stdout=stdout,
+                                      stderr=stderr, cwd=folder, env=self.environment)
             seconds = time.monotonic() - start
-        process.returncode = os.waitstatus_to_exitcode(status)
-        if process.returncode != 0:
-            sys.exit(f'compare: {self.name} ended with {process.returncode}')
+        if finished.returncode != 0:
+            sys.exit(f'compare: {self.name} ended with {finished.returncode}')
         self.found = self.count(folder, output)
         if counted:
             self.seconds.append(seconds)
-            self.peaks.append(usage.ru_maxrss / 1024)
+            self.peaks.append(int(peak.read_text()) / 1024)
 
 
 def count_in_report(folder, _):
