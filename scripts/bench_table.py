@@ -31,8 +31,10 @@ TWICE_AS_FAST = 1 / 1.8
 
 ROWS = [
     Row('walk', 'walk', 50_000, 1.15, 'directory walk, files in folders of 25'),
-    Row('full-hash', 'hash', 2_000, 1.10, 'full hash, one worker, MiB in eight files'),
-    Row('full-hash-2', 'hash', 2_000, TWICE_AS_FAST, 'full hash, two workers beside one, MiB'),
+    Row('full-hash', 'hash', 2_000, 1.10, 'full hash, one worker, MiB in eight files',
+        large=False),
+    Row('full-hash-2', 'hash', 2_000, TWICE_AS_FAST, 'full hash, two workers beside one, MiB',
+        large=False),
     Row('samples', 'hash', 20_000, 1.10, 'samples, one worker, files'),
     Row('pool', 'pool', 20_000, 2, 'empty jobs through two workers'),
     Row('index-load', 'index', MILLION, 1.25, 'index load, entries'),
