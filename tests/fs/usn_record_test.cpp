@@ -169,5 +169,24 @@ TEST(UsnRecord, AnyChangedByteIsDecodedOrRefusedWithoutReadingBeyond) {
     }
 }
 
+// Minor version, time stamp, source and security identifier decide nothing.
+TEST(UsnRecord, FieldsThatAreNotReadMayHoldAnything) {
+    const RecordBytes whole(L"name");
+    for (const auto& [first, end] :
+         std::initializer_list<std::pair<std::size_t, std::size_t>>{{6, 8}, {32, 40}, {44, 52}}) {
+        for (std::size_t place = first; place < end; ++place) {
+            UsnRecord parsed;
+            RecordBytes changed = whole;
+            changed.put<std::uint8_t>(place, 0xA5);
+            ASSERT_EQ(changed.parse(whole.size(), parsed), RecordStatus::ok) << place;
+            EXPECT_EQ(parsed.file_reference, 0x0002000000001234u) << place;
+            EXPECT_EQ(parsed.usn, 0x1122334455667788) << place;
+            EXPECT_EQ(parsed.reason, 0x80000102u) << place;
+            EXPECT_EQ(parsed.attributes, 0x20u) << place;
+            EXPECT_EQ(parsed.name, L"name") << place;
+        }
+    }
+}
+
 }  // namespace
 }  // namespace larkspine::testing
