@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
+#include <cstring>
 
 namespace larkspine {
 
@@ -38,6 +40,17 @@ constexpr bool is_ascii(wchar_t unit) noexcept {
     return unit < 0x80;
 }
 
+// How many code units the two have in common at least, of the first `length`. Paths that are sorted
+// together mostly begin alike, so this looks at four code units at a time.
+std::size_t equal_start(std::wstring_view a, std::wstring_view b, std::size_t length) noexcept {
+    constexpr std::size_t step = sizeof(std::uint64_t) / sizeof(wchar_t);
+    std::size_t equal = 0;
+    while (length - equal >= step &&
+           std::memcmp(a.data() + equal, b.data() + equal, sizeof(std::uint64_t)) == 0)
+        equal += step;
+    return equal;
+}
+
 bool path_less_by_system(std::wstring_view a, std::wstring_view b) noexcept {
     const int a_length = static_cast<int>(a.size());
     const int b_length = static_cast<int>(b.size());
@@ -58,7 +71,7 @@ bool path_less(std::wstring_view a, std::wstring_view b) noexcept {
     // the time. Case decides between paths that are otherwise alike, by its first difference.
     const std::size_t shorter = std::min(a.size(), b.size());
     std::size_t case_difference = shorter;
-    for (std::size_t i = 0; i < shorter; ++i) {
+    for (std::size_t i = equal_start(a, b, shorter); i < shorter; ++i) {
         if (a[i] == b[i])
             continue;
         if (!is_ascii(a[i]) || !is_ascii(b[i]))
