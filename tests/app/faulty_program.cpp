@@ -2,8 +2,8 @@
 // standard error, as GetTickCount64 tells it.
 #include "fs/win32_api.h"
 
+#include <atomic>
 #include <future>
-#include <latch>
 #include <string>
 
 #include "app/console_pause.h"
@@ -73,9 +73,11 @@ void fault_on_two_workers(const std::wstring& kind) {
         return real_imports().WriteFile(arguments...);
     };
     worker_pool pool(2);
-    std::latch both(2);
+    std::atomic<int> arrived = 0;
     const auto job = [&] {
-        both.arrive_and_wait();
+        ++arrived;
+        while (arrived < 2)
+            real_imports().Sleep(0);
         fault(kind);
     };
     std::future<void> first = pool.submit(job);

@@ -4,20 +4,10 @@
 #include <new>
 #include <string_view>
 
+#include "support/srw_lock.h"
+
 namespace larkspine::testing {
 namespace {
-
-// Not a std::mutex: that one may itself call CloseHandle, which is hooked.
-class Lock {
-  public:
-    explicit Lock(SRWLOCK& lock) : lock_(lock) { AcquireSRWLockExclusive(&lock_); }
-    ~Lock() { ReleaseSRWLockExclusive(&lock_); }
-    Lock(const Lock&) = delete;
-    Lock& operator=(const Lock&) = delete;
-
-  private:
-    SRWLOCK& lock_;
-};
 
 // The last component of a path; the names in tests are plain ASCII.
 std::string name_of(std::wstring_view path) {
@@ -86,7 +76,7 @@ void FileCalls::claim_more_than_asked_for() {
 }
 
 std::size_t FileCalls::open_handles() {
-    const Lock lock(lock_);
+    const SrwLock lock(lock_);
     return names_.size();
 }
 
@@ -104,7 +94,7 @@ HANDLE FileCalls::create(LPCWSTR path, DWORD access, DWORD share, LPSECURITY_ATT
     if (refused)
         SetLastError(ERROR_ACCESS_DENIED);
     const bool opened = file != INVALID_HANDLE_VALUE;
-    const Lock lock(lock_);
+    const SrwLock lock(lock_);
     opens.push_back({path, access, share, security, disposition, flags, pattern});
     events.push_back("open " + name + (opened ? "" : " fails"));
     if (opened)
@@ -124,7 +114,7 @@ BOOL FileCalls::read(HANDLE file, LPVOID buffer, DWORD wanted, LPDWORD got,
     if (record("read", file, " " + std::to_string(wanted))) {
         std::size_t number = 0;
         {
-            const Lock lock(lock_);
+            const SrwLock lock(lock_);
             buffers.push_back(buffer);
             number = reads++;
         }
@@ -146,14 +136,14 @@ BOOL FileCalls::seek(HANDLE file, LARGE_INTEGER distance, PLARGE_INTEGER positio
 
 BOOL FileCalls::close(HANDLE handle) {
     if (record("close", handle)) {
-        const Lock lock(lock_);
+        const SrwLock lock(lock_);
         names_.erase(handle);
     }
     return real_imports().CloseHandle(handle);
 }
 
 bool FileCalls::record(const char* what, HANDLE file, const std::string& more) {
-    const Lock lock(lock_);
+    const SrwLock lock(lock_);
     const auto found = names_.find(file);
     if (found == names_.end())
         return false;

@@ -4,6 +4,8 @@
 #include <cstring>
 #include <utility>
 
+#include "support/srw_lock.h"
+
 namespace larkspine::testing {
 namespace {
 
@@ -25,18 +27,6 @@ std::wstring name_of(std::size_t file) {
         name[--place] = static_cast<wchar_t>(zero + file % 10);
     return name;
 }
-
-// Not a std::mutex: that one may itself call CloseHandle, which is hooked.
-class Lock {
-  public:
-    explicit Lock(SRWLOCK& lock) : lock_(lock) { AcquireSRWLockExclusive(&lock_); }
-    ~Lock() { ReleaseSRWLockExclusive(&lock_); }
-    Lock(const Lock&) = delete;
-    Lock& operator=(const Lock&) = delete;
-
-  private:
-    SRWLOCK& lock_;
-};
 
 }  // namespace
 
@@ -127,7 +117,7 @@ BOOL MadeUpFolder::list(LPWIN32_FIND_DATAW found) {
 
 HANDLE MadeUpFolder::open(std::wstring_view path) {
     const std::size_t file = file_of(path);
-    const Lock lock(lock_);
+    const SrwLock lock(lock_);
     ++asked_.opens;
     const HANDLE handle = handle_of(next_handle_);
     next_handle_ += 4;
@@ -136,7 +126,7 @@ HANDLE MadeUpFolder::open(std::wstring_view path) {
 }
 
 BOOL MadeUpFolder::identify(HANDLE handle, LPVOID buffer) {
-    const Lock lock(lock_);
+    const SrwLock lock(lock_);
     ++asked_.identities;
     FILE_ID_INFO identity = {};
     identity.VolumeSerialNumber = 1;
@@ -147,7 +137,7 @@ BOOL MadeUpFolder::identify(HANDLE handle, LPVOID buffer) {
 }
 
 BOOL MadeUpFolder::read(HANDLE handle, LPVOID buffer, DWORD wanted, LPDWORD got) {
-    const Lock lock(lock_);
+    const SrwLock lock(lock_);
     ++asked_.reads;
     OpenFile& file = open_.at(handle);
     const std::string contents = contents_(file.file);
@@ -159,7 +149,7 @@ BOOL MadeUpFolder::read(HANDLE handle, LPVOID buffer, DWORD wanted, LPDWORD got)
 }
 
 BOOL MadeUpFolder::close(HANDLE handle) {
-    const Lock lock(lock_);
+    const SrwLock lock(lock_);
     ++asked_.closes;
     open_.erase(handle);
     return TRUE;
@@ -169,7 +159,7 @@ bool MadeUpFolder::is_mine(HANDLE handle) {
     const auto value = reinterpret_cast<std::uintptr_t>(handle);
     if (value < first_file_handle)
         return false;
-    const Lock lock(lock_);
+    const SrwLock lock(lock_);
     return open_.contains(handle);
 }
 
