@@ -14,7 +14,8 @@ namespace {
 // Reports on a stack of its own, because the thread has used up its own: what the system leaves for
 // handlers is less than a page, and formatting and the console need more. Never returns.
 [[noreturn]] void report_stack_overflow(EXCEPTION_POINTERS* exception) {
-    // Under Wine the report was seen to use 1.2 KiB; what the console of Windows needs is not known.
+    // Under Wine the report was seen to use 1.2 KiB; what the console of Windows needs is not
+    // known.
     alignas(16) static std::byte stack[64 * 1024];
     static std::atomic<bool> taken = false;
     // A second thread that overflows meanwhile has nowhere to go; the first ends the process.
