@@ -150,6 +150,30 @@ class SmallTreeTest(EndToEnd, unittest.TestCase):
         self.file("c;Doublon")
         self.assert_rows(self.scan(), (1, "Original", "a;b", 7), (1, "Doublon", "c;Doublon", 7))
 
+    def test_names_that_differ_only_in_case_are_files_of_their_own(self):
+        # Windows has folders that tell case apart; here every folder does.
+        for name in ("b.txt", "a.txt", "A.txt", "B/x", "b/x"):
+            self.file(name)
+        self.file("a.TXT", b"CONTENU")
+        run = self.scan()
+        self.assert_rows(run, (1, "Original", "A.txt", 7), (1, "Doublon", "a.txt", 7),
+                         (1, "Doublon", "b.txt", 7), (1, "Doublon", "B\\x", 7),
+                         (1, "Doublon", "b\\x", 7))
+        self.assert_summary(run, 6, 4)
+
+    def test_double_quotes_are_doubled(self):
+        # Wine lists such names, which Windows does not allow, and opens none of them: the files
+        # that hold something drop out, the empty ones need not be read.
+        for name in ('"', 'dit "vide"', "rien"):
+            self.file(name, b"")
+        for name in ('dit "plein"', "plein", "plein aussi"):
+            self.file(name)
+        run = self.scan()
+        self.assert_rows(run, (1, "Original", '""', 0), (1, "Doublon", 'dit ""vide""', 0),
+                         (1, "Doublon", "rien", 0), (2, "Original", "plein", 7),
+                         (2, "Doublon", "plein aussi", 7))
+        self.assert_summary(run, 6, 3)
+
     def test_accents_and_other_scripts_are_written_as_utf_8(self):
         self.file("été.txt")
         self.file("重复 😀")

@@ -5,7 +5,7 @@ A shape is what a tree holds. `before` and `after` give the steps to it from not
 make these changes and lead to the shape. Steps are tuples that a folder can follow (`follow`) and
 that a simulated volume can (volume_script.py). All paths are below the root, with slashes.
 
-No two names in one folder differ only in case, since neither Wine nor the volume tells them apart.
+No two names in one folder differ only in case, since the volume does not tell them apart.
 No name holds a double quote, which Windows does not allow. Of several names of one file the first in
 path order is made first: a volume lists a file under its oldest name only.
 """
