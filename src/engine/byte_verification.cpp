@@ -1,7 +1,6 @@
 #include "engine/byte_verification.h"
 
 #include <cstring>
-#include <memory>
 
 #include "engine/read_buffer.h"
 #include "fs/win32_handle.h"
@@ -10,9 +9,7 @@ namespace larkspine {
 namespace {
 
 unique_handle open_for_comparison(const std::wstring& path) {
-    return own_handle(CreateFileW(
-        path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
-        OPEN_EXISTING, FILE_FLAG_SEQUENTIAL_SCAN | FILE_ATTRIBUTE_NORMAL, nullptr));
+    return open_for_reading(path, FILE_FLAG_SEQUENTIAL_SCAN | FILE_ATTRIBUTE_NORMAL);
 }
 
 bool read_block(HANDLE file, std::byte* buffer, DWORD& got) {

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <blake3.h>
 #include <cstddef>
-#include <memory>
 #include <string>
 #include <string_view>
 
@@ -20,12 +19,6 @@ static_assert(sizeof(blake3_digest::bytes) == BLAKE3_OUT_LEN);
 constexpr std::uint64_t sample_region = 0x10000;
 constexpr std::string_view sample_prefix = "larkspine sample fingerprint v1";
 static_assert(sample_prefix.size() == 31);
-
-unique_handle open_for_reading(const std::wstring& path, DWORD flags) {
-    return own_handle(CreateFileW(path.c_str(), GENERIC_READ,
-                                  FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
-                                  OPEN_EXISTING, flags, nullptr));
-}
 
 blake3_digest finish(const blake3_hasher& hasher) {
     blake3_digest digest;

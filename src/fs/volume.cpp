@@ -6,11 +6,6 @@
 #include "fs/win32_handle.h"
 
 namespace larkspine {
-namespace {
-
-constexpr DWORD share_everything = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
-
-}  // namespace
 
 bool is_drive_root(std::wstring_view path) noexcept {
     const ComparisonView view(path);
@@ -73,9 +68,7 @@ std::optional<std::uint64_t> file_reference_of(const std::wstring& path) {
 }
 
 std::optional<FILE_ID_INFO> file_identity_of(const std::wstring& path) {
-    const unique_handle file =
-        own_handle(CreateFileW(path.c_str(), GENERIC_READ, share_everything, nullptr, OPEN_EXISTING,
-                               FILE_ATTRIBUTE_NORMAL, nullptr));
+    const unique_handle file = open_for_reading(path, FILE_ATTRIBUTE_NORMAL);
     FILE_ID_INFO identity = {};
     if (!file || !GetFileInformationByHandleEx(file.get(), FileIdInfo, &identity, sizeof identity))
         return std::nullopt;

@@ -1,10 +1,12 @@
 // Ownership of Win32 handles: one owner, one empty state, and closing never hides why the caller
-// gave up. A leaf. An owner belongs to one thread at a time.
+// gave up; and how this program opens the files of others. A leaf. An owner belongs to one thread
+// at a time.
 #pragma once
 
 #include "fs/win32_api.h"
 
 #include <memory>
+#include <string>
 
 namespace larkspine {
 
@@ -21,6 +23,16 @@ using unique_handle = std::unique_ptr<void, CloseHandleKeepingError>;
 // null).
 [[nodiscard]] inline unique_handle own_handle(HANDLE raw) noexcept {
     return unique_handle(raw == INVALID_HANDLE_VALUE ? nullptr : raw);
+}
+
+// Whoever else uses a file may go on reading, writing, renaming and deleting it meanwhile.
+inline constexpr DWORD share_everything = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+
+// Opens an existing file for reading; empty when the system refuses. `flags`: file attributes and
+// flags of CreateFileW. A folder cannot be opened this way.
+[[nodiscard]] inline unique_handle open_for_reading(const std::wstring& path, DWORD flags) {
+    return own_handle(CreateFileW(path.c_str(), GENERIC_READ, share_everything, nullptr,
+                                  OPEN_EXISTING, flags, nullptr));
 }
 
 struct FindCloseKeepingError {
