@@ -10,7 +10,7 @@ import subprocess
 import sys
 
 ROUNDS = 7
-GROWTH_TARGET = 1.10  # cost per entry at ten times the size, divided by that at the size itself
+GROWTH_TARGET = 1.10  # cost per entry at a larger size, divided by that at the size before it
 
 
 class Row:
@@ -18,11 +18,11 @@ class Row:
         self.name, self.program, self.size, self.target = name, program, size, target
         self.what, self.tenth, self.large = what, tenth, large
 
-    def sizes(self, large):
+    def sizes(self, times):
         sizes = [self.size // 10] if self.tenth else []
         sizes.append(self.size)
-        if large and self.large:
-            sizes.append(self.size * 10)
+        if times and self.large:
+            sizes.append(self.size * times)
         return sizes
 
 
@@ -129,7 +129,9 @@ def print_heading(csv):
 def main():
     parser = argparse.ArgumentParser(prog='scripts/bench')
     parser.add_argument('--csv', action='store_true')
-    parser.add_argument('--large', action='store_true')
+    larger = parser.add_mutually_exclusive_group()
+    larger.add_argument('--large', action='store_const', const=10, dest='times')
+    larger.add_argument('--times', type=int)
     parser.add_argument('--list', action='store_true')
     parser.add_argument('--processor', action='store_true')
     parser.add_argument('--rounds', type=int, default=ROUNDS)
@@ -142,6 +144,8 @@ def main():
     unknown = set(options.rows) - {row.name for row in ROWS}
     if unknown:
         sys.exit(f'bench: no row is named {", ".join(sorted(unknown))}')
+    if options.times is not None and options.times < 2:
+        sys.exit('bench: a larger size is at least twice the size')
     if options.rounds < 1:
         sys.exit('bench: at least one round is needed')
 
@@ -151,7 +155,7 @@ def main():
     for row in ROWS:
         if options.rows and row.name not in options.rows:
             continue
-        sizes = row.sizes(options.large)
+        sizes = row.sizes(options.times)
         taken = run(row, sizes, options.rounds)
         figures = [Figures(row, size, taken[size],
                            before=(sizes[i - 1], taken[sizes[i - 1]]) if i > 0 else None)
