@@ -47,6 +47,7 @@ TEST(FatalFaultProcessTest, FaultsThatTheRuntimeWouldResumeAreReportedAndEndTheP
     for (const wchar_t* thread : threads) {
         expect_fault(L"overflow", thread, "0xC0000095 (-1073741675)");
         expect_fault(L"bounds", thread, "0xC000008C (-1073741684)");
+        expect_fault(L"floating-stack", thread, "0xC0000092 (-1073741678)");
         expect_fault(L"alignment", thread, "0x80000002 (-2147483646)");
     }
 }

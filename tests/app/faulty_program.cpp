@@ -56,6 +56,8 @@ void write_time() {
         RaiseException(EXCEPTION_INT_OVERFLOW, 0, 0, nullptr);
     } else if (kind == L"bounds") {
         RaiseException(EXCEPTION_ARRAY_BOUNDS_EXCEEDED, 0, 0, nullptr);
+    } else if (kind == L"floating-stack") {
+        RaiseException(EXCEPTION_FLT_STACK_CHECK, 0, 0, nullptr);
     } else if (kind == L"alignment") {
         RaiseException(EXCEPTION_DATATYPE_MISALIGNMENT, 0, 0, nullptr);
     }
