@@ -52,6 +52,7 @@ TEST_F(ReadBufferTest, ANewBufferIsZeroAlignedAndWritableToItsEnd) {
     const ThreadReadBuffer buffer;
     std::byte* const bytes = buffer.get();
     EXPECT_EQ(reinterpret_cast<std::uintptr_t>(bytes) % 32, 0U);
+    EXPECT_EQ(alignof(detail::ReadBuffer), 32U);  // and not by chance
     EXPECT_EQ(std::count(bytes, bytes + read_buffer_size, std::byte{0}),
               std::ptrdiff_t{read_buffer_size});
     std::fill(bytes, bytes + read_buffer_size, std::byte{1});
