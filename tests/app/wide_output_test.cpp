@@ -248,6 +248,12 @@ TEST(WideStandardStreamsTest, OutputAndErrorsGoToTheirOwnHandlesAsUtf8) {
     EXPECT_EQ(error.read(), "L’analyse\n");
 }
 
+TEST(WideStandardStreamsTest, TheStreamsAreNotSynchronisedWithTheRuntimesAnyMore) {
+    { const WideStandardStreams streams; }
+    // Says what was in force before. Once off, it stays off: nothing else in this program asks.
+    EXPECT_FALSE(std::ios_base::sync_with_stdio(false));
+}
+
 // A screen buffer of a console that this process has for itself. The program's own output goes to a
 // pipe or a file and stays there.
 class WideConsoleOutputTest : public ::testing::TestWithParam<UINT> {
