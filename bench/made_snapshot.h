@@ -1,5 +1,5 @@
 // A snapshot made up for measuring: every file has an identity and both digests, paths of 80 code
-// units and names of 20. Files i and i + 1 are in one folder but for every 25th.
+// units and names of 20. Files i and i + 1 are in one folder but for every 25th. Portable.
 #pragma once
 
 #include <cstddef>
@@ -19,11 +19,17 @@ inline void fill_randomly(blake3_digest& digest, std::mt19937_64& random) {
         byte = static_cast<std::uint8_t>(random());
 }
 
+// The host, where wchar_t is made short, has no wide functions of the C library.
+[[nodiscard]] inline std::wstring decimal(std::size_t number) {
+    const std::string digits = std::to_string(number);
+    return {digits.begin(), digits.end()};
+}
+
 // The fixed fields come from `random`; of the rest, everything follows from the number.
 inline void fill_entry(detail::FileCandidate& entry, std::size_t number, std::mt19937_64& random) {
-    std::wstring name = std::to_wstring(number) + L".data";
+    std::wstring name = decimal(number) + L".data";
     name.insert(0, made_name_length - name.size(), L'n');
-    std::wstring folder = L"\\\\?\\D:\\bench\\" + std::to_wstring(number / 25);
+    std::wstring folder = L"\\\\?\\D:\\bench\\" + decimal(number / 25);
     folder.append(made_path_length - 1 - made_name_length - folder.size(), L'f');
     entry.path = folder + L"\\" + name;
     entry.name = name;
@@ -43,7 +49,7 @@ inline void fill_entry(detail::FileCandidate& entry, std::size_t number, std::mt
     std::mt19937_64 random(1);
     detail::IndexSnapshot snapshot;
     // The size belongs to the root, so that snapshots of several sizes have an index file each.
-    snapshot.root = L"\\\\?\\D:\\bench" + std::to_wstring(files);
+    snapshot.root = L"\\\\?\\D:\\bench" + decimal(files);
     snapshot.entries.resize(files);
     for (std::size_t i = 0; i < files; ++i)
         fill_entry(snapshot.entries[i], i, random);

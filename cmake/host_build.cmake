@@ -3,7 +3,10 @@ set(LARKSPINE_SANITIZE "address,undefined" CACHE STRING "Sanitizers for the host
 
 # 16-bit wchar_t, so that the very same code runs. The C++ library's own instantiations are for
 # 32 bits, so they are left out and made here.
-add_compile_options(-fshort-wchar -D_GLIBCXX_EXTERN_TEMPLATE=0 -D_GLIBCXX_ASSERTIONS)
+add_compile_options(-fshort-wchar -D_GLIBCXX_EXTERN_TEMPLATE=0)
+if(NOT LARKSPINE_BENCH)
+  add_compile_options(-D_GLIBCXX_ASSERTIONS)
+endif()
 if(LARKSPINE_SANITIZE)
   add_compile_options(-fsanitize=${LARKSPINE_SANITIZE} -fno-sanitize-recover=all
                       -fno-omit-frame-pointer)
@@ -19,6 +22,8 @@ larkspine_warnings(larkspine_core)
 option(LARKSPINE_FUZZ "Build the fuzz targets instead of the tests" OFF)
 if(LARKSPINE_FUZZ)
   add_subdirectory(fuzz)
+elseif(LARKSPINE_BENCH)
+  add_subdirectory(bench)
 elseif(BUILD_TESTING)
   add_subdirectory(tests/host)
 endif()

@@ -58,7 +58,6 @@ if(BUILD_TESTING)
   add_subdirectory(tests)
 endif()
 
-option(LARKSPINE_BENCH "Build the benchmarks" OFF)
 if(LARKSPINE_BENCH)
   add_subdirectory(bench)
 endif()
