@@ -1,5 +1,7 @@
 #include "fs/path_forms.h"
 
+#include <algorithm>
+
 namespace larkspine {
 
 bool starts_with(std::wstring_view text, std::wstring_view prefix) noexcept {
@@ -64,6 +66,9 @@ bool ComparisonView::starts_with(std::wstring_view prefix) const noexcept {
 bool operator==(const ComparisonView& a, const ComparisonView& b) noexcept {
     if (a.size() != b.size())
         return false;
+    // Most paths that are looked up are spelled as they were stored.
+    if (a.network_ == b.network_ && std::equal(a.text_.begin(), a.text_.end(), b.text_.begin()))
+        return true;
     for (std::size_t i = 0; i < a.size(); ++i)
         if (a.at(i) != b.at(i))
             return false;
