@@ -113,24 +113,31 @@ def print_samples(scratch, name, size):
                 for path in (program, 'build/bench/larkspine.exe')}
     libraries = {}
     met = collections.Counter()
+    places = collections.Counter()
     for line in reported.splitlines():
         entry = re.match(r' *(\d+) *;(\S+) *;(\S+) *;0x([0-9a-f]+) .*\[[.k]\] (\S+)', line)
         if not entry:
             continue
         process, where, address = entry[2], entry[3], int(entry[4], 16)
+        place = pathlib.PurePath(where).name
         if where.endswith('.dll'):
             if where not in libraries:
                 libraries[where] = library_symbols(where)
-            function = f'{pathlib.PurePath(where).name}: {libraries[where].at(address)}+'
+            function = f'{place}: {libraries[where].at(address)}+'
         elif where.startswith('['):
+            place = 'kernel'
             function = f'kernel: {entry[5]}'
         elif where.endswith('.map') and process in programs:
+            place = process
             function = programs[process].at(address)
         else:
-            function = f'{pathlib.PurePath(where).name}: {entry[5]}'
+            function = f'{place}: {entry[5]}'
         met[function] += int(entry[1])
+        places[place] += int(entry[1])
     total = met.total()
-    print(f'{name}, {size}: {total:,} samples')
+    print(f'{name}, {size}: {total:,} samples; ' +
+          ', '.join(f'{place} {100 * count / total:.0f} %'
+                    for place, count in places.most_common() if count >= total / 100))
     for function, count in met.most_common(25):
         print(f'{100 * count / total:5.1f} %  {function}')
 
