@@ -16,20 +16,29 @@ bool is_at_or_below(const ComparisonView& path, std::wstring_view folder) noexce
            (path.size() == folder.size() || path.at(folder.size()) == L'\\');
 }
 
+bool is_in_system_folder(const ComparisonView& path) noexcept {
+    return is_at_or_below(path, L"c:\\windows");
+}
+
+bool is_in_any(const ComparisonView& path, std::span<const std::wstring> folders) noexcept {
+    return std::ranges::any_of(
+        folders, [&](const std::wstring& folder) { return is_at_or_below(path, folder); });
+}
+
 }  // namespace
 
 bool is_excluded_from(std::wstring_view path,
                       std::span<const std::wstring> index_folders) noexcept {
     const ComparisonView view(path);
-    return is_at_or_below(view, L"c:\\windows") ||
-           std::ranges::any_of(index_folders, [&](const std::wstring& folder) {
-               return is_at_or_below(view, folder);
-           });
+    return is_in_system_folder(view) || is_in_any(view, index_folders);
 }
 
 bool is_excluded_path(std::wstring_view path) {
+    const ComparisonView view(path);
+    if (is_in_system_folder(view))
+        return true;
     static const std::vector<std::wstring> index_folders = index_exclusions();
-    return is_excluded_from(path, index_folders);
+    return is_in_any(view, index_folders);
 }
 
 }  // namespace larkspine

@@ -9,7 +9,8 @@
 namespace larkspine {
 
 // Whether `path` must not be scanned. The list of index folders is read from the environment at the
-// first call and kept for the life of the process; any thread may make that first call.
+// first call that needs it, which one for the system folder does not, and kept for the life of the
+// process; any thread may make that first call.
 // The system folder is C:\Windows alone: a folder of that name on another drive is data.
 [[nodiscard]] bool is_excluded_path(std::wstring_view path);
 
