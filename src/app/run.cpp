@@ -48,19 +48,22 @@ std::optional<ScanResult> scan_and_report(const ScanOptions& options) {
     ScanProgress progress;
     ProgressDisplay display;
     display.start(progress);
+    std::optional<ScanResult> result;
     try {
-        ScanResult result = scan(options, progress);
-        display.stop();
-        return result;
+        result = scan(options, progress);
     } catch (const std::exception& error) {
         display.stop();
         std::wcerr << unfinished;
         print_error(error);
+        return std::nullopt;
     } catch (...) {
         display.stop();
         std::wcerr << unfinished << unknown_exception;
+        return std::nullopt;
     }
-    return std::nullopt;
+    // What fails here is no failure of the scan.
+    display.stop();
+    return result;
 }
 
 std::uint64_t count_duplicates(const std::vector<DuplicateGroup>& groups) {
@@ -73,6 +76,8 @@ std::uint64_t count_duplicates(const std::vector<DuplicateGroup>& groups) {
 
 void print_summary(const ScanResult& result, const std::wstring& report) {
     const std::uint64_t duplicates = count_duplicates(result.groups);
+    std::wcout
+        .clear();  // a banner that could not be written is no reason to keep silent about this
     std::wcout << L"Analyse terminée.\n\n"
                << L"Documents détectés : " << result.statistics.files << L'\n';
     if (duplicates == 0)

@@ -5,6 +5,7 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 #include "app/console_pause.h"
 #include "app/run_fixture.h"
@@ -126,6 +127,18 @@ TEST_F(RunConsoleFaultTest, AnExceptionAfterTheScanIsReportedBelowTheFullBlock) 
     expect_at(show, banner);
     EXPECT_EQ(run_on(in), (Outcome{3, banner, unfinished_run + std::wstring(L"Erreur : lost\n")}));
     EXPECT_EQ(console.calls("WriteConsoleW Analyse").back(), full_bar);
+    EXPECT_EQ(console.calls().back(), show);
+}
+
+TEST_F(RunConsoleFaultTest, AnExceptionFromTheEndOfTheDisplayIsNotTheScans) {
+    bool thrown = false;
+    console.on_call = [&](const std::string& call) {
+        // Where the cursor goes when the block is left.
+        if (call == "SetConsoleCursorPosition 0,10" && !std::exchange(thrown, true))
+            throw std::runtime_error("lost");
+    };
+    EXPECT_EQ(run_on(in), (Outcome{3, banner, unfinished_run + std::wstring(L"Erreur : lost\n")}));
+    EXPECT_TRUE(thrown);
     EXPECT_EQ(console.calls().back(), show);
 }
 

@@ -62,9 +62,15 @@ TEST_F(RunFaultTest, AReportInALongPathIsNamedInDisplayForm) {
 }
 
 TEST_F(RunFaultTest, AnOutputThatFailsChangesNeitherTheCodeNorTheReport) {
-    std::wcout.setstate(std::ios_base::badbit);
+    std::wcout.rdbuf(nullptr);
     EXPECT_EQ(run_on(in), (Outcome{0, L"", L""}));
     EXPECT_TRUE(file_exists(report));
+}
+
+TEST_F(RunFaultTest, ABannerThatCouldNotBeWrittenDoesNotSilenceTheSummary) {
+    std::wcout.setstate(std::ios_base::badbit);
+    const std::wstring expected = summary(L"Documents détectés : 0\nAucun doublon trouvé.\n");
+    EXPECT_EQ(run_on(in), (Outcome{0, expected, L""}));
 }
 
 TEST_F(RunFaultTest, TheBannerIsFlushedBeforeTheFolderIsLookedAt) {
