@@ -76,8 +76,8 @@ std::uint64_t count_duplicates(const std::vector<DuplicateGroup>& groups) {
 
 void print_summary(const ScanResult& result, const std::wstring& report) {
     const std::uint64_t duplicates = count_duplicates(result.groups);
-    std::wcout
-        .clear();  // a banner that could not be written is no reason to keep silent about this
+    // A banner that could not be written is no reason to keep silent about this.
+    std::wcout.clear();
     std::wcout << L"Analyse terminée.\n\n"
                << L"Documents détectés : " << result.statistics.files << L'\n';
     if (duplicates == 0)
