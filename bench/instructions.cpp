@@ -12,8 +12,8 @@
 // usn-records     records with names of 20 code units
 // record-paths    the paths of files in folders of 100, the folders in one
 // rebuild-paths   the same files and folders as entries of a snapshot, their paths built anew
-// changes         changes of such entries: a tenth rename, a tenth write, a tenth delete a file, the
-//                 others set its attributes
+// changes         changes of such entries: a tenth rename, a tenth write, a tenth delete a file,
+//                 the others set its attributes
 // csv-rows        rows of a report
 // path-compare    a path in the form for comparison
 // path-views      two equal paths compared without that form
