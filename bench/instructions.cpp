@@ -17,10 +17,12 @@
 // csv-rows        rows of a report
 // path-compare    a path in the form for comparison
 // path-views      two equal paths compared without that form
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <memory_resource>
+#include <optional>
 #include <random>
 #include <span>
 #include <string>
