@@ -2,6 +2,7 @@
 
 #include <bit>
 
+#include "fs/case_folding.h"
 #include "fs/path_forms.h"
 #include "fs/win32_handle.h"
 
