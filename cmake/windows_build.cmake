@@ -8,6 +8,7 @@ add_library(larkspine_core STATIC
     ${portable_sources}
     src/app/console_pause.cpp
     src/app/fatal_fault.cpp
+    src/app/process_settings.cpp
     src/app/progress_display.cpp
     src/app/run.cpp
     src/app/statistics_report.cpp
