@@ -296,6 +296,20 @@ TEST_F(CandidatePipelineTest, TwoNamesOfOneFileAreNoDuplicatesWhicheverWayTheyWe
     EXPECT_EQ(list[1]->volume_serial, 0x5EA1'90F3'1B0C'7D42u);
 }
 
+// A listing may be behind for a file that a program has just made and is writing.
+TEST_F(CandidatePipelineTest, AFileListedAsEmptyThatIsNotIsNoDuplicateOfEmptyFiles) {
+    size = 7;
+    add(L"a log that is being written").size = 0;
+    size = 0;
+    add(L"b");
+    add(L"c");
+    process(true);
+    EXPECT_EQ(groups(), (std::vector<Names>{{L"b", L"c"}}));
+    EXPECT_EQ(statistics.empty_files_grouped, 2U);
+    EXPECT_EQ(statistics.failures, 1U);
+    EXPECT_FALSE(list[0]->has_file_id) << "so that the next run asks again";
+}
+
 TEST_F(CandidatePipelineTest, AFileWithoutAReadableIdentityIsKept) {
     detail::FileCandidate& missing = add_missing(L"b");
     EXPECT_EQ(collapse(), Names{L"b"});
