@@ -14,6 +14,8 @@ GUIDES = ("docs/guide.fr.md", "docs/guide.en.md")
 
 # Texts of src/ that are not shown, by the file that holds them.
 NOT_SHOWN = {
+    # Names that are looked up in the system.
+    "app/process_settings.cpp": {"ntdll.dll", "RtlSetProcessPlaceholderCompatibilityMode"},
     "engine/content_hashing.cpp": {"larkspine sample fingerprint v1"},  # hashed with the sample
     "fs/exclusions.cpp": {"c:\\windows"},  # compared in this form; users write C:\Windows
     "fs/path_forms.h": {"\\\\?\\UNC\\"},  # taken off every path before it is shown
