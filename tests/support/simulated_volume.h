@@ -24,10 +24,13 @@
 // when the volume is made was there before the journal: its records have USN 0, and their order in
 // the table is that of a listing sorted by name, folders before what they hold.
 //
-// Where the public documentation leaves a choice: the name in the record of an added link is the
-// added one; a file of several names is listed under the oldest that it still has; the place to go
-// on in the table is a bare record number; a journal read that starts beyond the end, or not at a
-// record, is an invalid parameter.
+// As in real journals, a link change is one record with the close reason, which names the link that
+// was added or removed. While the file is held open it carries the reasons gathered so far, and the
+// file keeps those: it is the link that is closed.
+//
+// Where the public documentation leaves a choice: a file of several names is listed under the
+// oldest that it still has; the place to go on in the table is a bare record number; a journal read
+// that starts beyond the end, or inside a record, is an invalid parameter.
 //
 // One volume at a time. It sets the hooks for its lifetime: make it before the threads that use it.
 // Operations and questions may come from any thread, also from an action during a call.
@@ -82,10 +85,11 @@ class SimulatedVolume : private VolumeContents {
     void rename(std::wstring_view from, std::wstring_view to);
     // Into another folder (empty: the root), under the same name. The same records.
     void move(std::wstring_view from, std::wstring_view into_folder);
-    // 0x80000200; but a name that is not the file's last: 0x10000 and 0x80010000, with that name.
+    // 0x80000200; but a name that is not the file's last: 0x80010000, with that name.
     void remove(std::wstring_view file_or_empty_folder);
     void remove_tree(std::wstring_view folder);
-    void link(std::wstring_view existing, std::wstring_view added);          // 0x10000
+    // 0x80010000 with the added name.
+    void link(std::wstring_view existing, std::wstring_view added);
     void set_attributes(std::wstring_view path, std::uint32_t attributes);   // 0x8000
     void set_write_time(std::wstring_view path, std::uint64_t filetime);     // 0x8000
     void set_creation_time(std::wstring_view path, std::uint64_t filetime);  // 0x8000
@@ -170,6 +174,8 @@ class SimulatedVolume : private VolumeContents {
     void change_contents(std::wstring_view path, const std::function<void()>& action);
     // Adds a reason, which is recorded unless the open file has it already.
     void change(std::uint64_t reference, std::uint32_t reason, std::wstring_view path);
+    // One record that names the link, whether the file is held open or not.
+    void write_link_record(std::uint64_t reference, std::wstring_view path);
     void close_unless_held(std::uint64_t reference, std::wstring_view path);
     void change_and_close(std::wstring_view path, std::uint32_t reason);
     void write_record(std::uint64_t reference, std::uint32_t reason, std::wstring_view path);

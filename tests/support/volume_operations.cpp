@@ -113,7 +113,7 @@ void SimulatedVolume::link(std::wstring_view existing, std::wstring_view added) 
     make_parents(added);
     real::link_file(real_path(existing), real_path(added));
     table_.add_name(reference, known(folder_of(added)), name_of(added));
-    change_and_close(added, usn_reason::hard_link_change);
+    write_link_record(reference, added);
 }
 
 void SimulatedVolume::set_attributes(std::wstring_view path, std::uint32_t attributes) {
@@ -191,8 +191,8 @@ void SimulatedVolume::change_contents(std::wstring_view path, const std::functio
 void SimulatedVolume::change(std::uint64_t reference, std::uint32_t reason,
                              std::wstring_view path) {
     SimulatedTable::File& file = table_.file(reference);
-    // What the file has undergone since it was opened is told once, but each link is another name.
-    if ((file.reasons & reason) == reason && reason != usn_reason::hard_link_change)
+    // What the file has undergone since it was opened is told once.
+    if ((file.reasons & reason) == reason)
         return;
     file.reasons |= reason;
     write_record(reference, file.reasons, path);
@@ -204,6 +204,12 @@ void SimulatedVolume::close_unless_held(std::uint64_t reference, std::wstring_vi
         return;
     write_record(reference, file.reasons | usn_reason::close, path);
     file.reasons = 0;
+}
+
+void SimulatedVolume::write_link_record(std::uint64_t reference, std::wstring_view path) {
+    write_record(reference,
+                 table_.file(reference).reasons | usn_reason::hard_link_change | usn_reason::close,
+                 path);
 }
 
 void SimulatedVolume::change_and_close(std::wstring_view path, std::uint32_t reason) {
@@ -237,12 +243,10 @@ void SimulatedVolume::remove_known(std::wstring_view path) {
         real::remove_folder(real_path(path));
     else
         real::remove_file(real_path(path));
-    if (file.names.size() > 1) {
-        change(reference, usn_reason::hard_link_change, path);
-        close_unless_held(reference, path);
-    } else {
+    if (file.names.size() > 1)
+        write_link_record(reference, path);
+    else
         write_record(reference, file.reasons | usn_reason::file_delete | usn_reason::close, path);
-    }
     table_.remove_name(known(folder_of(path)), name_of(path));
     if (file.names.empty())
         table_.free(reference);
