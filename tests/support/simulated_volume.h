@@ -93,6 +93,15 @@ class SimulatedVolume : private VolumeContents {
     void set_attributes(std::wstring_view path, std::uint32_t attributes);   // 0x8000
     void set_write_time(std::wstring_view path, std::uint64_t filetime);     // 0x8000
     void set_creation_time(std::wstring_view path, std::uint64_t filetime);  // 0x8000
+    // Makes a reparse point of the file or folder, or an ordinary one again: 0x100000. Its
+    // attribute 0x400 is told by the table, the journal, queries and listings; it still opens as
+    // what it is.
+    void set_reparse_point(std::wstring_view path, bool reparse_point);
+    // The records of reasons that change neither contents nor metadata here: one for each that the
+    // open file has not had, the lowest first, and the close. With the close reason among them it
+    // is one record that has them all at once. Not for a file's making, deleting, renaming and
+    // linking.
+    void journal_reasons(std::wstring_view path, std::uint32_t reasons);
     // Holds the file open: its reasons accumulate over operations, without the close record, until
     // it is closed. Opening alone writes no record, closing only when there is a reason.
     void open(std::wstring_view path);
@@ -162,6 +171,7 @@ class SimulatedVolume : private VolumeContents {
     [[nodiscard]] std::optional<std::uint64_t> find_reference(
         std::wstring_view relative) const override;
     [[nodiscard]] std::wstring system_path(std::wstring_view relative) const override;
+    [[nodiscard]] std::uint32_t added_attributes(std::wstring_view relative) const override;
 
     void adopt_folder(const std::wstring& folder,
                       std::map<std::uint64_t, std::uint64_t>& references);
@@ -170,6 +180,8 @@ class SimulatedVolume : private VolumeContents {
     void make_parents(std::wstring_view path);
     // Gives a record to what was just made.
     std::uint64_t add_name(std::wstring_view path);
+    // Takes over the system's attributes; the file stays the reparse point that it is.
+    void read_attributes(std::uint64_t reference, std::wstring_view path);
     // Changes what the file holds; its time of last write rises.
     void change_contents(std::wstring_view path, const std::function<void()>& action);
     // Adds a reason, which is recorded unless the open file has it already.

@@ -43,6 +43,9 @@ struct VolumeCall {
     READ_USN_JOURNAL_DATA_V0 journal{};  // of read_journal
     std::uint64_t next = 0;  // where to go on, as list_table and read_journal answered it
 
+    // Of query_attributes, when it succeeded; zero in all other calls.
+    WIN32_FILE_ATTRIBUTE_DATA answer{};
+
     // Of an open; zero in all other calls.
     DWORD access = 0;
     DWORD share = 0;

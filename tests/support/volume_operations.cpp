@@ -119,7 +119,7 @@ void SimulatedVolume::link(std::wstring_view existing, std::wstring_view added) 
 void SimulatedVolume::set_attributes(std::wstring_view path, std::uint32_t attributes) {
     const Guard guard(lock_);
     real::set_attributes(real_path(path), attributes);
-    table_.file(known(path)).attributes = real::attributes_of(real_path(path));
+    read_attributes(known(path), path);
     change_and_close(path, usn_reason::basic_info_change);
 }
 
@@ -133,6 +133,32 @@ void SimulatedVolume::set_creation_time(std::wstring_view path, std::uint64_t fi
     const Guard guard(lock_);
     real::set_times(real_path(path), filetime, 0);
     change_and_close(path, usn_reason::basic_info_change);
+}
+
+void SimulatedVolume::set_reparse_point(std::wstring_view path, bool reparse_point) {
+    const Guard guard(lock_);
+    std::uint32_t& attributes = table_.file(known(path)).attributes;
+    attributes = reparse_point ? attributes | FILE_ATTRIBUTE_REPARSE_POINT
+                               : attributes & ~std::uint32_t{FILE_ATTRIBUTE_REPARSE_POINT};
+    change_and_close(path, usn_reason::reparse_point_change);
+}
+
+void SimulatedVolume::journal_reasons(std::wstring_view path, std::uint32_t reasons) {
+    const Guard guard(lock_);
+    std::uint32_t others = reasons;
+    for (const std::uint32_t reason : usn_reason::repeatable)
+        others &= ~reason;
+    if (others != 0)
+        throw std::logic_error("these reasons have operations of their own");
+    const std::uint64_t reference = known(path);
+    if ((reasons & usn_reason::close) != 0) {
+        write_record(reference, table_.file(reference).reasons | reasons, path);
+        return;
+    }
+    for (const std::uint32_t reason : usn_reason::repeatable)
+        if ((reasons & reason) != 0)
+            change(reference, reason, path);
+    close_unless_held(reference, path);
 }
 
 void SimulatedVolume::open(std::wstring_view path) {
@@ -185,7 +211,12 @@ void SimulatedVolume::change_contents(std::wstring_view path, const std::functio
     action();
     if (real::write_time_of(real_path(path)) == before)
         real::set_times(real_path(path), 0, before + 1);
-    table_.file(reference).attributes = real::attributes_of(real_path(path));
+    read_attributes(reference, path);
+}
+
+void SimulatedVolume::read_attributes(std::uint64_t reference, std::wstring_view path) {
+    std::uint32_t& attributes = table_.file(reference).attributes;
+    attributes = (attributes & FILE_ATTRIBUTE_REPARSE_POINT) | real::attributes_of(real_path(path));
 }
 
 void SimulatedVolume::change(std::uint64_t reference, std::uint32_t reason,
