@@ -68,8 +68,8 @@ bool list_folder(Walk& walk) {
     const unique_find_handle listing = own_find_handle(
         FindFirstFileExW(walk.path.c_str(), FindExInfoBasic, &found, FindExSearchNameMatch, nullptr,
                          FIND_FIRST_EX_LARGE_FETCH));
-    // The root folder of a volume has neither "." nor "..", on some file systems no folder has. When
-    // such a folder holds nothing, the very first call finds no file. A folder that is missing
+    // The root folder of a volume has neither "." nor "..", on some file systems no folder has.
+    // When such a folder holds nothing, the very first call finds no file. A folder that is missing
     // answers ERROR_PATH_NOT_FOUND.
     if (!listing)
         return GetLastError() == ERROR_FILE_NOT_FOUND;

@@ -120,23 +120,6 @@ TEST_F(UsnDeltaTest, AFolderWithChangedAttributesIsNotAskedFor) {
     volume.set_attributes(L"f", FILE_ATTRIBUTE_NORMAL);
 }
 
-// What the snapshot did not hold (it was excluded, unreadable, a reparse point, or known by another
-// name) may come in with any record at all.
-TEST_F(UsnDeltaTest, AFileTheSnapshotDidNotHoldHasItsSizeAndTimesWhateverItsFirstRecordSays) {
-    for (const std::uint32_t reason :
-         {0x80u, 0x400u, 0x800u, 0x4000u, 0x10000u, 0x80000u, 0x100000u, 0x200000u, 0x80000000u}) {
-        std::erase_if(snapshot.entries,
-                      [](const detail::FileCandidate& held) { return held.name == L"c"; });
-        volume.append_to_journal({volume.reference_of(L"f\\g\\c"), volume.reference_of(L"f\\g"), 0,
-                                  0, reason, 0, 0, FILE_ATTRIBUTE_ARCHIVE, L"c"});
-        ASSERT_TRUE(apply());
-        EXPECT_EQ(entry(L"f\\g\\c").size, 4u) << reason;
-        EXPECT_NE(entry(L"f\\g\\c").last_write_time, 0u) << reason;
-        EXPECT_EQ(asked_for, Paths{L"f\\g\\c"}) << reason;
-        EXPECT_TRUE(changed) << reason;
-    }
-}
-
 TEST_F(UsnDeltaTest, AChangeOfNoInterestIsOnlyStamped) {
     constexpr std::uint32_t security_change = 0x800;
     const std::int64_t usn =
