@@ -1,10 +1,12 @@
 // The records of a CSV file between semicolons, read piece by piece so that no more than a piece is
-// in memory. Every record ends with CR LF, as the program writes it.
+// in memory. Every record ends with CR LF; below the titles the third field is quoted, and no other
+// one. What a spreadsheet has saved again is refused: it may have changed more than the quotes.
 
 import Papa from "papaparse";
 import { Problem } from "./problem";
 
 const PIECE = 4 << 20;
+const QUOTE = 0x22;
 const LONGEST_RECORD = 1 << 20; // Windows' longest path has 32,767 units
 
 export interface Progress {
@@ -32,12 +34,15 @@ export async function readRecords(file: Blob, record: (fields: string[], line: n
         }
         if (from === 0 && rest.startsWith("\ufeff")) rest = rest.slice(1);
         const parsed = parser.parse(rest, 0, true) as Papa.ParseResult<string[]>;
-        const wrong = new Set(parsed.errors.map((error) => error.row));
-        parsed.data.forEach((fields, at) => {
-            if (wrong.has(at)) throw new Problem("fields", line);
+        let at = 0;
+        for (const fields of parsed.data) {
+            const end = at + lengthOf(fields, line);
+            if (!isWritten(rest, at, end, fields, line))
+                throw new Problem(line === 1 ? "header" : "fields", line);
             record(fields, line);
-            line += 1 + lineFeeds(fields);
-        });
+            line += 1 + occurrences(fields[2], "\n");
+            at = end;
+        }
         rest = rest.slice(parsed.meta.cursor);
         if (rest.length > LONGEST_RECORD) throw new Problem(line === 1 ? "header" : "fields", line);
         progress(Math.min(from + PIECE, file.size));
@@ -64,10 +69,24 @@ function endsWhole(decoder: TextDecoder): boolean {
     }
 }
 
-function lineFeeds(fields: readonly string[]): number {
+// The units that the program would write for these fields.
+function lengthOf(fields: readonly string[], line: number): number {
+    let length = fields.length + 1; // between the fields, and CR LF
+    for (const field of fields) length += field.length;
+    return line === 1 || fields.length < 3 ? length : length + 2 + occurrences(fields[2], '"');
+}
+
+function isWritten(text: string, from: number, to: number, fields: readonly string[],
+                   line: number): boolean {
+    if (!text.startsWith("\r\n", to - 2)) return false;
+    return line === 1 || fields.length < 3 ||
+        text.charCodeAt(from + fields[0]!.length + fields[1]!.length + 2) === QUOTE;
+}
+
+function occurrences(field: string | undefined, sign: string): number {
     let count = 0;
-    for (const field of fields)
-        for (let at = field.indexOf("\n"); at >= 0; at = field.indexOf("\n", at + 1)) ++count;
+    if (field !== undefined)
+        for (let at = field.indexOf(sign); at >= 0; at = field.indexOf(sign, at + 1)) ++count;
     return count;
 }
 
