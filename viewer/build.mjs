@@ -1,19 +1,21 @@
 // Bundles the viewer into one HTML file that loads nothing.
 //
-//   node build.mjs OUTPUT.html [METAFILE.json]
+//   node build.mjs FOLDER      writes FOLDER/rapport.html, and FOLDER/licences: those of the
+//                              packages that are in it, and CONTENTS.txt, their names and versions
 //
 // The policy names the one script and the one style sheet by their hashes, and allows workers from
 // blobs and nothing else: no request leaves the page.
 import { createHash } from "node:crypto";
-import { readFileSync, writeFileSync } from "node:fs";
+import { mkdirSync, readdirSync, readFileSync, rmSync, writeFileSync } from "node:fs";
+import { join } from "node:path";
 import { fileURLToPath } from "node:url";
 import { build } from "esbuild";
 
 const MOST_BYTES = 200 * 1024;
 const here = fileURLToPath(new URL(".", import.meta.url));
-const [output, metafile] = process.argv.slice(2);
-if (output === undefined) {
-    console.error("usage: node build.mjs OUTPUT.html [METAFILE.json]");
+const [folder] = process.argv.slice(2);
+if (folder === undefined) {
+    console.error("usage: node build.mjs FOLDER");
     process.exit(2);
 }
 
@@ -56,6 +58,21 @@ if (bytes > MOST_BYTES) {
     console.error(`build.mjs: ${bytes} bytes, more than ${MOST_BYTES}`);
     process.exit(1);
 }
-writeFileSync(output, html);
-if (metafile !== undefined)
-    writeFileSync(metafile, JSON.stringify([...new Set([...worker.inputs, ...script.inputs])].sort()));
+mkdirSync(folder, { recursive: true });
+writeFileSync(join(folder, "rapport.html"), html);
+
+// The bundler knows which files it took, so no package is forgotten.
+const licences = join(folder, "licences");
+rmSync(licences, { recursive: true, force: true });
+mkdirSync(licences);
+const packages = new Set([...worker.inputs, ...script.inputs]
+    .map((input) => /^node_modules\/((?:@[^/]+\/)?[^/]+)\//.exec(input)?.[1])
+    .filter((name) => name !== undefined));
+const contents = [...packages].sort().map((name) => {
+    const from = join(here, "node_modules", name);
+    const licence = readdirSync(from).find((file) => /^licen[cs]e/i.test(file));
+    if (licence === undefined) throw new Error(`${name} has no licence`);
+    writeFileSync(join(licences, `${name.replace("/", "-")}.txt`), readFileSync(join(from, licence)));
+    return `${name} ${JSON.parse(readFileSync(join(from, "package.json"), "utf8")).version}\n`;
+});
+writeFileSync(join(licences, "CONTENTS.txt"), contents.join(""));

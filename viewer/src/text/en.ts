@@ -89,6 +89,7 @@ export const en: Texts = {
     otherTypes: (n) => `${n} other types`,
     sizeClass: "Size of a file",
     folder: "Folder",
+    noFolder: "(no folder)",
     copiesColumn: "Copies",
     bytesColumn: "Space taken",
     share: "Share",

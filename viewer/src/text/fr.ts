@@ -95,6 +95,7 @@ export const fr = {
     otherTypes: (n: string) => `${n} autres types`,
     sizeClass: "Taille d’un fichier",
     folder: "Dossier",
+    noFolder: "(sans dossier)",
     copiesColumn: "Copies",
     bytesColumn: "Place prise",
     share: "Part",

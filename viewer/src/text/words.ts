@@ -32,6 +32,7 @@ export class Words {
     }
 
     percent(share: number): string {
+        if (share > 0 && share < 0.0005) return `< ${this.percent(0.001)}`;
         return new Intl.NumberFormat(this.texts.locale, {
             style: "percent", maximumFractionDigits: share < 0.0995 ? 1 : 0,
         }).format(share);

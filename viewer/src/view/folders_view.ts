@@ -100,7 +100,7 @@ export class FoldersView implements ViewPart {
                            parents ? (open ? "▾" : "▸") : ""));
         }
         const name = el("span", { class: "open" });
-        if (folder === 0) name.append(texts.wholeReport);
+        if (folder === 0) name.append(this.asTree ? texts.wholeReport : texts.noFolder);
         else if (this.asTree) appendVisible(name, this.ownName(folder));
         else name.append(plainPath(path));
         name.title = visible(path);

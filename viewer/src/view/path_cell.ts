@@ -6,7 +6,8 @@ import { appendVisible, visible } from "./visible_text";
 
 export function pathCell(folder: string, name: string, difference: Difference): HTMLElement {
     const middle = Math.max(difference.lead, folder.length - difference.tail);
-    return el("span", { class: "path", dir: "ltr", title: visible(folder + name) },
+    const told = difference.lead > 0 || difference.tail > 0;
+    return el("span", { class: told ? "path told" : "path", dir: "ltr", title: visible(folder + name) },
               part("lead", folder.slice(0, difference.lead)),
               part("differs", folder.slice(difference.lead, middle)),
               part("lead", folder.slice(middle)),

@@ -51,9 +51,9 @@ export class SummaryView implements ViewPart {
         const folders = session.folders;
         const rows = Array.from(foldersByOwnBytes(folders).subarray(0, TOP), (at) => {
             const path = folderPath(session.report, at);
-            return this.row(path === "" ? texts.wholeReport : plainPath(path), visible(path),
+            return this.row(path === "" ? texts.noFolder : plainPath(path), visible(path),
                             { copies: folders.ownCopies[at]!, bytes: folders.ownBytes[at]! },
-                            session.totals.bytes, { folder: path });
+                            session.totals.bytes, path === "" ? null : { folder: path });
         });
         return this.table("top-folders", texts.topFolders, texts.folder, rows, texts.topFoldersNote);
     }

@@ -49,6 +49,7 @@ export class Workspace {
         this.footer = new Footer(this);
         this.element = el("div", { class: "workspace" },
             el("header", { class: "top" },
+               el("h1", { class: "heard" }, visible(session.file.name)),
                el("span", { class: "product" }, texts.product), nav,
                el("span", { class: "report", title: visible(session.file.name) },
                   `${visible(session.file.name)} · ${bytes}`),
