@@ -179,7 +179,7 @@ def totals(rows, found):
                 amount[0] += copy[0]
                 amount[1] += copy[1]
         amount = own[folder_of(row.path)]
-        amount[0] += copy[0]
+        amount[0] += copy[0] * (row.size > 0)
         amount[1] += copy[1]
     result["byExtension"] = {name: amount for name, amount in by_extension.items() if amount[0]}
     result["bySize"] = by_size

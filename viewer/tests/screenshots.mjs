@@ -49,8 +49,14 @@ for (const [language, words] of Object.entries(WORDS))
                 await quiet(viewer);
                 await viewer.page.screenshot({ path: name(`${at + 1}-${["summary", "groups", "folders",
                                                                        "pairs"][at]}`) });
-                if (at === 1 && language === "fr" && scheme === "light" && size === "wide")
-                    await viewer.page.screenshot({ path: readme });
+            }
+            if (language === "fr" && scheme === "light" && size === "wide") {
+                await viewer.view("Groupes");
+                await viewer.type("Texte du chemin", "IMG");
+                await viewer.page.focus("#groups");
+                await viewer.keys("ArrowDown", "ArrowDown");
+                await quiet(viewer);
+                await viewer.page.screenshot({ path: readme });
             }
             await viewer.page.close();
         }

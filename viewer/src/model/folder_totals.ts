@@ -6,7 +6,7 @@ import { Matches } from "./filter";
 import { fallingOrder } from "./order";
 
 export interface FolderTotals {
-    readonly ownBytes: Float64Array;   // of copies right in the folder
+    readonly ownBytes: Float64Array;   // of copies right in the folder; empty files are no copies
     readonly ownCopies: Uint32Array;
     readonly bytes: Float64Array;      // of copies below it, those included
     readonly copies: Uint32Array;
@@ -25,7 +25,7 @@ export function findFolderTotals(report: Report, matches: Matches): FolderTotals
             if (matches.rows[row] === 0) continue;
             const at = folder[row]!;
             ++files[at]!;
-            if (row === start) continue;
+            if (row === start || groupSize[group] === 0) continue;
             ++ownCopies[at]!;
             ownBytes[at] = ownBytes[at]! + groupSize[group]!;
         }

@@ -5,7 +5,7 @@
 import Papa from "papaparse";
 import { Problem } from "./problem";
 
-const PIECE = 4 << 20;
+const PIECE = 1 << 20;
 const QUOTE = 0x22;
 const LONGEST_RECORD = 1 << 20; // Windows' longest path has 32,767 units
 

@@ -1,11 +1,13 @@
 // Builds a report row by row and refuses what the program does not write: groups are numbered from
 // 1 without a gap, have two files or more of one size, and name no path twice.
 
-import { extensionOf, folderOf, nameOf, parentOf } from "./paths";
+import { FolderIds } from "./folder_ids";
+import { extensionOf, nameOf, parentOf } from "./paths";
 import { Problem } from "./problem";
 import { Report } from "./report";
 import { TextColumnWriter, withEntries } from "./text_column";
 
+const FEW = 8; // paths of a group that are compared one by one
 const DECIMAL = /^(?:0|[1-9][0-9]*)$/;
 
 export class ReportBuilder {
@@ -16,13 +18,14 @@ export class ReportBuilder {
     private readonly groupSize: number[] = [];
     private rows = 0;
     private groups = 0;
-    private readonly folderIds = new Map<string, number>([["", 0]]);
+    private readonly folderIds = new FolderIds();
     private readonly extensionIds = new Map<string, number>([["", 0]]);
     private groupText: string | undefined;
     private nextText = "1";
     private sizeText = "";
     private groupLine = 0; // of the group that is being read
-    private groupPaths = new Set<string>();
+    private groupPaths: string[] = [];
+    private groupSet: Set<string> | null = null; // the same, when they are many
 
     // `fields` as they stand in the file; `line` for the sentence when they are refused.
     add(fields: readonly string[], line: number): void {
@@ -32,8 +35,9 @@ export class ReportBuilder {
         else if (status !== "Doublon") throw new Problem("status", line);
         else if (size !== this.sizeText) throw new Problem("size", line);
         // A file that is listed twice would pass for a copy of itself.
-        if (path !== "" && this.groupPaths.has(path)) throw new Problem("twice", line);
-        this.groupPaths.add(path);
+        if (path !== "" && this.inGroup(path)) throw new Problem("twice", line);
+        this.groupPaths.push(path);
+        this.groupSet?.add(path);
         this.addRow(path);
     }
 
@@ -90,7 +94,14 @@ export class ReportBuilder {
         if (this.groups > 0 && this.rows - this.groupStart[this.groups - 1]! < 2)
             throw new Problem(kind, line);
         this.groupStart[this.groups] = this.rows;
-        this.groupPaths = new Set();
+        this.groupPaths = [];
+        this.groupSet = null;
+    }
+
+    private inGroup(path: string): boolean {
+        if (this.groupPaths.length < FEW) return this.groupPaths.includes(path);
+        this.groupSet ??= new Set(this.groupPaths);
+        return this.groupSet.has(path);
     }
 
     private addRow(path: string): void {
@@ -98,7 +109,7 @@ export class ReportBuilder {
         this.names.add(name);
         this.folder = withEntries(this.folder, this.rows + 1);
         this.extension = withEntries(this.extension, this.rows + 1);
-        this.folder[this.rows] = numbered(this.folderIds, folderOf(path));
+        this.folder[this.rows] = this.folderIds.idOf(path, path.length - name.length);
         this.extension[this.rows] = numbered(this.extensionIds, extensionOf(name));
         ++this.rows;
     }
@@ -106,17 +117,15 @@ export class ReportBuilder {
     // Every folder and every one above it, in the order of the code units: what is below a folder
     // follows it, since it begins with its path.
     private sortedFolders(): { sorted: string[]; renumbered: Uint32Array } {
-        const known = [...this.folderIds.keys()];
+        const known = this.folderIds.paths;
         const all = new Set(known);
         for (const path of known)
             for (let above = parentOf(path); !all.has(above); above = parentOf(above))
                 all.add(above);
         const sorted = [...all].sort();
         const renumbered = new Uint32Array(known.length);
-        sorted.forEach((path, at) => {
-            const id = this.folderIds.get(path);
-            if (id !== undefined) renumbered[id] = at;
-        });
+        const places = new Map(sorted.map((path, at) => [path, at]));
+        known.forEach((path, id) => { renumbered[id] = places.get(path)!; });
         return { sorted, renumbered };
     }
 }

@@ -71,13 +71,13 @@ export const en: Texts = {
 
     cardGroups: "Groups",
     cardCopies: "Copies too many",
-    cardBytes: "Space they take",
+    cardBytes: "Space taken by copies",
     cardEmpty: "Empty files",
     cardEmptyNote: "counted apart: they take no space",
     cardGroupsNote: (files) => `${files} of equal contents`,
     cardCopiesNote: "one copy of each group is not counted",
     unnamedNote: (files) => `${files} without a readable path: shown, but never to be chosen.`,
-    ignoredNote: (groups) => `${groups} ignored, not counted.`,
+    ignoredNote: (groups) => `Ignored, hence not counted: ${groups}.`,
     showIgnored: "Show them",
     noDuplicates: "This report holds no duplicate.",
     topFolders: "The ten folders that waste most",
@@ -178,7 +178,7 @@ export const en: Texts = {
 
     ruleTitle: "Choose by rule",
     ruleScope: (groups) =>
-        `The rule is about the ${groups} that the filters show, and chooses none but the files shown.`,
+        `Scope: ${groups}, those that the filters show; none but the files shown are chosen.`,
     rules: {
         keepBelow: "Keep what is below a folder, choose the other copies",
         markBelow: "Choose what is below a folder",

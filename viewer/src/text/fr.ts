@@ -76,14 +76,14 @@ export const fr = {
 
     cardGroups: "Groupes",
     cardCopies: "Copies en trop",
-    cardBytes: "Place qu’elles prennent",
+    cardBytes: "Place prise par les copies",
     cardEmpty: "Fichiers vides",
     cardEmptyNote: "comptés à part : ils ne prennent pas de place",
     cardGroupsNote: (files: string) => `${files} de même contenu`,
     cardCopiesNote: "un exemplaire par groupe n’est pas compté",
     unnamedNote: (files: string) =>
-        `${files} sans chemin lisible : affichés, mais jamais à choisir.`,
-    ignoredNote: (groups: string) => `${groups} ignorés ne sont pas comptés.`,
+        `${files} sans chemin lisible, à voir mais jamais à choisir.`,
+    ignoredNote: (groups: string) => `Ignorés, donc non comptés : ${groups}.`,
     showIgnored: "Les voir",
     noDuplicates: "Ce rapport ne contient aucun doublon.",
     topFolders: "Les dix dossiers qui gaspillent le plus",
@@ -185,7 +185,7 @@ export const fr = {
 
     ruleTitle: "Choisir par règle",
     ruleScope: (groups: string) =>
-        `La règle porte sur ${groups} que montrent les filtres, et n’y choisit que les fichiers montrés.`,
+        `Portée : ${groups}, ceux que montrent les filtres ; seuls les fichiers montrés sont choisis.`,
     rules: {
         keepBelow: "Garder ce qui est sous un dossier, choisir les autres copies",
         markBelow: "Choisir ce qui est sous un dossier",

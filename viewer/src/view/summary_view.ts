@@ -21,7 +21,7 @@ export class SummaryView implements ViewPart {
         const { page, session } = this.workspace;
         const { texts } = page.words;
         const totals = session.totals;
-        this.element.replaceChildren(summaryCards(this.workspace, totals), this.notes(totals));
+        this.element.replaceChildren(summaryCards(page.words, totals), this.notes(totals));
         if (session.report.groupCount === 0) {
             this.element.append(el("p", { class: "empty" }, texts.noDuplicates));
         } else {
@@ -127,8 +127,7 @@ export class SummaryView implements ViewPart {
     }
 }
 
-export function summaryCards(workspace: { page: { words: Words } }, totals: Totals): HTMLElement {
-    const { words } = workspace.page;
+function summaryCards(words: Words, totals: Totals): HTMLElement {
     const { texts } = words;
     const card = (id: string, title: string, value: number, shown: string, note: string): HTMLElement =>
         el("div", { class: "card", id }, el("dt", {}, title),

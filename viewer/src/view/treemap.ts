@@ -47,11 +47,12 @@ export class Treemap {
         const { page, session } = this.workspace;
         const { texts } = page.words;
         const path = folderPath(session.report, this.folder);
+        const top = this.descend(this.folder);
         const name = path === "" ? texts.wholeReport : visible(path);
         this.canvas.setAttribute("aria-label", texts.treemapLabel(name));
         this.showWay();
         const { clientWidth: width, clientHeight: height } = this.canvas;
-        const root = hierarchy(this.area(this.folder, "", [MOST_AREAS, MOST_INNER]), (area) => area.inner)
+        const root = hierarchy(this.area(top, "", [MOST_AREAS, MOST_INNER]), (area) => area.inner)
             .sum((area) => area.inner.length === 0 ? area.bytes : 0)
             .sort((one, other) => (other.value ?? 0) - (one.value ?? 0));
         if (width === 0 || (root.value ?? 0) === 0) {
@@ -79,8 +80,10 @@ export class Treemap {
         const above = folderPath(report, folder).length;
         const children = childrenByBytes(report, folders, folder)
             .filter((child) => folders.bytes[child]! > 0);
-        const inner = children.slice(0, here).map((child) =>
-            this.area(child, folderPath(report, child).slice(above), deeper));
+        const inner = children.slice(0, here).map((child) => {
+            const shown = this.descend(child);
+            return this.area(shown, folderPath(report, shown).slice(above), deeper);
+        });
         const rest = children.slice(here);
         if (rest.length > 0) {
             const left = rest.reduce((sum, child) => sum + folders.bytes[child]!, 0);
@@ -91,6 +94,17 @@ export class Treemap {
         if (inner.length > 0 && own > 0)
             inner.push({ folder: -1, name: texts.ownFiles, bytes: own, inner: [] });
         return { folder, name, bytes, inner };
+    }
+
+    // Down to where the bytes part: a folder in a folder in a folder would be three frames of one area.
+    private descend(folder: number): number {
+        const { report, folders } = this.workspace.session;
+        for (let at = folder; ;) {
+            const [first] = childrenByBytes(report, folders, at);
+            if (first === undefined || folders.bytes[first] !== folders.bytes[at] ||
+                folders.bytes[at] === 0) return at;
+            at = first;
+        }
     }
 
     private tile(node: HierarchyRectangularNode<Area>, colour: number): HTMLElement {

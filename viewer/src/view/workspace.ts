@@ -62,7 +62,11 @@ export class Workspace {
             this.footer.show();
             this.shown?.selectionChanged?.();
         };
-        window.onbeforeprint = () => this.printed.replaceChildren(printPage(page.words, session));
+        window.onbeforeprint = () => {
+            const summary = new SummaryView(this);
+            summary.show();
+            this.printed.replaceChildren(printPage(page.words, session, summary.element));
+        };
         window.onafterprint = () => this.printed.replaceChildren();
     }
 

@@ -325,7 +325,7 @@ for (const name of BROWSERS) describe(name, () => {
         await viewer.openReport(small);
         await viewer.page.evaluate(() => window.dispatchEvent(new Event("beforeprint")));
         assert.deepEqual(await viewer.numbers(".printed .cards data"), [1_450_050, 8, 3, 3]);
-        assert.equal((await viewer.page.$$(".printed section")).length, 4);
+        assert.equal((await viewer.page.$$(".printed-group")).length, 4);
     });
 
     test("no test has left a message of an error on a page", () => {
