@@ -2,12 +2,15 @@
 // 1 without a gap, have two files or more of one size, and name no path twice.
 
 import { FolderIds } from "./folder_ids";
-import { extensionOf, nameOf, parentOf } from "./paths";
+import { layOutFolders } from "./folder_tree";
+import { extensionOf, nameOf } from "./paths";
 import { Problem } from "./problem";
 import { Report } from "./report";
-import { TextColumnWriter, withEntries } from "./text_column";
+import { TextColumnWriter, withEntries, withRoom } from "./text_column";
 
 const FEW = 8; // paths of a group that are compared one by one
+const BACKSLASH = 0x5c;
+const encoder = new TextEncoder();
 const DECIMAL = /^(?:0|[1-9][0-9]*)$/;
 
 export class ReportBuilder {
@@ -16,6 +19,9 @@ export class ReportBuilder {
     private extension: Uint32Array = new Uint32Array(1 << 12);
     private groupStart: Uint32Array = new Uint32Array(1 << 12);
     private readonly groupSize: number[] = [];
+    private lastName = "";
+    private lastExtension = 0;
+    private bytes: Uint8Array = new Uint8Array(1 << 12); // of the path that is being added
     private rows = 0;
     private groups = 0;
     private readonly folderIds = new FolderIds();
@@ -44,21 +50,11 @@ export class ReportBuilder {
     // `last` is the last line of the file.
     finish(last: number): Report {
         this.endGroup("cut", last);
-        const { sorted, renumbered } = this.sortedFolders();
+        const tree = layOutFolders(this.folderIds.paths());
         const writer = new TextColumnWriter();
-        for (const path of sorted) writer.add(path);
-        const count = sorted.length;
-        const parents = new Uint32Array(count);
-        const ends = new Uint32Array(count).fill(count);
-        const open: number[] = [];
-        sorted.forEach((path, at) => {
-            while (open.length > 0 && !path.startsWith(sorted[open[open.length - 1]!]!))
-                ends[open.pop()!] = at;
-            parents[at] = open.length > 0 ? open[open.length - 1]! : 0;
-            open.push(at);
-        });
+        for (const path of tree.paths) writer.add(path);
         const folder = this.folder.subarray(0, this.rows);
-        for (let row = 0; row < folder.length; ++row) folder[row] = renumbered[folder[row]!]!;
+        for (let row = 0; row < folder.length; ++row) folder[row] = tree.numbers[folder[row]!]!;
         return {
             rowCount: this.rows,
             groupCount: this.groups,
@@ -69,9 +65,9 @@ export class ReportBuilder {
             extension: this.extension.subarray(0, this.rows),
             extensions: [...this.extensionIds.keys()],
             folders: writer.finish(),
-            folderCount: count,
-            folderParent: parents,
-            folderEnd: ends,
+            folderCount: tree.paths.length,
+            folderParent: tree.parents,
+            folderEnd: tree.ends,
         };
     }
 
@@ -105,28 +101,25 @@ export class ReportBuilder {
     }
 
     private addRow(path: string): void {
-        const name = nameOf(path);
-        this.names.add(name);
+        this.bytes = withRoom(this.bytes, 3 * path.length);
+        const { written } = encoder.encodeInto(path, this.bytes);
+        let cut = written; // after the last backslash
+        while (cut > 0 && this.bytes[cut - 1] !== BACKSLASH) --cut;
+        this.names.addBytes(this.bytes, cut, written);
         this.folder = withEntries(this.folder, this.rows + 1);
         this.extension = withEntries(this.extension, this.rows + 1);
-        this.folder[this.rows] = this.folderIds.idOf(path, path.length - name.length);
-        this.extension[this.rows] = numbered(this.extensionIds, extensionOf(name));
+        this.folder[this.rows] = this.folderIds.idOf(this.bytes, cut);
+        this.extension[this.rows] = this.extensionId(nameOf(path));
         ++this.rows;
     }
 
-    // Every folder and every one above it, in the order of the code units: what is below a folder
-    // follows it, since it begins with its path.
-    private sortedFolders(): { sorted: string[]; renumbered: Uint32Array } {
-        const known = this.folderIds.paths;
-        const all = new Set(known);
-        for (const path of known)
-            for (let above = parentOf(path); !all.has(above); above = parentOf(above))
-                all.add(above);
-        const sorted = [...all].sort();
-        const renumbered = new Uint32Array(known.length);
-        const places = new Map(sorted.map((path, at) => [path, at]));
-        known.forEach((path, id) => { renumbered[id] = places.get(path)!; });
-        return { sorted, renumbered };
+    // Copies mostly have the name of the row before.
+    private extensionId(name: string): number {
+        if (name !== this.lastName) {
+            this.lastName = name;
+            this.lastExtension = numbered(this.extensionIds, extensionOf(name));
+        }
+        return this.lastExtension;
     }
 }
 

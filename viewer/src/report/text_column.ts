@@ -40,25 +40,27 @@ export class TextColumnWriter {
     private count = 0;
 
     add(text: string): void {
-        const { length } = text;
-        // Three bytes are the most that a UTF-16 unit takes; folding may triple a unit again.
-        this.bytes = withRoom(this.bytes, this.used + 3 * length);
-        this.folded = withRoom(this.folded, this.foldedUsed + 9 * length);
-        let at = 0;
-        for (; at < length; ++at) {
-            const unit = text.charCodeAt(at);
-            if (unit >= 0x80) break;
-            this.bytes[this.used + at] = unit;
-            this.folded[this.foldedUsed + at] = unit >= 0x41 && unit <= 0x5a ? unit + 0x20 : unit;
+        const bytes = encoder.encode(text);
+        this.addBytes(bytes, 0, bytes.length);
+    }
+
+    // Adds the text that these bytes are.
+    addBytes(from: Uint8Array, begin: number, end: number): void {
+        const length = end - begin;
+        this.bytes = withRoom(this.bytes, this.used + length);
+        // In lower case a character may take up to three times as many bytes.
+        this.folded = withRoom(this.folded, this.foldedUsed + 3 * length);
+        let plain = true;
+        for (let at = 0; at < length; ++at) {
+            const byte = from[begin + at]!;
+            this.bytes[this.used + at] = byte;
+            this.folded[this.foldedUsed + at] = byte >= 0x41 && byte <= 0x5a ? byte + 0x20 : byte;
+            if (byte >= 0x80) plain = false;
         }
-        if (at === length) {
-            this.used += length;
-            this.foldedUsed += length;
-        } else {
-            this.used += encoder.encodeInto(text, this.bytes.subarray(this.used)).written;
-            this.foldedUsed += encoder.encodeInto(
-                text.toLowerCase(), this.folded.subarray(this.foldedUsed)).written;
-        }
+        this.used += length;
+        this.foldedUsed += plain ? length : encoder.encodeInto(
+            decoder.decode(from.subarray(begin, end)).toLowerCase(),
+            this.folded.subarray(this.foldedUsed)).written;
         ++this.count;
         this.starts = withEntries(this.starts, this.count + 1);
         this.foldedStarts = withEntries(this.foldedStarts, this.count + 1);
@@ -76,7 +78,7 @@ export class TextColumnWriter {
     }
 }
 
-function withRoom(bytes: Uint8Array, size: number): Uint8Array {
+export function withRoom(bytes: Uint8Array, size: number): Uint8Array {
     if (size <= bytes.length) return bytes;
     const larger = new Uint8Array(Math.max(size, Math.ceil(bytes.length * 1.5)));
     larger.set(bytes);

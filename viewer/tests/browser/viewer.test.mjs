@@ -263,8 +263,10 @@ for (const name of BROWSERS) describe(name, () => {
         const viewer = await open("#vue=dossiers");
         await viewer.openReport(small);
         await viewer.page.evaluate(() => [...document.querySelectorAll(".area")]
-            .find((area) => area.textContent.startsWith("Photos\\")).click());
+            .find((area) => area.textContent.includes("Photos\\")).click());
         assert.deepEqual(await viewer.found(), [2, 5]);
+        assert.equal(await (await viewer.input("Sous le dossier")).evaluate((input) => input.value),
+                     "D:\\Photos\\");
         await viewer.button("Effacer les filtres");
         await viewer.view("Paires de dossiers");
         await viewer.page.waitForSelector("#pairs .row");
