@@ -128,6 +128,7 @@ def matching(rows, asked):
             row = rows[i]
             if (asked.get("text", "").lower() in row.path.lower()
                     and (not asked.get("folder") or below(row.path, asked["folder"]))
+                    and (not asked.get("direct") or folder_of(row.path) == asked["folder"])
                     and (not asked.get("extensions")
                          or extension_of(row.path) in asked["extensions"])
                     and asked.get("leastSize", 0) <= row.size < asked.get("mostSize", 2 ** 60)

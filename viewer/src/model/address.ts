@@ -29,6 +29,7 @@ export function writeAddress(place: Place): string {
     if (place.order !== START.order) words.set("tri", ORDER_WORDS[GROUP_ORDERS.indexOf(place.order)]!);
     if (filter.text !== "") words.set("texte", filter.text);
     if (filter.folder !== "") words.set("dossier", filter.folder);
+    if (filter.direct) words.set("direct", "1");
     for (const folder of filter.pair) words.append("paire", folder);
     for (const extension of filter.extensions) words.append("type", extension);
     if (filter.leastSize > 0) words.set("min", String(filter.leastSize));
@@ -51,6 +52,7 @@ export function readAddress(hash: string): Place {
         filter: {
             text: words.get("texte") ?? "",
             folder: words.get("dossier") ?? "",
+            direct: words.get("direct") === "1",
             pair: pair.length === 2 ? pair : [],
             extensions: words.getAll("type"),
             leastSize: wholeNumber(words.get("min"), 0),

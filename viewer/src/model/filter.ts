@@ -10,6 +10,7 @@ export type Status = "all" | "original" | "copy";
 export interface Filter {
     readonly text: string;
     readonly folder: string;               // what is below it
+    readonly direct: boolean;              // what is right in it alone
     readonly pair: readonly string[];      // two folders: groups with a file right in each
     readonly extensions: readonly string[]; // none of them means any; "" is "without"
     readonly leastSize: number;
@@ -20,7 +21,7 @@ export interface Filter {
 }
 
 export const NO_FILTER: Filter = {
-    text: "", folder: "", pair: [], extensions: [], leastSize: 0, mostSize: Infinity, status: "all",
+    text: "", folder: "", direct: false, pair: [], extensions: [], leastSize: 0, mostSize: Infinity, status: "all",
     hidden: [], ignored: false,
 };
 
@@ -76,7 +77,7 @@ function holdsBoth(folder: Uint32Array, start: number, end: number, pair: number
 function folderMarks(report: Report, filter: Filter): Uint8Array {
     const marks = new Uint8Array(report.folderCount);
     const shown = filter.folder === "" ? 0 : findFolder(report, filter.folder);
-    if (shown >= 0) marks.fill(1, shown, report.folderEnd[shown]);
+    if (shown >= 0) marks.fill(1, shown, filter.direct ? shown + 1 : report.folderEnd[shown]);
     for (const path of filter.hidden) {
         const hidden = path === "" ? -1 : findFolder(report, path);
         if (hidden >= 0) marks.fill(0, hidden, report.folderEnd[hidden]);

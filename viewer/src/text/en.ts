@@ -58,6 +58,7 @@ export const en: Texts = {
     statuses: { all: "All", original: "Originals", copy: "Copies" },
     clearFilters: "Clear the filters",
     hiddenChip: (folder) => `Hidden: ${folder}`,
+    directChip: "Without the folders below",
     pairChip: (one, other) => `Pair: ${one} and ${other}`,
     removeChip: (chip) => `Remove “${chip}”`,
     ignoredOnly: "Ignored groups",

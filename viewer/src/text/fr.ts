@@ -63,6 +63,7 @@ export const fr = {
     statuses: { all: "Tous", original: "Originaux", copy: "Doublons" },
     clearFilters: "Effacer les filtres",
     hiddenChip: (folder: string) => `Masqué : ${folder}`,
+    directChip: "Sans les sous-dossiers",
     pairChip: (one: string, other: string) => `Paire : ${one} et ${other}`,
     removeChip: (chip: string) => `Retirer « ${chip} »`,
     ignoredOnly: "Groupes ignorés",

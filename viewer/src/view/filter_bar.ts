@@ -65,6 +65,8 @@ export class FilterBar {
         for (const folder of filter.hidden)
             this.chip(texts.hiddenChip(visible(folder)), () =>
                 this.page.filter({ hidden: filter.hidden.filter((other) => other !== folder) }));
+        if (filter.direct)
+            this.chip(texts.directChip, () => this.page.filter({ direct: false }));
         if (filter.pair.length === 2)
             this.chip(texts.pairChip(visible(filter.pair[0]!), visible(filter.pair[1]!)), () =>
                 this.page.filter({ pair: [] }));
@@ -84,6 +86,7 @@ export class FilterBar {
         this.page.filter({
             text: this.text.value,
             folder: this.folder.value,
+            direct: this.page.place.filter.direct && this.folder.value !== "",
             extensions: this.types.value.toLowerCase().split(/[\s,;]+/)
                 .filter((type) => type !== "").map((type) => type.replace(/^\*?\./, "")),
         }, true);

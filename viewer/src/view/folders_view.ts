@@ -147,7 +147,9 @@ export class FoldersView implements ViewPart {
     private lead(folder: number): void {
         const { page, session } = this.workspace;
         const path = folderPath(session.report, folder);
-        page.go({ view: "groups", filter: { ...page.place.filter, folder: path } });
+        page.go({ view: "groups", filter: {
+            ...page.place.filter, folder: path, direct: !this.asTree && path !== "",
+        } });
     }
 
     private go(folder: number): void {

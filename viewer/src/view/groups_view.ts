@@ -43,7 +43,7 @@ export class GroupsView implements ViewPart {
         const folderButton = (text: string, act: (folder: string) => void): HTMLButtonElement =>
             button(text, () => act(this.currentFolder()));
         this.folderButtons = [
-            folderButton(texts.onlyThisFolder, (folder) => page.filter({ folder })),
+            folderButton(texts.onlyThisFolder, (folder) => page.filter({ folder, direct: false })),
             folderButton(texts.hideFolder, (folder) =>
                 page.filter({ hidden: [...new Set([...page.place.filter.hidden, folder])] })),
             folderButton(texts.keepHere, (folder) => workspace.openRule("keepBelow", folder)),

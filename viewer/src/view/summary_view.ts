@@ -53,7 +53,7 @@ export class SummaryView implements ViewPart {
             const path = folderPath(session.report, at);
             return this.row(path === "" ? texts.noFolder : plainPath(path), visible(path),
                             { copies: folders.ownCopies[at]!, bytes: folders.ownBytes[at]! },
-                            session.totals.bytes, path === "" ? null : { folder: path });
+                            session.totals.bytes, path === "" ? null : { folder: path, direct: true });
         });
         return this.table("top-folders", texts.topFolders, texts.folder, rows, texts.topFoldersNote);
     }

@@ -89,7 +89,7 @@ test("an address brings back what was shown", () => {
     const place = {
         view: "groups" as const, order: "size" as const, language: "en" as const,
         filter: {
-            text: "été & co;+#", folder: "C:\\a b\\", pair: ["C:\\x\\", "\\\\srv\\p\\"],
+            text: "été & co;+#", folder: "C:\\a b\\", direct: true, pair: ["C:\\x\\", "\\\\srv\\p\\"],
             extensions: ["jpg", ""], leastSize: 1024, mostSize: 2 ** 40, status: "copy" as const,
             hidden: ["D:\\", "E:\\f\\"], ignored: true,
         },

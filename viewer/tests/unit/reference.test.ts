@@ -71,7 +71,8 @@ function madeUp(seed: number): string {
 
 const FILTERS: Partial<Filter>[] = [
     {}, { text: "PHOTO" }, { text: "été\\" }, { text: "a\\p" }, { text: "\\" }, { text: "😀\\x.y" },
-    { text: "i̇" }, { folder: "C:\\photos" }, { folder: "D:\\" }, { folder: "Z:\\" },
+    { text: "i̇" }, { folder: "C:\\photos" }, { folder: "D:\\" }, { folder: "D:\\", direct: true },
+    { folder: "Z:\\" },
     { extensions: ["jpg", "pdf"] }, { extensions: [""] }, { leastSize: 1, mostSize: 2 ** 20 },
     { status: "copy" }, { status: "original", text: "c" }, { hidden: ["C:\\", "D:\\a\\"] },
     { pair: ["C:\\photos\\", "C:\\"] }, { folder: "C:\\", hidden: ["C:\\photos"], status: "copy" },
