@@ -159,7 +159,7 @@ export const en: Texts = {
     clear: "Free all",
     save: "Save…",
     load: "Load…",
-    saving: "The report is still being read; saving follows.",
+    saving: "Saving the selection…",
     saved: (files) => `Selection saved: ${files}.`,
     loaded: (files) => `Selection loaded: ${files}.`,
     loadedPart: (files, missing) =>

@@ -166,7 +166,7 @@ export const fr = {
     clear: "Tout libérer",
     save: "Enregistrer…",
     load: "Reprendre…",
-    saving: "Le rapport est encore en cours de lecture ; l’enregistrement suit.",
+    saving: "Enregistrement de la sélection…",
     saved: (files: string) => `Sélection enregistrée : ${files}.`,
     loaded: (files: string) => `Sélection reprise : ${files}.`,
     loadedPart: (files: string, missing: string) =>

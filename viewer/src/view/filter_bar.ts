@@ -44,8 +44,10 @@ export class FilterBar {
                 this.timer = window.setTimeout(() => this.typed(), TYPING);
             });
         const top = foldersByOwnBytes(session.folders).subarray(0, SUGGESTED);
-        this.suggestions.append(...Array.from(top, (at) =>
-            el("option", { value: folderPath(session.report, at) })));
+        this.suggestions.append(...Array.from(top, (at) => {
+            const path = folderPath(session.report, at);
+            return el("option", { value: path, label: visible(path) });
+        }));
         this.element = el("section", { class: "filters", "aria-label": texts.filters },
             labelled(texts.filterText, this.text), labelled(texts.filterFolder, this.folder),
             labelled(texts.filterTypes, this.types), labelled(texts.filterLeast, this.least),

@@ -3,6 +3,8 @@
 import { childrenByBytes, FolderTotals } from "../model/folder_totals";
 import { Report } from "../report/report";
 
+const MOST_OPENED = 100; // levels at once: a path may have 16,000
+
 export interface FolderLine {
     readonly folder: number;
     readonly level: number; // from 1
@@ -42,7 +44,7 @@ export class FolderLines {
 
     // A folder with one folder in it and nothing else says nothing: the next one is opened with it.
     private openWith(folder: number): void {
-        for (let at = folder; ;) {
+        for (let at = folder, level = 0; level < MOST_OPENED; ++level) {
             this.open.add(at);
             const children = childrenByBytes(this.report, this.totals, at);
             if (children.length !== 1) return;
@@ -52,12 +54,13 @@ export class FolderLines {
 
     private build(): void {
         this.lines = [];
-        const add = (folder: number, level: number): void => {
-            this.lines.push({ folder, level });
-            if (!this.open.has(folder)) return;
-            for (const child of childrenByBytes(this.report, this.totals, folder))
-                add(child, level + 1);
-        };
-        add(0, 1);
+        const waiting: FolderLine[] = [{ folder: 0, level: 1 }];
+        for (let line = waiting.pop(); line !== undefined; line = waiting.pop()) {
+            this.lines.push(line);
+            if (!this.open.has(line.folder)) continue;
+            const level = line.level + 1;
+            for (const folder of childrenByBytes(this.report, this.totals, line.folder).reverse())
+                waiting.push({ folder, level });
+        }
     }
 }

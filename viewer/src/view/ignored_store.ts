@@ -1,5 +1,5 @@
-// Where the ignored groups stay between two reports: the browser's storage for this page. A browser
-// may refuse it to a local file, or be full; the saved selection holds the same list.
+// Where the ignored groups stay between two reports: the browser's storage, which Chromium and Firefox
+// share among all local files. It may be refused, or full; the saved selection holds the same list.
 
 const KEY = "larkspine.ignored";
 

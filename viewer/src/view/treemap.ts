@@ -11,6 +11,8 @@ import type { Workspace } from "./workspace";
 const MOST_AREAS = 24;      // of one folder; the rest is one area
 const MOST_INNER = 10;
 const SMALLEST_NAMED = 34;  // px, across and down
+const MOST_STEPS = 12;     // of the way down to the folder
+const WIDE_ENOUGH = 70;    // px, for a number of bytes
 const COLOURS = 6;
 
 interface Area {
@@ -123,7 +125,7 @@ export class Treemap {
             const text = el("span", { class: "area-name", dir: "ltr" });
             appendVisible(text, name);
             tile.append(text);
-            if (height >= SMALLEST_NAMED && node.height === 0)
+            if (height >= SMALLEST_NAMED && width >= WIDE_ENOUGH && node.height === 0)
                 tile.append(el("span", { class: "area-bytes" }, bytes));
         }
         Object.assign(tile.style, {
@@ -136,6 +138,7 @@ export class Treemap {
         const { page, session } = this.workspace;
         const { report } = session;
         const steps: HTMLElement[] = [];
+        let left = MOST_STEPS;
         for (let at = this.folder; ; at = report.folderParent[at]!) {
             const path = folderPath(report, at);
             const above = at === 0 ? 0 : folderPath(report, report.folderParent[at]!).length;
@@ -143,6 +146,10 @@ export class Treemap {
             steps.unshift(at === this.folder ? el("span", {}, name)
                 : button(name, () => this.go(at), { class: "link" }));
             if (at === 0) break;
+            if (--left === 0) {
+                steps.unshift(el("span", {}, "…"));
+                break;
+            }
         }
         this.way.replaceChildren(...steps.flatMap((step, at) =>
             at === 0 ? [step] : [el("span", { class: "soft", "aria-hidden": "true" }, " › "), step]));

@@ -43,7 +43,7 @@ export class VirtualTable {
     constructor(private readonly options: TableOptions) {
         this.element = el("div", {
             id: options.id, class: "table " + options.id, role: options.role, tabindex: "0",
-            "aria-label": options.label, "aria-colcount": String(options.columns.length),
+            "aria-label": options.label,
         });
         if (options.multiple === true) this.element.setAttribute("aria-multiselectable", "true");
         this.setColumns(options.columns);
@@ -56,6 +56,7 @@ export class VirtualTable {
     }
 
     setColumns(columns: readonly Column[]): void {
+        this.element.setAttribute("aria-colcount", String(columns.length));
         this.head.replaceChildren(...columns.map((column) => {
             const cell = el("span", { role: "columnheader", class: column.className ?? "" },
                             column.label);

@@ -2,6 +2,8 @@ import assert from "node:assert/strict";
 import { createHash } from "node:crypto";
 import { test } from "node:test";
 import { readAddress, START, writeAddress } from "../../src/model/address";
+import { findMatches, NO_FILTER } from "../../src/model/filter";
+import { findFolderTotals } from "../../src/model/folder_totals";
 import { fallingOrder } from "../../src/model/order";
 import { findPairs } from "../../src/model/pairs";
 import { extensionOf, parentOf } from "../../src/report/paths";
@@ -11,6 +13,7 @@ import { textAt, TextColumnWriter, unitsAt } from "../../src/report/text_column"
 import { en } from "../../src/text/en";
 import { fr } from "../../src/text/fr";
 import { Words } from "../../src/text/words";
+import { FolderLines } from "../../src/view/folder_lines";
 import { GroupLines } from "../../src/view/group_lines";
 import { findDifference } from "../../src/view/path_difference";
 import { ScaledScroll } from "../../src/view/scaled_scroll";
@@ -70,6 +73,18 @@ test("a folder is found with and without its last backslash, and no other", asyn
     }
     for (const path of ["C:\\A", "C:\\a\\x", "D:", "C:\\a\\b"])
         assert.equal(findFolder(report, path), -1, path);
+});
+
+test("the deepest path that Windows allows is read, and its tree opened", async () => {
+    const deep = "C:\\" + "a\\".repeat(16_381);
+    const report = await reportOf([9, deep + "x", deep + "y"], [8, "C:\\b\\x", "C:\\b\\y"]);
+    assert.equal(report.folderCount, 16_384);
+    const matches = findMatches(report, NO_FILTER, new Uint8Array(2));
+    const tree = new FolderLines(report, findFolderTotals(report, matches));
+    assert.deepEqual(tree.lines.map(({ level }) => level), [1, 2, 3, 3]);
+    const bottom = findFolder(report, deep);
+    assert.equal(tree.reveal(bottom), 16_382);
+    assert.equal(tree.lines.length, 16_384);
 });
 
 test("pairs leave out a content in too many folders, and say when the table is full", async () => {
