@@ -55,16 +55,27 @@ export function writeChoices(report: Report, sha256: string, reportBytes: number
 }
 
 export async function readChoices(file: Blob): Promise<Choices> {
+    try {
+        return await choicesOf(file);
+    } catch (error) {
+        // Whatever is wrong with the line, it is not one that was saved here.
+        if (error instanceof Problem && error.kind !== "unreadable")
+            throw new Problem("choices", error.line);
+        throw error;
+    }
+}
+
+async function choicesOf(file: Blob): Promise<Choices> {
     let sha256 = "";
     const chosen: Choice[] = [];
     const ignored: string[][] = [];
     let lastIgnored = "";
     const last = await readRecords(file, (fields, line) => {
         if (line === 1) {
-            if (fields.join(";") !== CHOICES_HEADER) throw new Problem("header", 1);
+            if (fields.join(";") !== CHOICES_HEADER) throw new Problem("choices", 1);
             return;
         }
-        if (fields.length !== 4) throw new Problem("fields", line);
+        if (fields.length !== 4) throw new Problem("choices", line);
         const [kind, group, cell, size] = fields as [string, string, string, string];
         if (line === 2) {
             if (kind !== "Rapport" || !/^[0-9a-f]{64}$/.test(cell))

@@ -1,11 +1,12 @@
-// Everything the page says, in French. en.ts says the same; the compiler compares the two.
+// Everything the page says, in French. en.ts says the same; the compiler compares the two. The blanks
+// before : ; ? ! and within « » do not break, here as everywhere in French.
 
 export const fr = {
     locale: "fr-FR",
     units: ["o", "Kio", "Mio", "Gio", "Tio", "Pio"],
     otherLanguage: "English",
     otherLanguageLabel: "Show this page in English",
-    title: "Larkspine : lire un rapport",
+    title: "Larkspine : lire un rapport",
     product: "Larkspine",
 
     landingTitle: "Ouvrir un rapport de Larkspine",
@@ -13,34 +14,34 @@ export const fr = {
     landingOr: "ou",
     landingChoose: "Choisir le rapport…",
     landingPoints: [
-        "Rien n’est envoyé : cette page n’a pas accès au réseau.",
-        "Rien n’est supprimé : vous choisissez des fichiers et enregistrez la liste.",
+        "Rien n’est envoyé : cette page n’a pas accès au réseau.",
+        "Rien n’est supprimé : vous choisissez des fichiers et enregistrez la liste.",
         "Un exemplaire de chaque groupe ne peut jamais être choisi.",
     ],
-    reading: (percent: string) => `Lecture du rapport : ${percent}`,
-    opened: (files: string, groups: string) => `Rapport ouvert : ${files} dans ${groups}.`,
+    reading: (percent: string) => `Lecture du rapport : ${percent}`,
+    opened: (files: string, groups: string) => `Rapport ouvert : ${files} dans ${groups}.`,
 
     problems: {
         header: (line: string) =>
-            `Ligne ${line} : ce fichier n’est pas un rapport de Larkspine, ses titres sont autres.`,
+            `Ligne ${line} : ce fichier n’est pas un rapport de Larkspine, ses titres sont autres.`,
         cut: (line: string) =>
-            `Ligne ${line} : le rapport s’arrête avant sa fin ; refaites l’analyse.`,
+            `Ligne ${line} : le rapport s’arrête avant sa fin ; refaites l’analyse.`,
         utf8: (line: string) =>
-            `Ligne ${line} : cette ligne n’est pas de Larkspine, son texte n’est pas de l’UTF-8.`,
+            `Ligne ${line} : cette ligne n’est pas de Larkspine, son texte n’est pas de l’UTF-8.`,
         fields: (line: string) =>
-            `Ligne ${line} : cette ligne n’est pas de Larkspine, elle n’a pas quatre champs bien formés.`,
+            `Ligne ${line} : cette ligne n’est pas de Larkspine, elle n’a pas quatre champs bien formés.`,
         group: (line: string) =>
-            `Ligne ${line} : cette ligne n’est pas de Larkspine, son numéro de groupe ne suit pas le précédent.`,
+            `Ligne ${line} : cette ligne n’est pas de Larkspine, son numéro de groupe ne suit pas le précédent.`,
         status: (line: string) =>
-            `Ligne ${line} : cette ligne n’est pas de Larkspine, un groupe est un Original puis des Doublons.`,
+            `Ligne ${line} : cette ligne n’est pas de Larkspine, un groupe est un Original puis des Doublons.`,
         size: (line: string) =>
-            `Ligne ${line} : cette ligne n’est pas de Larkspine, sa taille n’est pas celle d’un fichier du groupe.`,
+            `Ligne ${line} : cette ligne n’est pas de Larkspine, sa taille n’est pas celle d’un fichier du groupe.`,
         twice: (line: string) =>
-            `Ligne ${line} : cette ligne n’est pas de Larkspine, son chemin est déjà dans le groupe.`,
+            `Ligne ${line} : cette ligne n’est pas de Larkspine, son chemin est déjà dans le groupe.`,
         single: (line: string) =>
-            `Ligne ${line} : cette ligne n’est pas de Larkspine, son groupe n’a qu’un fichier.`,
+            `Ligne ${line} : cette ligne n’est pas de Larkspine, son groupe n’a qu’un fichier.`,
         choices: (line: string) =>
-            `Ligne ${line} : cette ligne n’est pas d’une sélection enregistrée par cette page.`,
+            `Ligne ${line} : cette ligne n’est pas d’une sélection enregistrée par cette page.`,
         unreadable: (_line: string) => "Le navigateur n’a pas pu lire ce fichier.",
     },
 
@@ -62,10 +63,10 @@ export const fr = {
         least === "" ? `Moins de ${most}` : `De ${least} à ${most}`,
     statuses: { all: "Tous", original: "Originaux", copy: "Doublons" },
     clearFilters: "Effacer les filtres",
-    hiddenChip: (folder: string) => `Masqué : ${folder}`,
+    hiddenChip: (folder: string) => `Masqué : ${folder}`,
     directChip: "Sans les sous-dossiers",
-    pairChip: (one: string, other: string) => `Paire : ${one} et ${other}`,
-    removeChip: (chip: string) => `Retirer « ${chip} »`,
+    pairChip: (one: string, other: string) => `Paire : ${one} et ${other}`,
+    removeChip: (chip: string) => `Retirer « ${chip} »`,
     ignoredOnly: "Groupes ignorés",
     found: (groups: string, files: string) => `${groups}, ${files}`,
     nothingFound: "Rien ne correspond aux filtres.",
@@ -79,12 +80,12 @@ export const fr = {
     cardCopies: "Copies en trop",
     cardBytes: "Place prise par les copies",
     cardEmpty: "Fichiers vides",
-    cardEmptyNote: "comptés à part : ils ne prennent pas de place",
+    cardEmptyNote: "comptés à part : ils ne prennent pas de place",
     cardGroupsNote: (files: string) => `${files} de même contenu`,
     cardCopiesNote: "un exemplaire par groupe n’est pas compté",
     unnamedNote: (files: string) =>
         `${files} sans chemin lisible, à voir mais jamais à choisir.`,
-    ignoredNote: (groups: string) => `Ignorés, donc non comptés : ${groups}.`,
+    ignoredNote: (groups: string) => `Ignorés, donc non comptés : ${groups}.`,
     showIgnored: "Les voir",
     noDuplicates: "Ce rapport ne contient aucun doublon.",
     topFolders: "Les dix dossiers qui gaspillent le plus",
@@ -111,7 +112,7 @@ export const fr = {
     orders: { wasted: "Place gaspillée", count: "Nombre de fichiers", size: "Taille", path: "Chemin" },
     original: "Original",
     copy: "Doublon",
-    unnamed: "(chemin illisible : ne peut pas être choisi)",
+    unnamed: "(chemin illisible : ne peut pas être choisi)",
     groupName: (number: string) => `Groupe ${number}`,
     expandAll: "Tout déplier",
     collapseAll: "Tout replier",
@@ -119,17 +120,17 @@ export const fr = {
     unignore: "Ne plus ignorer",
     ignoredDone: (group: string) => `${group} ignoré.`,
     ignoredNotKept: (group: string) =>
-        `${group} ignoré, mais ce navigateur n’en garde rien : enregistrez la sélection, elle le retient.`,
+        `${group} ignoré, mais ce navigateur n’en garde rien : enregistrez la sélection, elle le retient.`,
     unignoredDone: (group: string) => `${group} de nouveau affiché.`,
     cannotIgnore: "Un groupe sans aucun chemin lisible ne peut pas être ignoré.",
     keepsOne: "Un exemplaire de chaque groupe doit rester.",
-    noPath: "Ce fichier n’a pas de chemin lisible ; il ne peut pas être choisi.",
+    noPath: "Ce fichier n’a pas de chemin lisible ; il ne peut pas être choisi.",
     chosen: "choisi",
     onlyThisFolder: "Voir ce dossier",
     hideFolder: "Masquer ce dossier",
     keepHere: "Garder ici…",
     markHere: "Choisir ici…",
-    currentNone: "Flèches : se déplacer. Espace : choisir. I : ignorer le groupe.",
+    currentNone: "Flèches : se déplacer. Espace : choisir. I : ignorer le groupe.",
 
     tree: "Arbre",
     list: "Liste",
@@ -142,10 +143,10 @@ export const fr = {
     treemapLabel: (folder: string) => `Place prise sous ${folder}`,
     treemapEmpty: "Aucune place prise sous ce dossier.",
     showGroups: "Voir les groupes",
-    foldersHint: "Entrée ou clic : les groupes sous ce dossier. Flèches : déplier.",
+    foldersHint: "Entrée ou clic : les groupes sous ce dossier. Flèches : déplier.",
 
     pairsLabel: "Paires de dossiers",
-    pairsNote: "Contenus présents dans les deux dossiers. Le rapport ne liste que des doublons : il ne " +
+    pairsNote: "Contenus présents dans les deux dossiers. Le rapport ne liste que des doublons : il ne " +
         "dit pas si un dossier contient tout l’autre.",
     firstFolder: "Dossier",
     secondFolder: "Autre dossier",
@@ -156,7 +157,7 @@ export const fr = {
     pairsCount: (pairs: string) => `${pairs} paires`,
     pairsLeftOut: (groups: string, most: string) =>
         `Sans ${groups} qui se trouvent dans plus de ${most} dossiers à la fois.`,
-    pairsRefused: (n: string) => `Tableau plein : ${n} contenus communs, les plus petits, n’y sont pas.`,
+    pairsRefused: (n: string) => `Tableau plein : ${n} contenus communs, les plus petits, n’y sont pas.`,
 
     selection: "Sélection",
     selectionIs: (files: string, bytes: string) => `${files}, ${bytes}`,
@@ -167,10 +168,10 @@ export const fr = {
     save: "Enregistrer…",
     load: "Reprendre…",
     saving: "Enregistrement de la sélection…",
-    saved: (files: string) => `Sélection enregistrée : ${files}.`,
-    loaded: (files: string) => `Sélection reprise : ${files}.`,
+    saved: (files: string) => `Sélection enregistrée : ${files}.`,
+    loaded: (files: string) => `Sélection reprise : ${files}.`,
     loadedPart: (files: string, missing: string) =>
-        `Sélection reprise : ${files} ; ${missing} de la liste n’ont pas pu l’être.`,
+        `Sélection reprise : ${files} ; ${missing} de la liste n’ont pas pu l’être.`,
     foreignTitle: "Cette sélection vient d’un autre rapport",
     foreignText: (found: string, all: string) =>
         `Son empreinte n’est pas celle du rapport ouvert. Sur ${all}, ${found} sont ici avec le même ` +
@@ -179,14 +180,14 @@ export const fr = {
     foreignTake: "Reprendre ceux qui sont ici",
     foreignLeave: "Ne rien reprendre",
 
-    leaveTitle: "Ouvrir un autre rapport ?",
+    leaveTitle: "Ouvrir un autre rapport ?",
     leaveText: "La sélection n’est pas enregistrée et sera perdue.",
     leaveGo: "Ouvrir",
     cancel: "Fermer",
 
     ruleTitle: "Choisir par règle",
     ruleScope: (groups: string) =>
-        `Portée : ${groups}, ceux que montrent les filtres ; seuls les fichiers montrés sont choisis.`,
+        `Portée : ${groups}, ceux que montrent les filtres ; seuls les fichiers montrés sont choisis.`,
     rules: {
         keepBelow: "Garder ce qui est sous un dossier, choisir les autres copies",
         markBelow: "Choisir ce qui est sous un dossier",
@@ -200,9 +201,9 @@ export const fr = {
         keepOriginal: "L’original est le premier chemin, ni le plus ancien ni le meilleur.",
     },
     ruleFolder: "Dossier",
-    ruleResult: (files: string, bytes: string) => `Après la règle : ${files}, ${bytes}.`,
+    ruleResult: (files: string, bytes: string) => `Après la règle : ${files}, ${bytes}.`,
     ruleApply: "Appliquer",
-    ruleDone: (files: string, bytes: string) => `Sélection : ${files}, ${bytes}.`,
+    ruleDone: (files: string, bytes: string) => `Sélection : ${files}, ${bytes}.`,
 
     printTitle: "Rapport de doublons",
     printGroups: (n: string) => `Les ${n} premiers groupes`,

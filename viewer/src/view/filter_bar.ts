@@ -75,8 +75,10 @@ export class FilterBar {
         if (filter.ignored)
             this.chip(texts.ignoredOnly, () => this.page.filter({ ignored: false }));
         if (isFiltered(filter))
-            this.chips.append(button(texts.clearFilters, () =>
-                this.page.go({ filter: NO_FILTER }), { class: "quiet" }));
+            this.chips.append(button(texts.clearFilters, () => {
+                this.page.go({ filter: NO_FILTER });
+                this.text.focus();
+            }, { class: "quiet" }));
         const unknown = filter.folder !== "" && findFolder(this.session.report, filter.folder) < 0;
         const { rowCount, groupCount } = this.session.matches;
         this.found.replaceChildren(...(unknown ? [texts.folderNotInReport]
@@ -111,7 +113,11 @@ export class FilterBar {
     }
 
     private chip(text: string, remove: () => void): void {
-        this.chips.append(button(`${text} ✕`, remove, {
+        // The button goes with its filter, and would take the focus with it.
+        this.chips.append(button(`${text} ✕`, () => {
+            remove();
+            this.text.focus();
+        }, {
             class: "chip", "aria-label": this.page.words.texts.removeChip(text),
         }));
     }

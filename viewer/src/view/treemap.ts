@@ -2,6 +2,7 @@
 // in words; here the arrow keys go from area to area.
 
 import { hierarchy, HierarchyRectangularNode, treemap } from "d3-hierarchy";
+import { Matches } from "../model/filter";
 import { childrenByBytes } from "../model/folder_totals";
 import { folderPath } from "../report/report";
 import { button, el } from "./dom";
@@ -27,7 +28,7 @@ export class Treemap {
     private readonly way = el("div", { class: "way" });
     private readonly canvas = el("div", { class: "areas", role: "group" });
     private folder = -1;
-    private bytes = -1;
+    private drawnFor: Matches | null = null;
 
     constructor(private readonly workspace: Workspace, private readonly lead: (folder: number) => void,
                 private readonly go: (folder: number) => void) {
@@ -37,10 +38,10 @@ export class Treemap {
     }
 
     show(folder: number): void {
-        const bytes = this.workspace.session.folders.bytes[folder]!;
-        if (folder === this.folder && bytes === this.bytes) return;
+        const { matches } = this.workspace.session;
+        if (folder === this.folder && matches === this.drawnFor) return;
         this.folder = folder;
-        this.bytes = bytes;
+        this.drawnFor = matches;
         this.draw();
     }
 

@@ -120,10 +120,10 @@ export const testsIn = (name) => describe(name, () => {
             return until(() => viewer.texts(".problem p"), ([sentence]) => sentence !== undefined);
         };
         assert.deepEqual(await said("photo.jpg", "\u00ff\u00d8"),
-            ["Ligne 1 : ce fichier n’est pas un rapport de Larkspine, ses titres sont autres."]);
+            ["Ligne 1\u00a0: ce fichier n’est pas un rapport de Larkspine, ses titres sont autres."]);
         await viewer.page.reload();
         assert.deepEqual(await said("coupé.csv", SMALL.slice(0, SMALL.indexOf("plage (2)"))),
-            ["Ligne 5 : le rapport s’arrête avant sa fin ; refaites l’analyse."]);
+            ["Ligne 5\u00a0: le rapport s’arrête avant sa fin\u00a0; refaites l’analyse."]);
     });
 
     test("a file chosen by the button opens as a dropped one does", async () => {
@@ -140,8 +140,8 @@ export const testsIn = (name) => describe(name, () => {
         assert.deepEqual(paths, ["C:\\<img src=x onerror=alert(1)>\\a", "C:\\a⟨U+202E⟩gpj.exe",
             "C:\\=cmd|' /C calc'!A0", "C:\\⟨U+200B⟩vide",
             "C:\\{{x}}&amp;\"><script>document.title='pris'</script>",
-            "(chemin illisible : ne peut pas être choisi)"]);
-        assert.equal(await viewer.page.title(), "Larkspine : lire un rapport");
+            "(chemin illisible\u00a0: ne peut pas être choisi)"]);
+        assert.equal(await viewer.page.title(), "Larkspine\u00a0: lire un rapport");
         assert.equal((await viewer.page.$$("main img, main script")).length, 0);
     });
 
@@ -221,6 +221,11 @@ export const testsIn = (name) => describe(name, () => {
 
         const other = await open();
         await other.openReport(small);
+        const [chooser] = await Promise.all([other.page.waitForFileChooser(),
+                                             other.button("Reprendre…")]);
+        await chooser.accept([small]);
+        await until(() => other.announced(), (text) => text === "Ligne 1\u00a0: cette ligne n’est pas " +
+            "d’une sélection enregistrée par cette page.");
         await other.drop(path);
         await other.page.waitForSelector("dialog[open]");
         assert.match(await other.text("dialog"), /autre rapport/);
@@ -276,7 +281,7 @@ export const testsIn = (name) => describe(name, () => {
         await viewer.page.focus("#pairs");
         await viewer.keys("Enter");
         assert.deepEqual(await viewer.found(), [1, 3]);
-        assert.match(await viewer.text(".chip"), /^Paire : /);
+        assert.match(await viewer.text(".chip"), /^Paire\u00a0: /);
     });
 
     test("a long list shows its last line, and keeps few rows in the page", async () => {

@@ -44,10 +44,10 @@ test("what is no saved selection is refused with its line", async () => {
     const head = "\ufeffChoix;Groupe;Chemin complet;Taille en octets\r\n";
     const bound = head + `Rapport;;"${SUM}";1\r\n`;
     for (const [text, expected] of [
-        ["Groupe;Statut;Chemin complet;Taille en octets\r\n", "header 1"], [head, "choices 1"],
+        ["Groupe;Statut;Chemin complet;Taille en octets\r\n", "choices 1"], [head, "choices 1"],
         [head + "Choisi;1;\"a\";1\r\n", "choices 2"], [bound + "Choisi;0;\"a\";1\r\n", "choices 3"],
         [bound + "Choisi;1;\"\";1\r\n", "choices 3"], [bound + "Perdu;1;\"a\";1\r\n", "choices 3"],
-        [bound + "Choisi;1;\"a\"\r\n", "fields 3"], [bound + "Choisi;1;\"a", "cut 3"],
+        [bound + "Choisi;1;\"a\"\r\n", "choices 3"], [bound + "Choisi;1;\"a", "choices 3"],
     ] as const)
         await assert.rejects(readChoices(new Blob([text])), (error) =>
             error instanceof Problem && `${error.kind} ${error.line}` === expected, text);
