@@ -87,7 +87,7 @@ export const en: Texts = {
     bySize: "By size",
     type: "Type",
     noType: "no extension",
-    otherTypes: (n) => `${n} other types`,
+    otherTypes: (n) => `other types: ${n}`,
     sizeClass: "Size of a file",
     folder: "Folder",
     noFolder: "(no folder)",
@@ -132,7 +132,7 @@ export const en: Texts = {
     filesColumn: "Files",
     wholeReport: "The whole report",
     ownFiles: "right in this folder",
-    others: (n) => `${n} others`,
+    others: (n) => `others: ${n}`,
     treemapLabel: (folder) => `Space taken below ${folder}`,
     treemapEmpty: "No space taken below this folder.",
     showGroups: "Show the groups",
@@ -147,9 +147,9 @@ export const en: Texts = {
     commonBytes: "Bytes in common",
     counting: "Counting the pairs…",
     noPairs: "No contents lie in two folders.",
-    pairsCount: (pairs) => `${pairs} pairs`,
-    pairsLeftOut: (groups, most) => `Without ${groups} that lie in more than ${most} folders at once.`,
-    pairsRefused: (n) => `Table full: ${n} common contents, the smallest ones, are not in it.`,
+    pairsCount: (pairs) => `Pairs: ${pairs}`,
+    pairsLeftOut: (groups, most) => `Left out, being in more than ${most} folders at once: ${groups}.`,
+    pairsRefused: (n) => `Table full: the smallest common contents are not in it, ${n} in number.`,
 
     selection: "Selection",
     selectionIs: (files, bytes) => `${files}, ${bytes}`,
@@ -163,11 +163,11 @@ export const en: Texts = {
     saved: (files) => `Selection saved: ${files}.`,
     loaded: (files) => `Selection loaded: ${files}.`,
     loadedPart: (files, missing) =>
-        `Selection loaded: ${files}; ${missing} of the list could not be chosen.`,
+        `Selection loaded: ${files}; left out: ${missing} of the list.`,
     foreignTitle: "This selection comes from another report",
     foreignText: (found, all) =>
-        `Its fingerprint is not that of the open report. Of ${all}, ${found} are here with the same ` +
-        "path and the same size. Contents may have changed between the two scans.",
+        "Its fingerprint is not that of the open report. Here with the same path and the same size: " +
+        `${found}, of ${all}. ` + "Contents may have changed between the two scans.",
     foreignIgnored: (groups) => `It also holds ${groups} to ignore.`,
     foreignTake: "Take those that are here",
     foreignLeave: "Take nothing",

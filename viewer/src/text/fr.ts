@@ -94,7 +94,7 @@ export const fr = {
     bySize: "Par taille",
     type: "Type",
     noType: "sans extension",
-    otherTypes: (n: string) => `${n} autres types`,
+    otherTypes: (n: string) => `autres types : ${n}`,
     sizeClass: "Taille d’un fichier",
     folder: "Dossier",
     noFolder: "(sans dossier)",
@@ -139,7 +139,7 @@ export const fr = {
     filesColumn: "Fichiers",
     wholeReport: "Tout le rapport",
     ownFiles: "dans ce dossier même",
-    others: (n: string) => `${n} autres`,
+    others: (n: string) => `autres : ${n}`,
     treemapLabel: (folder: string) => `Place prise sous ${folder}`,
     treemapEmpty: "Aucune place prise sous ce dossier.",
     showGroups: "Voir les groupes",
@@ -154,10 +154,10 @@ export const fr = {
     commonBytes: "Octets en commun",
     counting: "Calcul des paires…",
     noPairs: "Aucun contenu n’est présent dans deux dossiers.",
-    pairsCount: (pairs: string) => `${pairs} paires`,
+    pairsCount: (pairs: string) => `Paires : ${pairs}`,
     pairsLeftOut: (groups: string, most: string) =>
-        `Sans ${groups} qui se trouvent dans plus de ${most} dossiers à la fois.`,
-    pairsRefused: (n: string) => `Tableau plein : ${n} contenus communs, les plus petits, n’y sont pas.`,
+        `Laissé de côté, car dans plus de ${most} dossiers à la fois : ${groups}.`,
+    pairsRefused: (n: string) => `Tableau plein : il y manque les plus petits contenus communs, au nombre de ${n}.`,
 
     selection: "Sélection",
     selectionIs: (files: string, bytes: string) => `${files}, ${bytes}`,
@@ -171,11 +171,11 @@ export const fr = {
     saved: (files: string) => `Sélection enregistrée : ${files}.`,
     loaded: (files: string) => `Sélection reprise : ${files}.`,
     loadedPart: (files: string, missing: string) =>
-        `Sélection reprise : ${files} ; ${missing} de la liste n’ont pas pu l’être.`,
+        `Sélection reprise : ${files} ; laissé de côté : ${missing} de la liste.`,
     foreignTitle: "Cette sélection vient d’un autre rapport",
     foreignText: (found: string, all: string) =>
-        `Son empreinte n’est pas celle du rapport ouvert. Sur ${all}, ${found} sont ici avec le même ` +
-        "chemin et la même taille. Le contenu a pu changer entre les deux analyses.",
+        "Son empreinte n’est pas celle du rapport ouvert. Présents ici avec le même chemin et la même " +
+        `taille : ${found}, sur ${all}. ` + "Le contenu a pu changer entre les deux analyses.",
     foreignIgnored: (groups: string) => `Elle porte aussi ${groups} à ignorer.`,
     foreignTake: "Reprendre ceux qui sont ici",
     foreignLeave: "Ne rien reprendre",
