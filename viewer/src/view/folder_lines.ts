@@ -3,8 +3,6 @@
 import { childrenByBytes, FolderTotals } from "../model/folder_totals";
 import { Report } from "../report/report";
 
-const MOST_OPENED = 100; // levels at once: a path may have 16,000
-
 export interface FolderLine {
     readonly folder: number;
     readonly level: number; // from 1
@@ -44,7 +42,7 @@ export class FolderLines {
 
     // A folder with one folder in it and nothing else says nothing: the next one is opened with it.
     private openWith(folder: number): void {
-        for (let at = folder, level = 0; level < MOST_OPENED; ++level) {
+        for (let at = folder; ;) {
             this.open.add(at);
             const children = childrenByBytes(this.report, this.totals, at);
             if (children.length !== 1) return;
@@ -54,6 +52,7 @@ export class FolderLines {
 
     private build(): void {
         this.lines = [];
+        // No recursion: a path may have 16,000 levels.
         const waiting: FolderLine[] = [{ folder: 0, level: 1 }];
         for (let line = waiting.pop(); line !== undefined; line = waiting.pop()) {
             this.lines.push(line);

@@ -14,8 +14,6 @@ export function findDifference(folders: readonly string[]): Difference {
         tail = Math.min(tail, alike(first, folder, 1));
     }
     lead = first.lastIndexOf("\\", lead - 1) + 1;
-    if (lead === first.length && others.every((folder) => folder === first))
-        return { lead, tail: 0 };
     // A part at the end counts when it follows a backslash.
     const shortest = Math.min(...folders.map((folder) => folder.length));
     tail = Math.min(tail, shortest - lead);

@@ -33,6 +33,7 @@ test("a refused line is told with its number and its reason", async () => {
         ["2;Original;\"C:\\c\"", "fields 4"], ["", "fields 4"], ["a;b;c;d;e", "fields 4"],
         ["2;Original;\"C:\\c\"x;5\r\n2;Doublon;\"C:\\d\";5", "fields 4"],
         ["2;Original;C:\\c;5", "fields 4"], ["\"2\";Original;\"C:\\c\";5", "fields 4"],
+        ["\"2\";Original;C:\\c;5\r\n2;Doublon;\"C:\\d\";5", "fields 4"],
         ["3;Original;\"C:\\c\";5", "group 4"], ["01;Doublon;\"C:\\c\";5", "group 4"],
         ["2;Doublon;\"C:\\c\";5", "status 4"], ["1;Original;\"C:\\c\";5", "status 4"],
         ["1;doublon;\"C:\\c\";5", "status 4"],
@@ -54,6 +55,8 @@ test("bytes that are no UTF-8 are found on their line", async () => {
     const bytes = new TextEncoder().encode(csvOf([5, "C:\\a", "C:\\b"], [6, "C:\\c", "C:\\X"]));
     bytes[bytes.lastIndexOf(0x58)] = 0xff;
     assert.equal(await problemOf(bytes), "utf8 5");
+    const behind = new TextEncoder().encode(WHOLE + "é");
+    assert.equal(await problemOf(behind.subarray(0, behind.length - 1)), "cut 8");
 });
 
 test("a report that ends anywhere within a line or a group is refused", async () => {
