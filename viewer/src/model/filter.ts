@@ -21,8 +21,8 @@ export interface Filter {
 }
 
 export const NO_FILTER: Filter = {
-    text: "", folder: "", direct: false, pair: [], extensions: [], leastSize: 0, mostSize: Infinity, status: "all",
-    hidden: [], ignored: false,
+    text: "", folder: "", direct: false, pair: [], extensions: [], leastSize: 0,
+    mostSize: Infinity, status: "all", hidden: [], ignored: false,
 };
 
 export interface Matches {

@@ -2,6 +2,10 @@
 
 import { parentOf } from "./paths";
 
+// Levels down to which a folder that only others name is one of its own. The paths above one file may be
+// 16,000, half a gigabyte of text.
+const MOST_LEVELS = 256;
+
 export interface FolderTree {
     readonly paths: string[];
     readonly parents: Uint32Array;
@@ -26,6 +30,7 @@ export function layOutFolders(known: readonly string[]): FolderTree {
         for (let one = path; one !== paths[open[open.length - 1]!]; one = parentOf(one))
             missing.push(one);
         for (const one of missing.reverse()) {
+            if (open.length > MOST_LEVELS && one !== path) continue;
             parents.push(open[open.length - 1]!);
             open.push(paths.length);
             paths.push(one);

@@ -14,9 +14,9 @@ export function printPage(words: Words, session: Session, summary: Element): Doc
     const { report } = session;
     const listed = session.listedGroups().subarray(0, MOST_GROUPS);
     const page = document.createDocumentFragment();
+    const order = texts.orders[session.place.order].toLowerCase();
     page.append(el("h1", {}, texts.printTitle), el("p", {}, visible(session.file.name)), summary,
-                el("h2", {}, `${texts.printGroups(words.count(listed.length))} (${
-                    texts.orders[session.place.order].toLowerCase()})`));
+                el("h2", {}, `${texts.printGroups(words.count(listed.length))} (${order})`));
     for (const group of listed) {
         const files = session.filesOf(group);
         const size = report.groupSize[group]!;
