@@ -310,12 +310,20 @@ export const testsIn = (name) => describe(name, () => {
                 assert.deepEqual(found, [], `${where}, ${scheme}`);
             };
             await check("landing");
+            await viewer.drop("autre.csv", Buffer.from("autre chose"));
+            await viewer.problem();
+            await check("problem");
             await viewer.openReport(small);
             for (const view of ["Résumé", "Groupes", "Dossiers", "Paires de dossiers"]) {
                 await viewer.view(view);
                 await until(() => viewer.page.$("[aria-busy]"), (busy) => busy === null);
                 await check(view);
             }
+            await viewer.view("Groupes");
+            await viewer.type("Texte du chemin", "copie");
+            await viewer.page.focus("#groups");
+            await viewer.keys("ArrowDown", "ArrowDown", " ", "ArrowDown");
+            await check("rows that are chosen, current and beside the filter");
             await viewer.button("Choisir par règle…");
             await check("rule");
             await viewer.button("Fermer");
