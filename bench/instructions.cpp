@@ -1,6 +1,6 @@
 // How many instructions does a portable part take for one item?
 //
-// Runs one part once, on the Linux host, for callgrind to count (scripts/profile): only what runs
+// Runs one part once, on the Linux host, for callgrind to count (bench/profile): only what runs
 // below measured() is the part's own. Everything is made from the number of items, with seed 1;
 // paths have 80 code units where nothing else is said.
 //

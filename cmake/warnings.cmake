@@ -11,6 +11,10 @@ function(larkspine_warnings target)
     # 105651).
     target_compile_options(${target} PRIVATE -Wno-restrict)
   endif()
+  if(CMAKE_CXX_COMPILER_ID MATCHES Clang)
+    # GCC's -Wconversion leaves it out for C++, as it does here.
+    target_compile_options(${target} PRIVATE -Wno-sign-conversion)
+  endif()
   if(LARKSPINE_WARNINGS_AS_ERRORS)
     target_compile_options(${target} PRIVATE -Werror)
   endif()

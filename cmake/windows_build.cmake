@@ -2,12 +2,11 @@
 enable_language(RC)
 include(blake3)
 
-option(LARKSPINE_CHECKED "Library assertions, and a trap where behaviour is undefined" OFF)
-
-add_library(larkspine_core STATIC
+set(windows_sources
     ${portable_sources}
     src/app/console_pause.cpp
     src/app/fatal_fault.cpp
+    src/app/process_settings.cpp
     src/app/progress_display.cpp
     src/app/run.cpp
     src/app/statistics_report.cpp
@@ -28,17 +27,24 @@ add_library(larkspine_core STATIC
     src/index/index_file.cpp
     src/index/index_location.cpp
     src/report/results_csv.cpp)
-target_include_directories(larkspine_core PUBLIC src)
-target_compile_definitions(larkspine_core PUBLIC
-    UNICODE _UNICODE _WIN32_WINNT=0x0A00 WINVER=0x0A00 NTDDI_VERSION=0x0A000006)
-target_link_libraries(larkspine_core PRIVATE larkspine::blake3)
-larkspine_warnings(larkspine_core)
-if(LARKSPINE_CHECKED)
-  # A Windows target has no sanitizer runtime here, so a finding ends the program where it happens.
-  add_compile_definitions(_GLIBCXX_ASSERTIONS)
-  target_compile_options(larkspine_core PUBLIC
-      -fsanitize=undefined -fsanitize-undefined-trap-on-error)
-endif()
+
+list(TRANSFORM windows_sources PREPEND "${PROJECT_SOURCE_DIR}/")
+
+function(larkspine_core_library name)
+  add_library(${name} STATIC ${windows_sources})
+  target_include_directories(${name} PUBLIC "${PROJECT_SOURCE_DIR}/src")
+  target_compile_definitions(${name} PUBLIC
+      UNICODE _UNICODE _WIN32_WINNT=0x0A00 WINVER=0x0A00 NTDDI_VERSION=0x0A000006)
+  target_link_libraries(${name} PRIVATE larkspine::blake3)
+  larkspine_warnings(${name})
+endfunction()
+
+larkspine_core_library(larkspine_core)
+# The target all_verify_interface_header_sets compiles each header alone.
+file(GLOB_RECURSE headers CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/src/*.h")
+target_sources(larkspine_core INTERFACE FILE_SET HEADERS BASE_DIRS "${PROJECT_SOURCE_DIR}/src"
+               FILES ${headers})
+set_target_properties(larkspine_core PROPERTIES VERIFY_INTERFACE_HEADER_SETS ON)
 
 add_executable(larkspine src/app/main.cpp res/larkspine.rc)
 set(res "${CMAKE_CURRENT_SOURCE_DIR}/res")

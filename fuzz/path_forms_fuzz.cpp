@@ -1,8 +1,10 @@
 // The forms of a path, against the same rules written down a second time: plainly, step by step on
 // whole strings. The first line of an input is a path, the second another path or a name, the
 // others are folders of index files.
+#include <clocale>
 #include <cstddef>
 #include <cstdint>
+#include <cwctype>
 #include <string>
 #include <vector>
 
@@ -42,8 +44,19 @@ std::wstring key(const std::wstring& path) {
     return result.size() > 3 ? result.substr(0, kept) : result;
 }
 
+// The C library's mappings, where those of the program come from a table of its own.
+wchar_t fold(wchar_t unit) {
+    static const locale_t unicode = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
+    const wint_t lower = towlower_l(unit, unicode);
+    const bool capital = towupper_l(lower, unicode) == static_cast<wint_t>(unit);
+    return capital ? static_cast<wchar_t>(lower) : unit;
+}
+
 std::wstring normalized(const std::wstring& path) {
-    return key(strip(path));
+    std::wstring form = key(strip(path));
+    for (wchar_t& unit : form)
+        unit = fold(unit);
+    return form;
 }
 
 bool excluded(const std::wstring& path, const std::vector<std::wstring>& folders) {
@@ -120,8 +133,11 @@ void check_index_key(const std::wstring& path) {
     const std::wstring key = normalize_index_key(path);
     expect(key == plain::key(path), "the key is the plain one");
     expect(normalize_index_key(key) == key, "a key is its own key");
-    expect(normalize_index_key(strip_long_path_prefix(path)) == normalize_for_compare(path),
-           "the comparison form is the key without prefix");
+    std::wstring folded = normalize_index_key(strip_long_path_prefix(path));
+    for (wchar_t& unit : folded)
+        unit = plain::fold(unit);
+    expect(folded == normalize_for_compare(path),
+           "the comparison form is the key without prefix, its other letters folded as well");
     const std::wstring name = index_file_name(hash_index_key(key));
     const std::string expected = plain::file_name(key);
     expect(name == std::wstring(expected.begin(), expected.end()),

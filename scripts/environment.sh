@@ -12,16 +12,96 @@ unset DISPLAY
 export WINE=/usr/lib/wine/wine64
 wineserver=/usr/lib/wine/wineserver64
 
+# A compiler cache, when one is installed, also takes files that use a precompiled header.
+export CCACHE_SLOPPINESS=pch_defines,time_macros,include_file_mtime,include_file_ctime
+
 # The Windows view of an absolute Linux path: drive Z: is the root folder.
 windows_path() { printf 'Z:%s' "${1//\//\\}"; }
 
-# With a server that stays, a program starts in 16 to 25 ms instead of 0.4 s and more. The server and
-# the services that it starts inherit all open files, hence the redirections.
+# Makes the Wine prefix unless it is there. The stamp holds this file's own checksum, so a change of
+# the settings below makes a new one.
+make_wine_prefix() {
+    local stamp="$WINEPREFIX/.ready" version
+    version=$(cksum <"${BASH_SOURCE[0]}")
+    [ "$(cat "$stamp" 2>/dev/null || true)" != "$version" ] || return 0
+    echo "Making the Wine prefix (5 s)" >&2
+    rm -rf "$WINEPREFIX"
+    mkdir -p "$WINEPREFIX"
+    "$WINE" wineboot --init </dev/null >/dev/null 2>&1
+    # Windows 10; consoles without a display; a crash shows no dialog that nobody could close.
+    cat >"$WINEPREFIX/settings.reg" <<'REG'
+REGEDIT4
+
+[HKEY_CURRENT_USER\Software\Wine]
+"Version"="win10"
+
+[HKEY_CURRENT_USER\Software\Wine\Drivers]
+"Graphics"="null"
+
+[HKEY_CURRENT_USER\Software\Wine\WineDbg]
+"ShowCrashDialog"=dword:00000000
+REG
+    "$WINE" regedit /S "$(windows_path "$WINEPREFIX/settings.reg")" </dev/null >/dev/null 2>&1
+    "$wineserver" -w
+    printf '%s' "$version" >"$stamp"
+}
+
+# With a server that stays, a program starts in 16 to 25 ms instead of 0.4 s and more. It ends by
+# itself after five minutes without a program. The server and the services that it starts inherit all
+# open files, hence the redirections.
 start_wine_server() {
-    "$wineserver" -p </dev/null >/dev/null 2>&1 || true  # refused when one is running already
+    "$wineserver" -p300 </dev/null >/dev/null 2>&1 || true  # refused when one is running already
     "$WINE" wineboot </dev/null >/dev/null 2>&1
 }
 stop_wine_server() {
     "$wineserver" -k </dev/null >/dev/null 2>&1 || true
     "$wineserver" -w </dev/null >/dev/null 2>&1 || true
+}
+
+minutes() { printf '%d:%02d' $(($1 / 60)) $(($1 % 60)); }
+
+# Runs a command as a stage of a longer run: one line when it is over, with the time that it took, and
+# a sign of life every 20 seconds. What the command prints is kept below build/log, and shown when it
+# fails.
+stage() {
+    local name=$1 began=$SECONDS shown=$SECONDS log code=0
+    shift
+    mkdir -p "$project/build/log"
+    log="$project/build/log/${name// /-}.log"
+    "$@" >"$log" 2>&1 &
+    while kill -0 $! 2>/dev/null; do
+        sleep 0.2
+        if ((SECONDS - shown >= 20)); then
+            shown=$SECONDS
+            printf '  %s, %s: %.80s\n' "$name" "$(minutes $((SECONDS - began)))" \
+                "$(tail -n 1 "$log" | tr -d '\r')"
+        fi
+    done
+    wait $! || code=$?
+    if [ $code != 0 ]; then
+        cat "$log"
+        printf '%s: failed after %s\n' "$name" "$(minutes $((SECONDS - began)))"
+        exit "$code"
+    fi
+    printf '%s: %s\n' "$name" "$(minutes $((SECONDS - began)))"
+}
+
+# Runs a command that may take long for a person who waits: says what is done, unless it is over at
+# once, and shows what it printed only when it fails.
+patiently() {
+    local message=$1 log code=0 began=$SECONDS shown=-1
+    shift
+    log=$(mktemp)
+    "$@" >"$log" 2>&1 &
+    while kill -0 $! 2>/dev/null; do
+        sleep 0.1
+        if ((SECONDS - began >= 2 && (shown < 0 || SECONDS - shown >= 20))); then
+            shown=$SECONDS
+            echo "$message ($((SECONDS - began)) s): $(tail -n 1 "$log" | cut -c 1-70)" >&2
+        fi
+    done
+    wait $! || code=$?
+    [ $code = 0 ] || cat "$log" >&2
+    rm -f "$log"
+    return "$code"
 }

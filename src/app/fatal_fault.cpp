@@ -33,6 +33,11 @@ namespace {
 // go on as if nothing had happened, so that no filter would hear of them; and a stack overflow
 // leaves no room for the search that ends in the filter. All others are left to the handlers that
 // come after this one.
+//
+// The price: a vectored handler is asked before any frame's own. A library that another program
+// puts into this process, as virus scanners do, and that expects one of these five in a frame of
+// its own and would recover, ends the program instead. This program has no such frame. Threads are
+// not told apart: a foreign library also runs on this program's threads.
 LONG WINAPI filter_unheard_faults(EXCEPTION_POINTERS* exception) {
     switch (exception->ExceptionRecord->ExceptionCode) {
         case EXCEPTION_INT_OVERFLOW:

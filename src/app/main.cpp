@@ -1,10 +1,18 @@
 #include "app/console_pause.h"
 #include "app/fatal_fault.h"
+#include "app/process_settings.h"
 #include "app/run.h"
 #include "app/wide_output.h"
 
+// Read by MinGW's start-up code: arguments arrive as they were typed. Windows leaves wildcards to
+// the program, and how this runtime was built must not decide whether "i*" becomes some folder's
+// name.
+extern "C" int _dowildcard;
+int _dowildcard = 0;
+
 int wmain(int argc, wchar_t** argv) {
     using namespace larkspine;
+    apply_process_settings();
     pause_on_exit = owns_console();
     install_fatal_fault_filter();
     const WideStandardStreams streams;

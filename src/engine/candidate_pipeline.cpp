@@ -58,11 +58,14 @@ std::vector<FileCandidate*> collapse_hardlinks(std::span<FileCandidate* const> c
     StageMemory memory;
     IdentityBuckets buckets(memory.resource());
     for (FileCandidate* candidate : candidates) {
-        if (!candidate->has_file_id && !read_identity(*candidate)) {
+        const IdentityAnswer answer =
+            candidate->has_file_id ? IdentityAnswer::read : read_identity(*candidate);
+        if (answer == IdentityAnswer::read)
+            buckets[identity_of(*candidate)].push_back(candidate);
+        else if (answer == IdentityAnswer::unreadable)
             survivors.push_back(candidate);
-            continue;
-        }
-        buckets[identity_of(*candidate)].push_back(candidate);
+        else
+            ++statistics.failures;
     }
     for (auto& [identity, names] : buckets) {
         if (names.size() > 1) {

@@ -10,17 +10,16 @@ namespace larkspine::detail {
 
 // Two paths with equal identities are two names of one file.
 struct FileIdentity {
-    std::uint64_t volume_serial = 0;
+    std::uint32_t volume_serial = 0;
     FileId file_id;
 
     friend bool operator==(const FileIdentity&, const FileIdentity&) = default;
 };
 
-// The identity of an entry that has one, the whole serial number compared. A table scan knows the
-// volume's 32-bit serial number only and a query of the file all 64 bits, so an identity of the one
-// kind never equals one of the other.
+// The identity of an entry that has one. Of the volume's serial number the low 32 bits count: a
+// table scan knows no more of it, a query of the file knows all 64, and both mean the same file.
 [[nodiscard]] inline FileIdentity identity_of(const FileCandidate& entry) noexcept {
-    return {entry.volume_serial, entry.file_id};
+    return {static_cast<std::uint32_t>(entry.volume_serial), entry.file_id};
 }
 
 struct FileIdentityHash {

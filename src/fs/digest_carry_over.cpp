@@ -103,7 +103,7 @@ void carry_over_digests(std::vector<FileCandidate>& fresh, const IndexSnapshot& 
             inherit(entry, *previous);
             continue;
         }
-        if (!read_identity(entry))
+        if (read_identity(entry) != IdentityAnswer::read)
             continue;
         if (!by_identity)
             by_identity = index_by_identity(loaded);

@@ -5,7 +5,6 @@
 #include <utility>
 
 #include "fs/exclusions.h"
-#include "fs/volume.h"
 #include "fs/win32_handle.h"
 
 namespace larkspine {
@@ -60,7 +59,6 @@ void visit_entry(Walk& walk, const WIN32_FIND_DATAW& found) {
 
 // Lists the folder in `walk.path`; false when it could not be opened.
 bool list_folder(Walk& walk) {
-    const bool drive_root = is_drive_root(walk.path);
     if (!walk.path.ends_with(L'\\'))
         walk.path.push_back(L'\\');
     walk.folder_length = walk.path.size();
@@ -70,10 +68,11 @@ bool list_folder(Walk& walk) {
     const unique_find_handle listing = own_find_handle(
         FindFirstFileExW(walk.path.c_str(), FindExInfoBasic, &found, FindExSearchNameMatch, nullptr,
                          FIND_FIRST_EX_LARGE_FETCH));
-    // The root folder of a drive has neither "." nor "..", so when it holds nothing the very first
-    // call finds no file. A folder that is missing answers ERROR_PATH_NOT_FOUND.
+    // The root folder of a volume has neither "." nor "..", on some file systems no folder has.
+    // When such a folder holds nothing, the very first call finds no file. A folder that is missing
+    // answers ERROR_PATH_NOT_FOUND.
     if (!listing)
-        return drive_root && GetLastError() == ERROR_FILE_NOT_FOUND;
+        return GetLastError() == ERROR_FILE_NOT_FOUND;
     do
         visit_entry(walk, found);
     while (FindNextFileW(listing.get(), &found));

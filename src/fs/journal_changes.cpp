@@ -89,7 +89,8 @@ bool apply_journal_change(JournalChange&& change, std::uint64_t volume_serial, E
     if ((change.reason & reason_deleted) != 0)
         return records.erase(change.file_reference) != 0;
 
-    FileCandidate& entry = records[change.file_reference];
+    const auto [place, created] = records.try_emplace(change.file_reference);
+    FileCandidate& entry = place->second;
     entry.volume_serial = volume_serial;
     entry.file_id.low = change.file_reference;
     entry.has_file_id = true;
@@ -104,7 +105,9 @@ bool apply_journal_change(JournalChange&& change, std::uint64_t volume_serial, E
         entry.has_sample_digest = false;
         entry.has_full_digest = false;
     }
-    if ((change.reason & reason_metadata) != 0)
+    // A record has neither size nor times. Whatever it is about, an entry that it creates would
+    // count as an empty file until its metadata is read.
+    if (created || (change.reason & reason_metadata) != 0)
         changed_ids.insert(change.file_reference);
     return false;
 }

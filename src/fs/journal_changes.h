@@ -28,8 +28,9 @@ using EntryMap = std::pmr::unordered_map<std::uint64_t, detail::FileCandidate>;
 using ReferenceSet = std::unordered_set<std::uint64_t>;
 
 // Applies one change: erases a deleted entry, makes or moves any other, drops its digests when its
-// contents may differ, and notes in `changed_ids` whose metadata must be read again. True when an
-// entry was erased. `volume_serial` is that of the volume.
+// contents may differ, and notes in `changed_ids` whose metadata must be read: each entry that it
+// makes, whatever the reason, and each whose size or times may differ. True when an entry was
+// erased. `volume_serial` is that of the volume.
 bool apply_journal_change(JournalChange&& change, std::uint64_t volume_serial, EntryMap& records,
                           ReferenceSet& changed_ids);
 

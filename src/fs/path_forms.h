@@ -9,18 +9,13 @@
 #include <string>
 #include <string_view>
 
+#include "fs/case_folding.h"
+
 namespace larkspine {
 
 // The prefixes of a local path and of a network path in long form.
 inline constexpr std::wstring_view long_path_prefix = L"\\\\?\\";
 inline constexpr std::wstring_view long_unc_prefix = L"\\\\?\\UNC\\";
-
-// Case folding of the comparison form, one code unit at a time: the ASCII capitals alone. That is
-// what the runtime library's towlower does in the C locale, which this program never leaves, and
-// unlike towlower it is the same on every machine. Accented capitals stay as they are.
-[[nodiscard]] constexpr wchar_t fold_code_unit(wchar_t unit) noexcept {
-    return unit >= L'A' && unit <= L'Z' ? static_cast<wchar_t>(unit + (L'a' - L'A')) : unit;
-}
 
 [[nodiscard]] constexpr bool is_separator(wchar_t unit) noexcept {
     return unit == L'\\' || unit == L'/';

@@ -2,6 +2,7 @@
 
 #include <bit>
 
+#include "fs/case_folding.h"
 #include "fs/path_forms.h"
 #include "fs/win32_handle.h"
 
@@ -67,22 +68,34 @@ std::optional<std::uint64_t> file_reference_of(const std::wstring& path) {
     return join_halves(information.nFileIndexHigh, information.nFileIndexLow);
 }
 
-std::optional<FILE_ID_INFO> file_identity_of(const std::wstring& path) {
-    const unique_handle file = open_for_reading(path, FILE_ATTRIBUTE_NORMAL);
+namespace {
+
+std::optional<FILE_ID_INFO> identity_of_open(HANDLE file) {
     FILE_ID_INFO identity = {};
-    if (!file || !GetFileInformationByHandleEx(file.get(), FileIdInfo, &identity, sizeof identity))
+    if (!GetFileInformationByHandleEx(file, FileIdInfo, &identity, sizeof identity))
         return std::nullopt;
     return identity;
 }
 
-bool read_identity(detail::FileCandidate& entry) {
-    const std::optional<FILE_ID_INFO> identity = file_identity_of(entry.path);
+}  // namespace
+
+std::optional<FILE_ID_INFO> file_identity_of(const std::wstring& path) {
+    const unique_handle file = open_for_reading(path, FILE_ATTRIBUTE_NORMAL);
+    return file ? identity_of_open(file.get()) : std::nullopt;
+}
+
+IdentityAnswer read_identity(detail::FileCandidate& entry) {
+    const unique_handle file = open_for_reading(entry.path, FILE_ATTRIBUTE_NORMAL);
+    const std::optional<FILE_ID_INFO> identity = file ? identity_of_open(file.get()) : std::nullopt;
     if (!identity)
-        return false;
+        return IdentityAnswer::unreadable;
+    LARGE_INTEGER size = {};
+    if (entry.size == 0 && GetFileSizeEx(file.get(), &size) && size.QuadPart != 0)
+        return IdentityAnswer::not_empty;
     entry.volume_serial = identity->VolumeSerialNumber;
     entry.file_id = std::bit_cast<detail::FileId>(identity->FileId);
     entry.has_file_id = true;
-    return true;
+    return IdentityAnswer::read;
 }
 
 }  // namespace larkspine

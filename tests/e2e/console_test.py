@@ -37,8 +37,7 @@ class ConsoleCase(EndToEnd):
         terminal.judge(lambda rows: self.assertEqual(rows[-1].rstrip(), PAUSE))
         terminal.judge(lambda rows: self.assertEqual(
             terminal.cursor(), (len(PAUSE), len(rows) - 1, True)))
-        terminal.press_enter()
-        self.assertEqual(terminal.wait_for_end(), code)
+        self.assertEqual(terminal.press_enter_until_the_end(), code)
 
 
 class ProgressTest(ConsoleCase, unittest.TestCase):

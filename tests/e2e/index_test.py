@@ -148,6 +148,17 @@ class IndexFileTest(IndexCase, unittest.TestCase):
         self.scan(root="z:" + self.display[2:].upper())
         self.index_path()
 
+    def test_an_index_below_the_root_is_not_scanned_however_its_letters_are_typed(self):
+        (self.root / "Éric" / "Œuvres").mkdir(parents=True)
+        self.file("Éric/a")
+        for spelling in ("Éric\\Œuvres", "éric\\œuvres", "éRIC/ŒUVRES/"):
+            with self.subTest(spelling=spelling):
+                index = {"LARKSPINE_INDEX_DIRECTORY": f"{self.display}\\{spelling}"}
+                for _ in range(2):
+                    run = self.scan(root=self.display + "\\éric", environment=index)
+                    self.assertEqual((run.code, run.stderr), (0, b""))
+                    self.assert_summary(run, 1, 0)
+
     def test_an_index_folder_that_cannot_be_made_costs_the_index_alone(self):
         rows = self.pair()
         missing = {"LARKSPINE_INDEX_DIRECTORY": windows_path(self.work.path / "no" / "such")}

@@ -69,6 +69,17 @@ class Terminal:
     def wait_for_text(self, text):
         self.wait_until(lambda: any(text in row for row in self.rows()))
 
+    def press_enter_until_the_end(self):
+        """A key that comes between what Wine's console shows and its next read may be lost to the
+        terminal, so it is pressed again each second, as a person would. The exit code."""
+        latest = time.monotonic() + TIME_LIMIT
+        while self.code is None and time.monotonic() < latest:
+            self.press_enter()
+            soon = time.monotonic() + 1
+            while self.code is None and time.monotonic() < soon:
+                time.sleep(0.02)
+        return self.wait_for_end()
+
     def wait_for_end(self):
         self.wait_until(lambda: self.code is not None)
         return self.code

@@ -286,6 +286,30 @@ TEST_F(CandidatePipelineTest, EveryPartOfTheIdentityDistinguishesFiles) {
     EXPECT_EQ(links(), (Counts{0, 0}));
 }
 
+// An entry of a table scan has the low half of the volume's serial number, any other all of it.
+TEST_F(CandidatePipelineTest, TwoNamesOfOneFileAreNoDuplicatesWhicheverWayTheyWereFound) {
+    identify(add_missing(L"b"), 0x1B0C'7D42, 2, 0);
+    identify(add_missing(L"a"), 0x5EA1'90F3'1B0C'7D42, 2, 0);
+    EXPECT_EQ(collapse(), Names{L"a"});
+    EXPECT_EQ(links(), (Counts{1, 1}));
+    EXPECT_EQ(list[0]->volume_serial, 0x1B0C'7D42u) << "what is stored stays as it was found";
+    EXPECT_EQ(list[1]->volume_serial, 0x5EA1'90F3'1B0C'7D42u);
+}
+
+// A listing may be behind for a file that a program has just made and is writing.
+TEST_F(CandidatePipelineTest, AFileListedAsEmptyThatIsNotIsNoDuplicateOfEmptyFiles) {
+    size = 7;
+    add(L"a log that is being written").size = 0;
+    size = 0;
+    add(L"b");
+    add(L"c");
+    process(true);
+    EXPECT_EQ(groups(), (std::vector<Names>{{L"b", L"c"}}));
+    EXPECT_EQ(statistics.empty_files_grouped, 2U);
+    EXPECT_EQ(statistics.failures, 1U);
+    EXPECT_FALSE(list[0]->has_file_id) << "so that the next run asks again";
+}
+
 TEST_F(CandidatePipelineTest, AFileWithoutAReadableIdentityIsKept) {
     detail::FileCandidate& missing = add_missing(L"b");
     EXPECT_EQ(collapse(), Names{L"b"});

@@ -159,6 +159,21 @@ TEST_F(ScanDriverNtfsTest, AJournalThatBeginsAtThePositionOfTheIndexCoversIt) {
     expect(run(), Way::delta);
 }
 
+// The position of an index is the end of the last record. When the next one does not fit into the
+// page it lies in a gap.
+TEST_F(ScanDriverNtfsTest, AnIndexWhosePositionLiesInAGapIsUnchangedUntilARecordComes) {
+    do
+        volume.append_to_journal(
+            {make_reference(900, 1), root_reference, 0, 0, 0x80000200, 0, 0, 0x20, L"z"});
+    while (journal_page_size - volume.journal().NextUsn % journal_page_size != 64);
+    (void)run();
+    expect(run(), Way::unchanged);
+    volume.write(L"long name", "same");
+    ASSERT_EQ(volume.journalled(stored().next_usn).at(0).usn, stored().next_usn + 64);
+    expect(run(), Way::delta);
+    expect(run(), Way::unchanged);
+}
+
 // ---- the delta ----------------------------------------------------------------------------------
 
 TEST_F(ScanDriverNtfsTest, AfterOneChangeOnlyThatFileIsTouchedAndTheIndexIsSaved) {

@@ -41,7 +41,7 @@ class DigestCarryOverTest : public ::testing::Test {
                                                  const std::wstring& real) {
         FileCandidate entry = hashed(path);
         FileCandidate identified = fresh(real);
-        EXPECT_TRUE(read_identity(identified));
+        EXPECT_EQ(read_identity(identified), IdentityAnswer::read);
         entry.volume_serial = identified.volume_serial;
         entry.file_id = identified.file_id;
         return entry;
@@ -126,11 +126,11 @@ TEST_F(DigestCarryOverTest, BothHalvesOfTheIdentifierAndTheVolumeCount) {
 }
 
 // A table scan knows only the low half of a volume's serial number.
-TEST_F(DigestCarryOverTest, AFileOfAVolumeWithAnotherHighHalfOfTheSerialNumberInheritsNothing) {
+TEST_F(DigestCarryOverTest, AMovedFileThatTheTableListedIsRecognisedByTheLowHalfOfTheSerialNumber) {
     const std::wstring now = tree_.file(L"new.txt", "hello");
     FileCandidate previous = hashed_with_identity_of(tree_.path(L"old.txt"), now);
     previous.volume_serial ^= 0xABCD'0000'0000'0000;
-    EXPECT_TRUE(has_no_digest(carry(fresh(now), {previous})));
+    EXPECT_TRUE(inherited(carry(fresh(now), {previous}), previous));
 }
 
 TEST_F(DigestCarryOverTest, ANewFileInheritsNothingAndKnowsItsIdentity) {
@@ -187,6 +187,12 @@ TEST_F(DigestCarryOverTest, AnotherSpellingThanThoseOfSeveralPathsIsLookedUpById
     mixed.full_digest = digest_from(9);
     EXPECT_TRUE(inherited(carry(fresh(now), {upper, mixed}), mixed));
     EXPECT_TRUE(inherited(carry(fresh(now), {mixed, upper}), mixed));
+}
+
+TEST_F(DigestCarryOverTest, ANewFileListedAsEmptyThatIsNotGetsNoIdentity) {
+    FileCandidate entry = fresh(tree_.file(L"new.txt", "hello"));
+    entry.size = 0;
+    EXPECT_FALSE(carry(entry, {hashed(tree_.path(L"other.txt"))}).has_file_id);
 }
 
 TEST_F(DigestCarryOverTest, AnEmptySnapshotOrAnEmptyTreeIsNoTrouble) {

@@ -95,6 +95,27 @@ TEST_F(JournalChangesTest, BasicInformationAndANewNameKeepTheDigestsAndAskForMet
     }
 }
 
+// The record says nothing of size and times: an entry that keeps the zeros it was made with would
+// be reported among the empty files.
+TEST_F(JournalChangesTest, AnEntryMadeByARecordAsksForMetadataWhateverTheReason) {
+    for (std::uint64_t bit = 0; bit < 32; ++bit) {
+        const std::uint32_t reason = std::uint32_t{1} << bit;
+        if (reason == 0x200)
+            continue;
+        apply(100 + bit, reason);
+        EXPECT_TRUE(changed_.contains(100 + bit)) << reason;
+    }
+    apply(200, 0);
+    EXPECT_TRUE(changed_.contains(200));
+}
+
+TEST_F(JournalChangesTest, AnEntryErasedAndMadeAgainAsksForMetadata) {
+    entry(10, root_reference, L"a");
+    apply(10, 0x80000200);
+    apply(10, 0x800);
+    EXPECT_TRUE(changed_.contains(10));
+}
+
 TEST_F(JournalChangesTest, OtherReasonsOnlyStampAndRename) {
     for (const std::uint32_t reason : {0x10000u, 0x80u, 0x400u, 0x800u, 0x4000u, 0x80000000u}) {
         changed_.clear();

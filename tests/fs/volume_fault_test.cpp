@@ -236,6 +236,13 @@ class FileIdentityFaultTest : public HandleFaultTest {
                 std::memcpy(buffer, &stored, sizeof stored);
                 return result;
             };
+        hooks().GetFileSizeEx = [this](HANDLE file, PLARGE_INTEGER size) {
+            if (file != test_handle)
+                return real_imports().GetFileSizeEx(file, size);
+            ++sizes_asked;
+            size->QuadPart = size_answer.value_or(0);
+            return BOOL{size_answer.has_value()};
+        };
     }
 
     static FILE_ID_INFO numbered_bytes() {
@@ -250,6 +257,8 @@ class FileIdentityFaultTest : public HandleFaultTest {
     const FILE_ID_INFO stored = numbered_bytes();
     std::vector<FILE_INFO_BY_HANDLE_CLASS> kinds;
     std::vector<DWORD> sizes;
+    std::optional<std::int64_t> size_answer = 0;  // none: the question fails
+    int sizes_asked = 0;
 };
 
 TEST_F(FileIdentityFaultTest, TheIdentityIsWhatTheSystemStored) {
@@ -289,7 +298,7 @@ TEST_F(FileIdentityFaultTest, AnEntryTakesTheIdentityOfItsFile) {
     identity_answers(TRUE);
     detail::FileCandidate entry;
     entry.path = L"\\\\?\\C:\\a";
-    EXPECT_TRUE(read_identity(entry));
+    EXPECT_EQ(read_identity(entry), IdentityAnswer::read);
     EXPECT_TRUE(entry.has_file_id);
     EXPECT_EQ(entry.volume_serial, 0xE9EAEBECEDEEEFF0u);
     EXPECT_EQ(entry.file_id.low, 0xE1E2E3E4E5E6E7E8u);
@@ -303,10 +312,43 @@ TEST_F(FileIdentityFaultTest, AnEntryWhoseIdentityCannotBeReadStaysAsItWas) {
     entry.path = L"\\\\?\\C:\\a";
     entry.volume_serial = 5;
     entry.file_id = {6, 7};
-    EXPECT_FALSE(read_identity(entry));
+    EXPECT_EQ(read_identity(entry), IdentityAnswer::unreadable);
     EXPECT_FALSE(entry.has_file_id);
     EXPECT_EQ(entry.volume_serial, 5u);
     EXPECT_EQ(entry.file_id, (detail::FileId{6, 7}));
+}
+
+TEST_F(FileIdentityFaultTest, AnEntryOfSizeZeroWhoseFileHasContentsStaysAsItWas) {
+    identity_answers(TRUE);
+    detail::FileCandidate entry;
+    entry.path = L"\\\\?\\C:\\a";
+    size_answer = std::int64_t{1} << 40;
+    EXPECT_EQ(read_identity(entry), IdentityAnswer::not_empty);
+    EXPECT_FALSE(entry.has_file_id);
+    EXPECT_EQ(entry.volume_serial, 0u);
+    EXPECT_EQ(closed, 1);
+}
+
+TEST_F(FileIdentityFaultTest, AnEmptyFileOrOneThatDoesNotTellItsSizeTakesItsIdentity) {
+    identity_answers(TRUE);
+    for (const std::optional<std::int64_t> answer :
+         {std::optional<std::int64_t>(0), std::optional<std::int64_t>()}) {
+        detail::FileCandidate entry;
+        entry.path = L"\\\\?\\C:\\a";
+        size_answer = answer;
+        EXPECT_EQ(read_identity(entry), IdentityAnswer::read);
+        EXPECT_TRUE(entry.has_file_id);
+    }
+    EXPECT_EQ(sizes_asked, 2);
+}
+
+TEST_F(FileIdentityFaultTest, OnlyEntriesOfSizeZeroAreAskedForTheirSize) {
+    identity_answers(TRUE);
+    detail::FileCandidate entry;
+    entry.path = L"\\\\?\\C:\\a";
+    entry.size = 1;
+    EXPECT_EQ(read_identity(entry), IdentityAnswer::read);
+    EXPECT_EQ(sizes_asked, 0);
 }
 
 // What a request to a volume was given.

@@ -12,7 +12,7 @@ std::atomic<const RealImports*> real_table{nullptr};
 
 template <typename Function>
 Function real_function(const char* name) {
-    const HMODULE kernel = GetModuleHandleW(L"kernel32.dll");
+    const HMODULE kernel = GetModuleHandleA("kernel32.dll");  // the W form is replaced itself
     return reinterpret_cast<Function>(reinterpret_cast<void*>(GetProcAddress(kernel, name)));
 }
 

@@ -61,6 +61,9 @@
     X(BOOL, ReadConsoleW,                                                                          \
       (HANDLE a, LPVOID b, DWORD c, LPDWORD d, PCONSOLE_READCONSOLE_CONTROL e), (a, b, c, d, e))   \
     X(DWORD, GetConsoleProcessList, (LPDWORD a, DWORD b), (a, b))                                  \
+    X(UINT, GetErrorMode, (), ())                                                                  \
+    X(UINT, SetErrorMode, (UINT a), (a))                                                           \
+    X(HMODULE, GetModuleHandleW, (LPCWSTR a), (a))                                                 \
     X(BOOL, TerminateProcess, (HANDLE a, UINT b), (a, b))                                          \
     X(VOID, Sleep, (DWORD a), (a))                                                                 \
     X(int, WideCharToMultiByte,                                                                    \

@@ -1,6 +1,7 @@
 #include "support/simulated_journal.h"
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 namespace larkspine::testing {
@@ -11,6 +12,14 @@ constexpr std::uint64_t one_millisecond = 10'000;
 
 std::int64_t length_of(const UsnRecordFields& record) {
     return static_cast<std::int64_t>(usn_record_length(record.name.size()));
+}
+
+// No record reaches into the next page: when the rest of its page is too small it begins with the
+// next one. No name of NTFS makes a record that is longer than a page.
+std::int64_t place_of(std::int64_t end, std::int64_t length) {
+    const std::int64_t in_page = end % journal_page_size;
+    return in_page + length > journal_page_size && in_page != 0 ? end - in_page + journal_page_size
+                                                                : end;
 }
 
 // With every reason wanted, a planted record without any is wanted too.
@@ -44,19 +53,23 @@ USN_JOURNAL_DATA_V0 SimulatedJournal::data() const {
 }
 
 std::int64_t SimulatedJournal::append(UsnRecordFields record) {
-    record.usn = next_usn_;
+    const std::int64_t usn = place_of(next_usn_, length_of(record));
+    record.usn = usn;
     record.time_stamp = clock_ += one_millisecond;
-    next_usn_ += length_of(record);
+    next_usn_ = usn + length_of(record);
     records_.push_back(std::move(record));
-    const std::int64_t usn = records_.back().usn;
-
-    const auto held = [this] { return static_cast<std::uint64_t>(next_usn_ - first_usn_); };
-    if (held() > maximum_size_ + allocation_delta_)
-        while (records_.size() > 1 && held() > maximum_size_) {
-            first_usn_ += length_of(records_.front());
-            records_.pop_front();
-        }
+    if (static_cast<std::uint64_t>(next_usn_ - first_usn_) > maximum_size_ + allocation_delta_)
+        trim();
     return usn;
+}
+
+// Whole pages go, but never that of the last record.
+void SimulatedJournal::trim() {
+    const std::int64_t last_page = records_.back().usn / journal_page_size * journal_page_size;
+    while (static_cast<std::uint64_t>(next_usn_ - first_usn_) > maximum_size_ &&
+           first_usn_ < last_page)
+        first_usn_ = first_usn_ / journal_page_size * journal_page_size + journal_page_size;
+    records_.erase(records_.begin(), record_at(first_usn_));
 }
 
 void SimulatedJournal::purge() {
@@ -90,8 +103,11 @@ DWORD SimulatedJournal::read(const READ_USN_JOURNAL_DATA_V0& request, std::byte*
     if (start < first_usn_)
         return ERROR_JOURNAL_ENTRY_DELETED;
     auto record = record_at(start);
-    const std::int64_t found = record == records_.end() ? next_usn_ : record->usn;
-    if (start != found)
+    // A start between the end of a record and the next one is in the gap before a page.
+    const std::int64_t end_before = record == records_.begin()
+                                        ? first_usn_
+                                        : std::prev(record)->usn + length_of(*std::prev(record));
+    if (start < end_before || (record == records_.end() && start > next_usn_))
         return ERROR_INVALID_PARAMETER;
     if (size < header_size)
         return ERROR_INSUFFICIENT_BUFFER;

@@ -1,6 +1,10 @@
 // A change journal: records in the order of the changes, each at its USN, the offset of its first
-// byte. USNs therefore rise by each record's length. When it holds more than it may, the oldest
-// records go and its first USN rises. Not thread-safe by itself: its owner holds a lock.
+// byte. USNs therefore rise by each record's length, except at the end of a page of 4,096 bytes: a
+// record that does not fit into the rest of its page begins with the next one, which leaves a gap.
+// The next USN is the end of the last record, because how long the next one is, and so whether it
+// leaves a gap, is not known before it comes; a read may start there, and anywhere in a gap. When
+// the journal holds more than it may, the oldest pages go, so that its first USN is the start of a
+// page. Not thread-safe by itself: its owner holds a lock.
 #pragma once
 
 #include "fs/win32_api.h"
@@ -13,6 +17,8 @@
 #include "support/usn_record_writer.h"
 
 namespace larkspine::testing {
+
+inline constexpr std::int64_t journal_page_size = 4096;
 
 struct JournalSettings {
     bool active = true;
@@ -31,7 +37,7 @@ class SimulatedJournal {
     [[nodiscard]] USN_JOURNAL_DATA_V0 data() const;
 
     // Gives the record its USN and time and keeps it. When the journal then exceeds its maximum
-    // size and allocation delta together, at least an allocation delta of the oldest records goes.
+    // size and allocation delta together, its oldest pages go until the maximum size holds it.
     std::int64_t append(UsnRecordFields record);
 
     void purge();
@@ -43,12 +49,13 @@ class SimulatedJournal {
 
     [[nodiscard]] std::vector<UsnRecordFields> records_from(std::int64_t start) const;
 
-    // FSCTL_READ_USN_JOURNAL: the USN to go on with, then as many records as fit. Returns the error
-    // code, 0 for success.
+    // FSCTL_READ_USN_JOURNAL: the USN to go on with, which is the end of the last record that was
+    // passed, then as many records as fit. Returns the error code, 0 for success.
     DWORD read(const READ_USN_JOURNAL_DATA_V0& request, std::byte* output, DWORD size,
                DWORD& returned) const;
 
   private:
+    void trim();
     [[nodiscard]] std::deque<UsnRecordFields>::const_iterator record_at(std::int64_t usn) const;
 
     bool active_;

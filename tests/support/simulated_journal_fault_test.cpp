@@ -32,23 +32,88 @@ class SimulatedJournalTest : public ::testing::Test {
         return answer;
     }
 
-    // 64 bytes a record of up to two letters.
-    SimulatedJournal journal{{true, 0x77, 1000 * 8, 1024, 256}};
+    // 64 bytes a record of up to two letters, so 64 of them fill a page. The first record is the
+    // third last of its page.
+    static constexpr std::int64_t page = 4096;
+    static constexpr std::int64_t origin = 2 * page - 3 * 64;
+    SimulatedJournal journal{{true, 0x77, origin, 8192, 4096}};
 };
 
 TEST_F(SimulatedJournalTest, UsnsRiseByEachRecordsLength) {
     EXPECT_EQ(journal.append(change(L"a")), 8000);
     EXPECT_EQ(journal.append(change(L"abc")), 8064);
-    EXPECT_EQ(journal.append(change(L"")), 8064 + 72);
-    EXPECT_EQ(journal.data().NextUsn, 8064 + 72 + 64);
+    EXPECT_EQ(journal.data().NextUsn, 8064 + 72);
     EXPECT_EQ(journal.data().FirstUsn, 8000);
+}
+
+TEST_F(SimulatedJournalTest, ARecordThatFillsItsPageLeavesNoGap) {
+    for (int i = 0; i < 3; ++i)
+        journal.append(change(L"a"));
+    EXPECT_EQ(journal.data().NextUsn, 2 * page);
+    EXPECT_EQ(journal.append(change(L"b")), 2 * page);
+}
+
+TEST_F(SimulatedJournalTest, ARecordThatDoesNotFitIntoItsPageBeginsWithTheNext) {
+    EXPECT_EQ(journal.append(change(L"a")), origin);
+    EXPECT_EQ(journal.append(change(L"a")), origin + 64);
+    EXPECT_EQ(journal.data().NextUsn, origin + 128) << "what comes next is not known yet";
+    EXPECT_EQ(journal.append(change(L"abc")), 2 * page) << "8 bytes too long";
+    EXPECT_EQ(journal.append(change(L"a")), 2 * page + 72) << "the gap is not used any more";
+}
+
+TEST_F(SimulatedJournalTest, NoRecordOfAnyLengthReachesIntoTheNextPage) {
+    for (std::size_t length = 0; length < 256; ++length)
+        journal.append(change(std::wstring(length, L'n')));
+    for (const UsnRecordFields& record : journal.records_from(0)) {
+        const auto last =
+            record.usn + static_cast<std::int64_t>(usn_record_length(record.name.size())) - 1;
+        EXPECT_EQ(record.usn / page, last / page) << record.name.size();
+    }
+}
+
+TEST_F(SimulatedJournalTest, AReadMayStartInTheGapBeforeAPage) {
+    journal.append(change(L"a"));
+    journal.append(change(L"a"));
+    const std::int64_t gap = journal.data().NextUsn;
+    EXPECT_EQ(read(gap).returned, 8u) << "before it is known to be one";
+    journal.append(change(L"abc"));
+    for (std::int64_t start = gap; start <= 2 * page; start += 8) {
+        const VolumeAnswer answer = read(start);
+        EXPECT_EQ(answer.names(), (std::vector<std::wstring>{L"abc"})) << start;
+        EXPECT_EQ(answer.next(), 2u * page + 72) << start;
+    }
+    EXPECT_EQ(read(gap - 8).error, DWORD{ERROR_INVALID_PARAMETER}) << "inside a record";
+    EXPECT_EQ(read(2 * page + 8).error, DWORD{ERROR_INVALID_PARAMETER});
+}
+
+TEST_F(SimulatedJournalTest, AFullBufferMayEndBeforeAGapAndTheNextReadGoesOnFromThere) {
+    journal.append(change(L"a"));
+    journal.append(change(L"a"));
+    journal.append(change(L"abc"));
+    const VolumeAnswer answer = read(origin, 8 + 2 * 64 + 71);
+    EXPECT_EQ(answer.records().size(), 2u);
+    EXPECT_EQ(answer.next(), std::uint64_t{origin + 128});
+    EXPECT_EQ(read(origin + 128, 8 + 71).error, DWORD{ERROR_INSUFFICIENT_BUFFER});
+    EXPECT_EQ(read(origin + 128, 8 + 72).names(), (std::vector<std::wstring>{L"abc"}));
+}
+
+TEST_F(SimulatedJournalTest, AJournalThatIsPurgedBeforeAGapIsReadFromThere) {
+    journal.append(change(L"a"));
+    journal.append(change(L"a"));
+    journal.purge();
+    const std::int64_t start = journal.data().FirstUsn;
+    EXPECT_EQ(start, origin + 128);
+    EXPECT_EQ(journal.append(change(L"abc")), 2 * page);
+    EXPECT_EQ(read(start).names(), (std::vector<std::wstring>{L"abc"}));
+    EXPECT_EQ(read(0).names(), (std::vector<std::wstring>{L"abc"}));
+    EXPECT_EQ(read(start - 8).error, DWORD{ERROR_JOURNAL_ENTRY_DELETED});
 }
 
 TEST_F(SimulatedJournalTest, TheDescriptionTellsItsLimits) {
     const USN_JOURNAL_DATA_V0 data = journal.data();
     EXPECT_EQ(data.UsnJournalID, 0x77u);
-    EXPECT_EQ(data.MaximumSize, 1024u);
-    EXPECT_EQ(data.AllocationDelta, 256u);
+    EXPECT_EQ(data.MaximumSize, 8192u);
+    EXPECT_EQ(data.AllocationDelta, 4096u);
     EXPECT_EQ(data.LowestValidUsn, 0);
     EXPECT_GT(data.MaxUsn, data.NextUsn);
 }
@@ -122,16 +187,17 @@ TEST_F(SimulatedJournalTest, WhatCannotBeReadFailsWithTheDocumentedError) {
     EXPECT_EQ(read(7992).returned, 0u);
 }
 
-TEST_F(SimulatedJournalTest, BeyondItsSizeTheOldestRecordsGoAndTheFirstUsnRises) {
-    for (int i = 0; i < 20; ++i)  // 1280 bytes: its size and its delta together
+TEST_F(SimulatedJournalTest, BeyondItsSizeTheOldestPagesGoAndTheFirstUsnRises) {
+    for (int i = 0; i < 3 * 64; ++i)  // 12,288 bytes: its size and its delta together
         journal.append(change(L"a"));
-    EXPECT_EQ(journal.data().FirstUsn, 8000);
+    EXPECT_EQ(journal.data().FirstUsn, origin);
     journal.append(change(L"b"));
-    EXPECT_EQ(journal.data().NextUsn, 8000 + 21 * 64);
-    EXPECT_EQ(journal.data().FirstUsn, 8000 + 5 * 64);  // 16 of 64 bytes are left
-    EXPECT_EQ(journal.records_from(0).size(), 16u);
-    EXPECT_EQ(read(8000 + 4 * 64).error, DWORD{ERROR_JOURNAL_ENTRY_DELETED});
-    EXPECT_EQ(read(8000 + 5 * 64).records().size(), 16u);
+    EXPECT_EQ(journal.data().NextUsn, origin + 3 * page + 64);
+    EXPECT_EQ(journal.data().FirstUsn, 3 * page) << "8,192 bytes at most, from the start of a page";
+    EXPECT_EQ(journal.records_from(0).size(), 2u * 64 - 2);
+    EXPECT_EQ(journal.records_from(0).front().usn, 3 * page);
+    EXPECT_EQ(read(3 * page - 64).error, DWORD{ERROR_JOURNAL_ENTRY_DELETED});
+    EXPECT_EQ(read(3 * page, 16384).records().size(), 2u * 64 - 2);
 }
 
 TEST_F(SimulatedJournalTest, APurgedJournalBeginsWhereItEnds) {

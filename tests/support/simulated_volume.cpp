@@ -258,4 +258,9 @@ std::wstring SimulatedVolume::system_path(std::wstring_view relative) const {
     return real_path(relative);
 }
 
+std::uint32_t SimulatedVolume::added_attributes(std::wstring_view relative) const {
+    const auto reference = table_.find(relative);
+    return reference ? table_.file(*reference).attributes & FILE_ATTRIBUTE_REPARSE_POINT : 0;
+}
+
 }  // namespace larkspine::testing

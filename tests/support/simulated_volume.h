@@ -24,10 +24,13 @@
 // when the volume is made was there before the journal: its records have USN 0, and their order in
 // the table is that of a listing sorted by name, folders before what they hold.
 //
-// Where the public documentation leaves a choice: the name in the record of an added link is the
-// added one; a file of several names is listed under the oldest that it still has; the place to go
-// on in the table is a bare record number; a journal read that starts beyond the end, or not at a
-// record, is an invalid parameter.
+// As in real journals, a link change is one record with the close reason, which names the link that
+// was added or removed. While the file is held open it carries the reasons gathered so far, and the
+// file keeps those: it is the link that is closed.
+//
+// Where the public documentation leaves a choice: a file of several names is listed under the
+// oldest that it still has; the place to go on in the table is a bare record number; a journal read
+// that starts beyond the end, or inside a record, is an invalid parameter.
 //
 // One volume at a time. It sets the hooks for its lifetime: make it before the threads that use it.
 // Operations and questions may come from any thread, also from an action during a call.
@@ -82,13 +85,23 @@ class SimulatedVolume : private VolumeContents {
     void rename(std::wstring_view from, std::wstring_view to);
     // Into another folder (empty: the root), under the same name. The same records.
     void move(std::wstring_view from, std::wstring_view into_folder);
-    // 0x80000200; but a name that is not the file's last: 0x10000 and 0x80010000, with that name.
+    // 0x80000200; but a name that is not the file's last: 0x80010000, with that name.
     void remove(std::wstring_view file_or_empty_folder);
     void remove_tree(std::wstring_view folder);
-    void link(std::wstring_view existing, std::wstring_view added);          // 0x10000
+    // 0x80010000 with the added name.
+    void link(std::wstring_view existing, std::wstring_view added);
     void set_attributes(std::wstring_view path, std::uint32_t attributes);   // 0x8000
     void set_write_time(std::wstring_view path, std::uint64_t filetime);     // 0x8000
     void set_creation_time(std::wstring_view path, std::uint64_t filetime);  // 0x8000
+    // Makes a reparse point of the file or folder, or an ordinary one again: 0x100000. Its
+    // attribute 0x400 is told by the table, the journal, queries and listings; it still opens as
+    // what it is.
+    void set_reparse_point(std::wstring_view path, bool reparse_point);
+    // The records of reasons that change neither contents nor metadata here: one for each that the
+    // open file has not had, the lowest first, and the close. With the close reason among them it
+    // is one record that has them all at once. Not for a file's making, deleting, renaming and
+    // linking.
+    void journal_reasons(std::wstring_view path, std::uint32_t reasons);
     // Holds the file open: its reasons accumulate over operations, without the close record, until
     // it is closed. Opening alone writes no record, closing only when there is a reason.
     void open(std::wstring_view path);
@@ -158,6 +171,7 @@ class SimulatedVolume : private VolumeContents {
     [[nodiscard]] std::optional<std::uint64_t> find_reference(
         std::wstring_view relative) const override;
     [[nodiscard]] std::wstring system_path(std::wstring_view relative) const override;
+    [[nodiscard]] std::uint32_t added_attributes(std::wstring_view relative) const override;
 
     void adopt_folder(const std::wstring& folder,
                       std::map<std::uint64_t, std::uint64_t>& references);
@@ -166,10 +180,14 @@ class SimulatedVolume : private VolumeContents {
     void make_parents(std::wstring_view path);
     // Gives a record to what was just made.
     std::uint64_t add_name(std::wstring_view path);
+    // Takes over the system's attributes; the file stays the reparse point that it is.
+    void read_attributes(std::uint64_t reference, std::wstring_view path);
     // Changes what the file holds; its time of last write rises.
     void change_contents(std::wstring_view path, const std::function<void()>& action);
     // Adds a reason, which is recorded unless the open file has it already.
     void change(std::uint64_t reference, std::uint32_t reason, std::wstring_view path);
+    // One record that names the link, whether the file is held open or not.
+    void write_link_record(std::uint64_t reference, std::wstring_view path);
     void close_unless_held(std::uint64_t reference, std::wstring_view path);
     void change_and_close(std::wstring_view path, std::uint32_t reason);
     void write_record(std::uint64_t reference, std::uint32_t reason, std::wstring_view path);

@@ -31,14 +31,48 @@ namespace usn_reason {
 inline constexpr std::uint32_t data_overwrite = 0x1;
 inline constexpr std::uint32_t data_extend = 0x2;
 inline constexpr std::uint32_t data_truncation = 0x4;
+inline constexpr std::uint32_t named_data_overwrite = 0x10;
 inline constexpr std::uint32_t named_data_extend = 0x20;
+inline constexpr std::uint32_t named_data_truncation = 0x40;
 inline constexpr std::uint32_t file_create = 0x100;
 inline constexpr std::uint32_t file_delete = 0x200;
+inline constexpr std::uint32_t extended_attribute_change = 0x400;
+inline constexpr std::uint32_t security_change = 0x800;
 inline constexpr std::uint32_t rename_old_name = 0x1000;
 inline constexpr std::uint32_t rename_new_name = 0x2000;
+inline constexpr std::uint32_t indexable_change = 0x4000;
 inline constexpr std::uint32_t basic_info_change = 0x8000;
 inline constexpr std::uint32_t hard_link_change = 0x10000;
+inline constexpr std::uint32_t compression_change = 0x20000;
+inline constexpr std::uint32_t encryption_change = 0x40000;
+inline constexpr std::uint32_t object_id_change = 0x80000;
+inline constexpr std::uint32_t reparse_point_change = 0x100000;
+inline constexpr std::uint32_t stream_change = 0x200000;
+inline constexpr std::uint32_t transacted_change = 0x400000;
+inline constexpr std::uint32_t integrity_change = 0x800000;
+inline constexpr std::uint32_t storage_class_change = 0x1000000;
 inline constexpr std::uint32_t close = 0x80000000;
+
+// What a file may undergo any number of times under one name.
+inline constexpr std::uint32_t repeatable[] = {data_overwrite,
+                                               data_extend,
+                                               data_truncation,
+                                               named_data_overwrite,
+                                               named_data_extend,
+                                               named_data_truncation,
+                                               extended_attribute_change,
+                                               security_change,
+                                               indexable_change,
+                                               basic_info_change,
+                                               compression_change,
+                                               encryption_change,
+                                               object_id_change,
+                                               reparse_point_change,
+                                               stream_change,
+                                               transacted_change,
+                                               integrity_change,
+                                               storage_class_change,
+                                               close};
 }  // namespace usn_reason
 
 struct UsnRecordFields {

@@ -41,6 +41,10 @@ struct VolumeCall {
     DWORD returned = 0;
     MFT_ENUM_DATA_V0 table{};            // of list_table
     READ_USN_JOURNAL_DATA_V0 journal{};  // of read_journal
+    std::uint64_t next = 0;  // where to go on, as list_table and read_journal answered it
+
+    // Of query_attributes, when it succeeded; zero in all other calls.
+    WIN32_FILE_ATTRIBUTE_DATA answer{};
 
     // Of an open; zero in all other calls.
     DWORD access = 0;

@@ -64,6 +64,10 @@ BOOL VolumeRequests::control(HANDLE volume, DWORD code, LPVOID input, DWORD inpu
         if (!disturb(fault, begun.call, error, bytes, written))
             faults.miss(fault);
     begun.call.returned = written;
+    const bool goes_on =
+        begun.call.request == Request::list_table || begun.call.request == Request::read_journal;
+    if (error == ERROR_SUCCESS && goes_on)
+        begun.call.next = load_little_endian(bytes, header_size);
     if (returned != nullptr)
         *returned = written;
     return finish(begun, error);

@@ -244,13 +244,13 @@ TEST(VolumeControlSettingsTest, TheRootMayBeLeftOutOfTheTable) {
 TEST(VolumeControlSettingsTest, ASmallJournalLosesItsOldestRecords) {
     TempTree tree;
     VolumeSettings settings;
-    settings.journal.maximum_size = 1024;
-    settings.journal.allocation_delta = 256;
+    settings.journal.maximum_size = 8192;
+    settings.journal.allocation_delta = 4096;
     SimulatedVolume volume(tree, settings);
     const std::int64_t start = volume.journal().NextUsn;
-    for (int i = 0; i < 8; ++i)
+    for (int i = 0; i < 65; ++i)  // 192 bytes each
         volume.write(L"a", "1");
-    EXPECT_GT(volume.journal().FirstUsn, start);
+    EXPECT_EQ(volume.journal().FirstUsn, start + 8192);
     EXPECT_EQ(VolumeClient().read(start, volume.journal().UsnJournalID).error,
               DWORD{ERROR_JOURNAL_ENTRY_DELETED});
 }

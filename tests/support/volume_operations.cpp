@@ -113,13 +113,13 @@ void SimulatedVolume::link(std::wstring_view existing, std::wstring_view added) 
     make_parents(added);
     real::link_file(real_path(existing), real_path(added));
     table_.add_name(reference, known(folder_of(added)), name_of(added));
-    change_and_close(added, usn_reason::hard_link_change);
+    write_link_record(reference, added);
 }
 
 void SimulatedVolume::set_attributes(std::wstring_view path, std::uint32_t attributes) {
     const Guard guard(lock_);
     real::set_attributes(real_path(path), attributes);
-    table_.file(known(path)).attributes = real::attributes_of(real_path(path));
+    read_attributes(known(path), path);
     change_and_close(path, usn_reason::basic_info_change);
 }
 
@@ -133,6 +133,32 @@ void SimulatedVolume::set_creation_time(std::wstring_view path, std::uint64_t fi
     const Guard guard(lock_);
     real::set_times(real_path(path), filetime, 0);
     change_and_close(path, usn_reason::basic_info_change);
+}
+
+void SimulatedVolume::set_reparse_point(std::wstring_view path, bool reparse_point) {
+    const Guard guard(lock_);
+    std::uint32_t& attributes = table_.file(known(path)).attributes;
+    attributes = reparse_point ? attributes | FILE_ATTRIBUTE_REPARSE_POINT
+                               : attributes & ~std::uint32_t{FILE_ATTRIBUTE_REPARSE_POINT};
+    change_and_close(path, usn_reason::reparse_point_change);
+}
+
+void SimulatedVolume::journal_reasons(std::wstring_view path, std::uint32_t reasons) {
+    const Guard guard(lock_);
+    std::uint32_t others = reasons;
+    for (const std::uint32_t reason : usn_reason::repeatable)
+        others &= ~reason;
+    if (others != 0)
+        throw std::logic_error("these reasons have operations of their own");
+    const std::uint64_t reference = known(path);
+    if ((reasons & usn_reason::close) != 0) {
+        write_record(reference, table_.file(reference).reasons | reasons, path);
+        return;
+    }
+    for (const std::uint32_t reason : usn_reason::repeatable)
+        if ((reasons & reason) != 0)
+            change(reference, reason, path);
+    close_unless_held(reference, path);
 }
 
 void SimulatedVolume::open(std::wstring_view path) {
@@ -185,14 +211,19 @@ void SimulatedVolume::change_contents(std::wstring_view path, const std::functio
     action();
     if (real::write_time_of(real_path(path)) == before)
         real::set_times(real_path(path), 0, before + 1);
-    table_.file(reference).attributes = real::attributes_of(real_path(path));
+    read_attributes(reference, path);
+}
+
+void SimulatedVolume::read_attributes(std::uint64_t reference, std::wstring_view path) {
+    std::uint32_t& attributes = table_.file(reference).attributes;
+    attributes = (attributes & FILE_ATTRIBUTE_REPARSE_POINT) | real::attributes_of(real_path(path));
 }
 
 void SimulatedVolume::change(std::uint64_t reference, std::uint32_t reason,
                              std::wstring_view path) {
     SimulatedTable::File& file = table_.file(reference);
-    // What the file has undergone since it was opened is told once, but each link is another name.
-    if ((file.reasons & reason) == reason && reason != usn_reason::hard_link_change)
+    // What the file has undergone since it was opened is told once.
+    if ((file.reasons & reason) == reason)
         return;
     file.reasons |= reason;
     write_record(reference, file.reasons, path);
@@ -204,6 +235,12 @@ void SimulatedVolume::close_unless_held(std::uint64_t reference, std::wstring_vi
         return;
     write_record(reference, file.reasons | usn_reason::close, path);
     file.reasons = 0;
+}
+
+void SimulatedVolume::write_link_record(std::uint64_t reference, std::wstring_view path) {
+    write_record(reference,
+                 table_.file(reference).reasons | usn_reason::hard_link_change | usn_reason::close,
+                 path);
 }
 
 void SimulatedVolume::change_and_close(std::wstring_view path, std::uint32_t reason) {
@@ -237,12 +274,10 @@ void SimulatedVolume::remove_known(std::wstring_view path) {
         real::remove_folder(real_path(path));
     else
         real::remove_file(real_path(path));
-    if (file.names.size() > 1) {
-        change(reference, usn_reason::hard_link_change, path);
-        close_unless_held(reference, path);
-    } else {
+    if (file.names.size() > 1)
+        write_link_record(reference, path);
+    else
         write_record(reference, file.reasons | usn_reason::file_delete | usn_reason::close, path);
-    }
     table_.remove_name(known(folder_of(path)), name_of(path));
     if (file.names.empty())
         table_.free(reference);

@@ -44,6 +44,10 @@ bool VolumeContents::attributes_in_memory(std::wstring_view, WIN32_FILE_ATTRIBUT
     return false;
 }
 
+std::uint32_t VolumeContents::added_attributes(std::wstring_view) const {
+    return 0;
+}
+
 VolumeRequests::VolumeRequests(const VolumeSettings& wanted, VolumeContents& contents,
                                VolumeLock& lock)
     : settings(wanted),
@@ -64,6 +68,8 @@ VolumeRequests::VolumeRequests(const VolumeSettings& wanted, VolumeContents& con
     hooks().GetFileAttributesExW = bind(&VolumeRequests::extended_attributes);
     hooks().GetFileAttributesW = bind(&VolumeRequests::plain_attributes);
     hooks().FindFirstFileExW = bind(&VolumeRequests::list);
+    hooks().FindNextFileW = bind(&VolumeRequests::list_next);
+    hooks().FindClose = bind(&VolumeRequests::close_listing);
     hooks().GetVolumeInformationW = bind(&VolumeRequests::describe);
 }
 
@@ -278,50 +284,11 @@ BOOL VolumeRequests::query(const std::wstring& below, LPCWSTR path,
     if (place.empty())
         return finish(begun, contents_.attributes_in_memory(below, data) ? ERROR_SUCCESS
                                                                          : ERROR_FILE_NOT_FOUND);
-    const BOOL done =
-        real_imports().GetFileAttributesExW(place.c_str(), GetFileExInfoStandard, &data);
-    return finish(begun, done ? ERROR_SUCCESS : GetLastError());
-}
-
-HANDLE VolumeRequests::list(LPCWSTR pattern, FINDEX_INFO_LEVELS level, LPVOID data,
-                            FINDEX_SEARCH_OPS operation, LPVOID filter, DWORD flags) {
-    const auto below = on_drive(pattern);
-    if (!below)
-        return real_imports().FindFirstFileExW(pattern, level, data, operation, filter, flags);
-    const Guard guard(lock_);
-    const std::size_t separator = below->rfind(L'\\');
-    VolumeCall call;
-    call.request = Request::list_folder;
-    call.path = separator == std::wstring::npos ? L"" : below->substr(0, separator);
-    call.as_given = pattern;
-    call.flags = flags;
-    Begun begun = begin(std::move(call));
-    HANDLE handle = INVALID_HANDLE_VALUE;
-    DWORD error = begun.refused.value_or(ERROR_SUCCESS);
-    const std::wstring place = contents_.system_path(*below);
-    if (error == ERROR_SUCCESS && place.empty())
-        error = ERROR_NOT_SUPPORTED;
-    if (error == ERROR_SUCCESS) {
-        handle =
-            real_imports().FindFirstFileExW(place.c_str(), level, data, operation, filter, flags);
-        if (handle == INVALID_HANDLE_VALUE)
-            error = GetLastError();
-        else if (separator == std::wstring::npos)
-            skip_dots(handle, *static_cast<WIN32_FIND_DATAW*>(data), error);
-    }
-    finish(begun, error);
-    return handle;
-}
-
-// The root of a drive lists neither itself nor a parent.
-void VolumeRequests::skip_dots(HANDLE& handle, WIN32_FIND_DATAW& data, DWORD& error) {
-    while (std::wstring_view(data.cFileName) == L"." || std::wstring_view(data.cFileName) == L"..")
-        if (!real_imports().FindNextFileW(handle, &data)) {
-            real_imports().FindClose(handle);
-            handle = INVALID_HANDLE_VALUE;
-            error = ERROR_FILE_NOT_FOUND;
-            return;
-        }
+    if (!real_imports().GetFileAttributesExW(place.c_str(), GetFileExInfoStandard, &data))
+        return finish(begun, GetLastError());
+    data.dwFileAttributes |= contents_.added_attributes(below);
+    begun.call.answer = data;
+    return finish(begun, ERROR_SUCCESS);
 }
 
 BOOL VolumeRequests::describe(LPCWSTR path, LPWSTR label, DWORD label_size, LPDWORD serial,

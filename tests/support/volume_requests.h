@@ -57,6 +57,8 @@ class VolumeContents {
     // Of a file in memory: false when there is none.
     virtual bool attributes_in_memory(std::wstring_view path,
                                       WIN32_FILE_ATTRIBUTE_DATA& data) const;
+    // Attributes that the file has besides those that the system gives it.
+    [[nodiscard]] virtual std::uint32_t added_attributes(std::wstring_view path) const;
 };
 
 class VolumeRequests {
@@ -115,6 +117,9 @@ class VolumeRequests {
     BOOL query(const std::wstring& below, LPCWSTR path, WIN32_FILE_ATTRIBUTE_DATA& data);
     HANDLE list(LPCWSTR pattern, FINDEX_INFO_LEVELS level, LPVOID data, FINDEX_SEARCH_OPS operation,
                 LPVOID filter, DWORD flags);
+    BOOL list_next(HANDLE listing, LPWIN32_FIND_DATAW data);
+    BOOL close_listing(HANDLE listing);
+    void add_attributes(const std::wstring& folder, WIN32_FIND_DATAW& data) const;
     static void skip_dots(HANDLE& handle, WIN32_FIND_DATAW& data, DWORD& error);
     BOOL describe(LPCWSTR path, LPWSTR label, DWORD label_size, LPDWORD serial,
                   LPDWORD component_length, LPDWORD features, LPWSTR file_system,
@@ -131,6 +136,7 @@ class VolumeRequests {
     VolumeLock& lock_;
     std::wstring exempt_;  // the folder for temporary files, when it is on a drive of that letter
     std::map<HANDLE, Opened> opened_;
+    std::map<HANDLE, std::wstring> listings_;  // the folder of each open listing on the drive
     ImportReset reset_;
 };
 

@@ -9,7 +9,7 @@ import pathlib
 import re
 import sys
 
-PROJECT = pathlib.Path(__file__).resolve().parent.parent
+PROJECT = pathlib.Path(__file__).resolve().parents[2]
 DOCUMENT = "docs/architecture.md"
 WINDOWS_HEADER = "fs/win32_api.h"
 

@@ -1,4 +1,4 @@
-"""What scripts/scale runs: large trees, two scans of each at three sizes, and a table.
+"""What bench/scale runs: large trees, two scans of each at three sizes, and a table.
 
     scale.py EXE FOLDER [--of N] [question...]
 

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """The finished program beside others that look for duplicates, over one generated tree.
 
-Started by scripts/compare, with Wine's environment. The tree, seed 1: folders of 100 files, of ten
+Started by bench/compare, with Wine's environment. The tree, seed 1: folders of 100 files, of ten
 files nine with up to 8 KiB, most others with up to 128 KiB, one in fifty with up to 300 KiB; of all
 files 30 % are copies of another and 5 % are hard links.
 """
@@ -119,7 +119,7 @@ def windows_path(path):
 
 
 def main():
-    parser = argparse.ArgumentParser(prog='scripts/compare')
+    parser = argparse.ArgumentParser(prog='bench/compare')
     parser.add_argument('executable', type=pathlib.Path)
     parser.add_argument('scratch', type=pathlib.Path)
     parser.add_argument('--files', type=int, default=20_000)

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Counts instructions of the portable parts, or samples a benchmark's row, and prints tables.
 
-Started by scripts/profile, in the project's folder, with a folder for whatever is written.
+Started by bench/profile, in the project's folder, with a folder for whatever is written.
 """
 import bisect
 import collections

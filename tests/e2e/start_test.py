@@ -1,0 +1,51 @@
+"""How the program starts: its arguments as they were typed, its settings before its first file call."""
+import re
+import subprocess
+import unittest
+
+from language import EndToEnd
+from program import TIME_LIMIT, exe, wine, wine_environment
+
+NOT_ACCESSIBLE = "Impossible d’accéder au dossier sélectionné."
+
+
+class ArgumentTest(EndToEnd, unittest.TestCase):
+    def test_a_wildcard_is_no_name_of_a_folder_that_it_matches(self):
+        (self.root / "images").mkdir()
+        for pattern in ("i*", "image?", "*", "[i]mages", "i*\\"):
+            with self.subTest(pattern=pattern):
+                self.assert_refused(self.work.run(pattern, folder=self.root), 2, NOT_ACCESSIBLE)
+        self.assertEqual(self.work.run("images", folder=self.root).code, 0)
+
+    def test_a_long_path_prefix_arrives_as_it_was_typed(self):
+        self.file("images/a")
+        self.file("images/b")
+        run = self.work.run("\\\\?\\" + self.display + "\\images")
+        self.assert_rows(run, (1, "Original", "images\\a", 7), (1, "Doublon", "images\\b", 7))
+        # As a wildcard the question mark would match the s.
+        self.assert_refused(self.work.run("\\\\?\\" + self.display + "\\image?"), 2,
+                            NOT_ACCESSIBLE)
+
+
+class SettingTest(EndToEnd, unittest.TestCase):
+    def calls(self):
+        """The names of the system calls of one run, in order, of which this test knows."""
+        environment = wine_environment()
+        environment["WINEDEBUG"] = "+relay"
+        run = subprocess.run([wine(), exe(), self.display, "--no-index"], env=environment,
+                             cwd=self.work.new_folder("run"), stdin=subprocess.DEVNULL,
+                             stdout=subprocess.DEVNULL, stderr=subprocess.PIPE,
+                             timeout=TIME_LIMIT, check=True)
+        return re.findall(r"Call KERNEL32\.(SetErrorMode\([0-9a-f]+|GetProcAddress|CreateFile|"
+                          r"GetFileAttributes|GetFullPathName|FindFirstFile|GetVolumeInformation)",
+                          run.stderr.decode(errors="replace"))
+
+    def test_no_file_call_can_open_a_dialog_or_fetch_from_a_cloud(self):
+        self.file("a")
+        calls = self.calls()
+        self.assertEqual(calls[:2], ["SetErrorMode(00000001", "GetProcAddress"])
+        self.assertIn("FindFirstFile", calls)
+
+
+if __name__ == "__main__":
+    unittest.main()
