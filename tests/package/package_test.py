@@ -4,6 +4,7 @@ LARKSPINE_PACKAGE_TWICE, as `scripts/prove package` sets it, it is made in two f
 The commit is one of its own, of the files as they lie in the working tree, so that a change is
 tested before it is committed. Expects in the environment what tests/e2e/program.py asks for.
 """
+import base64
 import hashlib
 import os
 import pathlib
@@ -30,7 +31,8 @@ TWICE = "LARKSPINE_PACKAGE_TWICE" in os.environ
 LINKED = {"librust-blake3-dev": "BLAKE3", "mingw-w64-x86-64-dev": "winpthreads",
           "mingw-w64-common": "mingw-w64-headers",
           "gcc-mingw-w64-x86-64-posix": "GCC RUNTIME LIBRARY EXCEPTION",
-          "g++-mingw-w64-x86-64-posix": "GCC RUNTIME LIBRARY EXCEPTION"}
+          "g++-mingw-w64-x86-64-posix": "GCC RUNTIME LIBRARY EXCEPTION",
+          "papaparse": "Permission is hereby granted", "d3-hierarchy": "Permission to use, copy"}
 
 
 def package(folder, **settings):
@@ -120,11 +122,11 @@ class PackageTest(EndToEnd, unittest.TestCase):
         self.assertEqual(hashlib.sha256(self.program).hexdigest(),
                          hashlib.sha256(tested).hexdigest(), "is that build up to date?")
 
-    def test_it_holds_the_program_the_guides_the_licences_and_the_sums(self):
+    def test_it_holds_the_program_the_viewer_the_guides_the_licences_and_the_sums(self):
         names = [entry.filename.removeprefix(NAME + "/") for entry in self.entries]
         self.assertEqual(names, sorted(names))
         self.assertEqual([name for name in names if not name.startswith("licences/")],
-                         sorted(["SHA256SUMS", "larkspine.exe", *GUIDES]))
+                         sorted(["SHA256SUMS", "larkspine.exe", "rapport.html", *GUIDES]))
         for name, source in GUIDES.items():
             self.assertEqual((self.unpacked / name).read_bytes(), (PROJECT / source).read_bytes())
 
@@ -198,6 +200,20 @@ class PackageTest(EndToEnd, unittest.TestCase):
         aware = manifest.find(
             ".//{http://schemas.microsoft.com/SMI/2016/WindowsSettings}longPathAware")
         self.assertEqual(aware.text, "true")
+
+    def test_the_viewer_is_small_and_forbids_all_network(self):
+        viewer = (self.unpacked / "rapport.html").read_text(encoding="utf-8")
+        self.assertLessEqual(len(viewer.encode()), 200 * 1024)
+        policy = re.search(r'http-equiv="Content-Security-Policy" content="([^"]*)"', viewer)[1]
+        rules = dict(rule.split(" ", 1) for rule in policy.split("; "))
+        self.assertEqual({name: rules[name] for name in ("default-src", "worker-src")},
+                         {"default-src": "'none'", "worker-src": "blob:"})
+        for name, tag in (("script-src", "script"), ("style-src", "style")):
+            text = re.search(f"<{tag}>(.*?)</{tag}>", viewer, re.DOTALL)[1]
+            digest = base64.b64encode(hashlib.sha256(text.encode()).digest()).decode()
+            self.assertEqual(rules[name], f"'sha256-{digest}'")
+        for path in (str(shared.path), str(PROJECT), "/usr/", "/build/", "node_modules"):
+            self.assertNotIn(path, viewer)
 
     def test_it_holds_no_path_of_the_machine_that_made_it(self):
         for path in (str(shared.path), str(PROJECT), "/usr/", "/build/"):

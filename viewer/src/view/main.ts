@@ -1,0 +1,3 @@
+import { Page } from "./page";
+
+new Page(document.body).start();

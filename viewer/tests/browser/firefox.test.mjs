@@ -1,0 +1,3 @@
+import { testsIn } from "./viewer_in.mjs";
+
+testsIn("firefox");
