@@ -10,6 +10,7 @@
 #include "engine/read_buffer.h"
 #include "fs/exclusions.h"
 #include "fs/file_metadata.h"
+#include "fs/journal_changes.h"
 #include "fs/path_forms.h"
 #include "fs/usn_record.h"
 #include "fs/volume.h"
@@ -49,25 +50,30 @@ void fill_entry(std::uint64_t reference, std::uint64_t volume_serial, MftRecord&
     entry.record_stamp = static_cast<std::uint64_t>(record.usn);
 }
 
-// Puts the path of every record's parent into the cache, as far as it can be built.
-void resolve_parents(const std::wstring& root, const MftRecordMap& records, PathCache& cache) {
+// The references that some record names as its parent.
+ReferenceSet parents_among(const MftRecordMap& records) {
+    ReferenceSet parents;
     for (const auto& [reference, record] : records)
-        (void)resolve_record_path(record.parent_reference, root, records, cache, 1);
+        parents.insert(record.parent_reference);
+    return parents;
 }
 
-// Builds the path of a record whose parent has been resolved; false when there is none. What is
-// nobody's parent is not worth its place in the cache.
-bool build_path(std::uint64_t reference, const MftRecord& record, const PathCache& cache,
+// Builds the path of a record; false when it has none. Leaves are not cached: nothing looks them up
+// again.
+bool build_path(std::uint64_t reference, const MftRecord& record, bool is_leaf,
+                const std::wstring& root, const MftRecordMap& records, PathCache& cache,
                 std::wstring& path) {
-    const auto known = cache.find(reference);
-    if (known != cache.end()) {
-        path = known->second;
-        return true;
+    if (!is_leaf) {
+        const std::wstring* const built = resolve_record_path(reference, root, records, cache);
+        if (built != nullptr)
+            path = *built;
+        return built != nullptr;
     }
-    const auto parent = cache.find(record.parent_reference);
-    if (parent != cache.end())
-        assign_joined(path, parent->second, record.name);
-    return parent != cache.end();
+    const std::wstring* const parent =
+        resolve_record_path(record.parent_reference, root, records, cache, 1);
+    if (parent != nullptr)
+        assign_joined(path, *parent, record.name);
+    return parent != nullptr;
 }
 
 // What every entry of one volume needs to know about it.
@@ -94,13 +100,15 @@ std::vector<std::size_t> build_entries(const std::wstring& root, const Volume& v
     std::pmr::monotonic_buffer_resource memory;
     PathCache cache(&memory);
     cache.emplace(volume.root_reference, root);
-    resolve_parents(root, records, cache);
+    const ReferenceSet parents = parents_among(records);
     std::vector<std::size_t> files;
     for (auto& [reference, record] : records) {
         if (reference == volume.root_reference)
             continue;
         FileCandidate entry;
-        if (!build_path(reference, record, cache, entry.path)) {
+        // A folder is cached here, before its name is taken, so that what it holds finds its path.
+        const bool is_leaf = !parents.contains(reference);
+        if (!build_path(reference, record, is_leaf, root, records, cache, entry.path)) {
             ++statistics.failures;
             continue;
         }
