@@ -22,8 +22,8 @@ void process_size_group(std::uint64_t size, std::span<FileCandidate* const> cand
 
 // The candidates that are different physical files, sorted by path: of several names of one file
 // only the first in path order stays. Reads and stores the identity of those that have none; a
-// candidate whose identity cannot be read stays. One that turns out not to be empty, as its entry
-// says, is dropped and counted in `failures`.
+// candidate whose identity cannot be read stays. One whose entry says 0 bytes and whose file
+// has some is dropped and counted in `failures`.
 [[nodiscard]] std::vector<FileCandidate*> collapse_hardlinks(
     std::span<FileCandidate* const> candidates, ScanStatistics& statistics);
 

@@ -1,6 +1,9 @@
 #include "fs/journal_changes.h"
 
+#include <cstddef>
+#include <functional>
 #include <memory_resource>
+#include <string_view>
 #include <utility>
 
 #include "fs/exclusions.h"
@@ -24,6 +27,34 @@ constexpr std::uint32_t reason_metadata =
 enum class Resolution : std::uint8_t { untouched, resolving_or_failed, resolved };
 
 using ResolutionMap = std::pmr::unordered_map<std::uint64_t, Resolution>;
+
+struct NameInFolder {
+    std::uint64_t folder = 0;
+    std::wstring_view name;
+
+    friend bool operator==(const NameInFolder&, const NameInFolder&) = default;
+};
+
+struct NameInFolderHash {
+    std::size_t operator()(const NameInFolder& place) const noexcept {
+        return std::hash<std::wstring_view>{}(place.name) ^
+               std::hash<std::uint64_t>{}(place.folder);
+    }
+};
+
+bool is_folder(const FileCandidate& entry) {
+    return (entry.attributes & detail::attribute_directory) != 0;
+}
+
+// The folders in which a change gave a file its name.
+ReferenceSet folders_named_in(const std::vector<JournalChange>& changes, const EntryMap& records) {
+    ReferenceSet folders;
+    for (const JournalChange& change : changes)
+        if (const auto named = records.find(change.file_reference);
+            named != records.end() && !is_folder(named->second))
+            folders.insert(named->second.record_id);
+    return folders;
+}
 
 // Builds the path of one entry; false when its chain of parents does not reach the root. Follows
 // the chain up to a known end and then back, without recursion: an index may hold a chain of any
@@ -131,6 +162,31 @@ void rebuild_paths(const std::wstring& root, std::uint64_t root_reference,
             pruned.push_back(reference);
     for (const std::uint64_t reference : pruned)
         records.erase(reference);
+}
+
+bool erase_lost_names(const std::vector<JournalChange>& changes, EntryMap& records) {
+    const ReferenceSet folders = folders_named_in(changes, records);
+    using Holder = EntryMap::const_pointer;
+    std::unordered_map<NameInFolder, Holder, NameInFolderHash> holders;
+    std::vector<std::uint64_t> lost;
+    for (const auto& entry : records) {
+        const FileCandidate& file = entry.second;
+        if (is_folder(file) || !folders.contains(file.record_id))
+            continue;
+        Holder& holder = holders[{file.record_id, file.name}];
+        if (holder == nullptr) {
+            holder = &entry;
+        } else if (holder->second.record_stamp < file.record_stamp) {
+            lost.push_back(holder->first);
+            holder = &entry;
+        } else {
+            lost.push_back(entry.first);
+        }
+    }
+    // The keys look into names of entries that are erased here, so nothing is looked up any more.
+    for (const std::uint64_t reference : lost)
+        records.erase(reference);
+    return !lost.empty();
 }
 
 }  // namespace larkspine

@@ -40,4 +40,10 @@ bool apply_journal_change(JournalChange&& change, std::uint64_t volume_serial, E
 void rebuild_paths(const std::wstring& root, std::uint64_t root_reference,
                    std::uint64_t volume_serial, EntryMap& records);
 
+// A folder holds a name once. Where two files have one name in one folder, the journal told of a
+// name that one of them lost, a link of its several, and that the other has taken since: the one
+// with the older record is erased. Only folders in which one of `changes` named a file are looked
+// at. True when an entry was erased.
+bool erase_lost_names(const std::vector<JournalChange>& changes, EntryMap& records);
+
 }  // namespace larkspine

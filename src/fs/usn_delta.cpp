@@ -108,6 +108,8 @@ bool apply_usn_delta(const std::wstring& root, HANDLE volume, const USN_JOURNAL_
         if (apply_journal_change(std::move(change), *serial, records, changed_ids))
             changed = true;
     rebuild_paths(root, *root_reference, *serial, records);
+    if (erase_lost_names(changes, records))
+        changed = true;
     if (!refresh_changed_metadata(records, changed_ids, pool, statistics))
         return false;
     changed = changed || std::ranges::any_of(changed_ids, [&](std::uint64_t reference) {

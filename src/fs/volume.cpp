@@ -86,12 +86,15 @@ std::optional<FILE_ID_INFO> file_identity_of(const std::wstring& path) {
 
 IdentityAnswer read_identity(detail::FileCandidate& entry) {
     const unique_handle file = open_for_reading(entry.path, FILE_ATTRIBUTE_NORMAL);
-    const std::optional<FILE_ID_INFO> identity = file ? identity_of_open(file.get()) : std::nullopt;
-    if (!identity)
+    if (!file)
         return IdentityAnswer::unreadable;
+    // First, since a share may tell the size and no identity.
     LARGE_INTEGER size = {};
     if (entry.size == 0 && GetFileSizeEx(file.get(), &size) && size.QuadPart != 0)
         return IdentityAnswer::not_empty;
+    const std::optional<FILE_ID_INFO> identity = identity_of_open(file.get());
+    if (!identity)
+        return IdentityAnswer::unreadable;
     entry.volume_serial = identity->VolumeSerialNumber;
     entry.file_id = std::bit_cast<detail::FileId>(identity->FileId);
     entry.has_file_id = true;

@@ -329,6 +329,14 @@ TEST_F(FileIdentityFaultTest, AnEntryOfSizeZeroWhoseFileHasContentsStaysAsItWas)
     EXPECT_EQ(closed, 1);
 }
 
+TEST_F(FileIdentityFaultTest, AFileWithContentsIsSeenToHaveThemWhereNoIdentityIsTold) {
+    identity_answers(FALSE);
+    detail::FileCandidate entry;
+    entry.path = L"\\\\?\\C:\\a";
+    size_answer = 7;
+    EXPECT_EQ(read_identity(entry), IdentityAnswer::not_empty);
+}
+
 TEST_F(FileIdentityFaultTest, AnEmptyFileOrOneThatDoesNotTellItsSizeTakesItsIdentity) {
     identity_answers(TRUE);
     for (const std::optional<std::int64_t> answer :

@@ -1,0 +1,70 @@
+// What becomes of a file whose several names were changed: the journal tells of a name that it lost
+// in the same way as of one that it was given.
+#include "fs/win32_api.h"
+
+#include <cstdint>
+#include <gtest/gtest.h>
+#include <string>
+
+#include "support/delta_volume.h"
+
+namespace larkspine::testing {
+namespace {
+
+class UsnDeltaLostNamesTest : public DeltaVolumeTest {
+  protected:
+    void SetUp() override {
+        volume.write(L"kept", "old text");
+        volume.link(L"kept", L"f\\lost");
+        volume.write(L"other", "text");
+        enumerate_with_digests();
+    }
+
+    // How many entries have that path.
+    std::size_t named(std::wstring_view relative) {
+        const Paths all = paths();
+        return static_cast<std::size_t>(std::count(all.begin(), all.end(), relative));
+    }
+};
+
+TEST_F(UsnDeltaLostNamesTest, ANameThatAnotherFileHasTakenIsThatFilesAlone) {
+    const std::uint64_t taker = volume.reference_of(L"other");
+    volume.remove(L"f\\lost");
+    volume.rename(L"other", L"f\\lost");
+    ASSERT_TRUE(apply());
+    EXPECT_EQ(named(L"f\\lost"), 1u);
+    EXPECT_EQ(entry(L"f\\lost").file_id.low, taker);
+    EXPECT_EQ(entry(L"f\\lost").size, 4u);
+    EXPECT_TRUE(changed);
+}
+
+TEST_F(UsnDeltaLostNamesTest, SoItIsWhenTheOtherFileComesInALaterRun) {
+    volume.remove(L"f\\lost");
+    ASSERT_TRUE(apply());
+    volume.write(L"f\\lost", "new");
+    ASSERT_TRUE(apply());
+    EXPECT_EQ(named(L"f\\lost"), 1u);
+    EXPECT_EQ(entry(L"f\\lost").size, 3u);
+    EXPECT_TRUE(changed);
+}
+
+TEST_F(UsnDeltaLostNamesTest, AFileThatTheSnapshotDidNotHoldDoesNotComeInUnderALostName) {
+    std::erase_if(snapshot.entries, [](const auto& held) { return held.name == L"kept"; });
+    volume.remove(L"f\\lost");
+    volume.write(L"f\\lost", "new");
+    ASSERT_TRUE(apply());
+    EXPECT_EQ(named(L"f\\lost"), 1u);
+    EXPECT_EQ(entry(L"f\\lost").size, 3u);
+    EXPECT_EQ(asked_for, Paths{L"f\\lost"}) << "once, for the file that is there";
+}
+
+TEST_F(UsnDeltaLostNamesTest, NamesOfOtherFoldersAndOtherCaseStay) {
+    volume.write(L"f\\kept", "text");
+    volume.append_to_journal({volume.reference_of(L"other"), root_reference, 0, 0, 0x800, 0, 0,
+                              FILE_ATTRIBUTE_ARCHIVE, L"KEPT"});
+    ASSERT_TRUE(apply());
+    EXPECT_EQ(named(L"kept") + named(L"KEPT") + named(L"f\\kept"), 3u);
+}
+
+}  // namespace
+}  // namespace larkspine::testing
