@@ -3,9 +3,11 @@
 // size and times.
 #include "fs/win32_api.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <functional>
 #include <gtest/gtest.h>
+#include <iterator>
 #include <string>
 #include <utility>
 #include <vector>
