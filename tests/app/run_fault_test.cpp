@@ -1,13 +1,16 @@
 #include "fs/win32_api.h"
 
+#include <chrono>
 #include <cstdint>
 #include <gtest/gtest.h>
 #include <iostream>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "app/run_fixture.h"
+#include "support/fake_clock.h"
 
 namespace larkspine::testing {
 namespace {
@@ -40,6 +43,22 @@ TEST_F(RunFaultTest, TheReportHoldsTheDuplicatesOfTheFolder) {
     const std::string narrow(folder.begin(), folder.end());
     EXPECT_EQ(read_file(report).substr(50),
               "1;Original;\"" + narrow + "\\a\";1\r\n1;Doublon;\"" + narrow + "\\b\";1\r\n");
+}
+
+TEST_F(RunFaultTest, WithoutAnIndexTheStatisticsShowNoTimeForReadingOrWritingIt) {
+    const FakeClock slow(std::chrono::seconds(1));
+    const std::wstring text = run_with({in.c_str(), L"--no-index", L"--stats"}).output;
+    const std::wstring title = L"  Temps (ms) index/énumération/analyse/écriture/total : ";
+    const std::size_t place = text.find(title);
+    ASSERT_NE(place, std::wstring::npos);
+    std::wistringstream times(text.substr(place + title.size()));
+    std::vector<std::uint64_t> found(5);
+    wchar_t slash = 0;
+    for (std::uint64_t& time : found)
+        times >> time >> slash;
+    EXPECT_EQ(found[0], 0u);
+    EXPECT_EQ(found[3], 0u);
+    EXPECT_GE(found[4], 1000u);
 }
 
 TEST_F(RunFaultTest, TheFolderMayBeRelativeOrInDisplayForm) {

@@ -1,5 +1,6 @@
 #include "fs/win32_api.h"
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <gtest/gtest.h>
@@ -12,11 +13,14 @@
 #include <vector>
 
 #include "engine/scan_driver.h"
+#include "support/fake_clock.h"
 #include "support/file_calls.h"
 #include "support/temp_tree.h"
 
 namespace larkspine::testing {
 namespace {
+
+using namespace std::chrono_literals;
 
 // The threads that come here. Each is held at its first visit until the expected number has come,
 // and a little longer, for threads beyond that number to come too.
@@ -248,27 +252,96 @@ TEST_F(ScanDriverFaultTest, FilesAreOnlyReadAndAllAreClosed) {
     EXPECT_EQ(calls.open_handles(), 0U);
 }
 
-TEST_F(ScanDriverFaultTest, EachPhaseHasItsOwnTimeInMilliseconds) {
+// Each would be the next number if it were rounded.
+TEST_F(ScanDriverFaultTest, EachPhaseHasItsOwnTimeInWholeMillisecondsTruncated) {
     for (const wchar_t* name : {L"a", L"b"})
         tree.file(name, "same");
-    options.workers = 1;
-    hooks().FindFirstFileExW = [](auto... arguments) {
-        Sleep(120);
+    options.index_mode = IndexMode::rebuild;
+    FakeClock clock;
+    hooks().FindFirstFileExW = [&](auto... arguments) {
+        clock.advance(120'999'900ns);
         return real_imports().FindFirstFileExW(arguments...);
     };
-    calls.on_open = [slept = false](const std::string&, DWORD) mutable {
-        if (!std::exchange(slept, true))
-            Sleep(250);
+    calls.on_open = [&, first = true](const std::string&, DWORD) mutable {
+        if (std::exchange(first, false))
+            clock.advance(250'999'900ns);
         return true;
     };
-    const ULONGLONG start = GetTickCount64();
+    hooks().MoveFileExW = [&](auto...) {
+        clock.advance(30'999'900ns);
+        return FALSE;
+    };
     const ScanStatistics statistics = run().statistics;
-    const ULONGLONG elapsed = GetTickCount64() - start;
-    // A sleep may end one step of the system's clock early, which is up to 16 ms.
-    EXPECT_GE(statistics.enumeration_ms, 100U);
-    EXPECT_GE(statistics.analysis_ms, 230U);
-    EXPECT_GE(statistics.total_ms, statistics.enumeration_ms + statistics.analysis_ms);
-    EXPECT_LE(statistics.total_ms, elapsed + 20);
+    EXPECT_EQ(statistics.index_ms, 0U);
+    EXPECT_EQ(statistics.enumeration_ms, 120U);
+    EXPECT_EQ(statistics.analysis_ms, 250U);
+    EXPECT_EQ(statistics.write_ms, 30U);
+    EXPECT_EQ(statistics.total_ms, 402U);
+}
+
+TEST_F(ScanDriverFaultTest, WithoutAnIndexItsTimesAreZeroHoweverSlowTheMachineIs) {
+    const FakeClock slow(1s);
+    const ScanStatistics statistics = run().statistics;
+    EXPECT_EQ(statistics.index_ms, 0U);
+    EXPECT_EQ(statistics.write_ms, 0U);
+    EXPECT_GE(statistics.total_ms, 1000U);
+}
+
+TEST_F(ScanDriverFaultTest, WithoutAnyCandidateTheAnalysisIsAPhaseAllTheSame) {
+    tree.file(L"alone", "of its size");
+    options.index_mode = IndexMode::rebuild;
+    std::vector<Seen> moments;
+    hooks().MoveFileExW = [&](auto...) {
+        moments.push_back(seen());
+        return FALSE;
+    };
+    (void)run();
+    EXPECT_EQ(moments, std::vector<Seen>({{ScanPhase::analysing, 1, 0, 0, 0}}));
+}
+
+TEST_F(ScanDriverFaultTest, OptionsThatNobodySetHaveOneWorker) {
+    EXPECT_EQ(ScanOptions().workers, 0U);
+    for (const wchar_t* name : {L"a", L"b", L"c", L"d"})
+        tree.file(name, "same");
+    options = {};
+    options.root = tree.root();
+    options.index_mode = IndexMode::disabled;
+    Visitors visitors(1);
+    calls.on_read = [&](std::size_t, DWORD&, DWORD&) {
+        visitors.visit();
+        return std::nullopt;
+    };
+    EXPECT_EQ(letters(run()), std::vector<std::wstring>{L"abcd"});
+    EXPECT_EQ(visitors.count(), 1U);
+}
+
+// The share is the tree itself: there is no server here.
+TEST_F(ScanDriverFaultTest, ANetworkFolderIsScannedInItsLongFormAndReportedAsTyped) {
+    tree.file(L"a", "same");
+    tree.file(L"sub\\b", "same");
+    const std::wstring share = L"\\\\?\\UNC\\server\\share";
+    std::set<std::wstring> listed;
+    const auto local = [&](LPCWSTR path) {
+        const std::wstring text(path);
+        return text.starts_with(share) ? tree.root() + text.substr(share.size()) : text;
+    };
+    hooks().FindFirstFileExW = [&](LPCWSTR path, auto... rest) {
+        listed.emplace(path);
+        return real_imports().FindFirstFileExW(local(path).c_str(), rest...);
+    };
+    hooks().CreateFileW = [&](LPCWSTR path, auto... rest) {
+        return real_imports().CreateFileW(local(path).c_str(), rest...);
+    };
+    for (const wchar_t* root : {L"\\\\server\\share", L"\\\\?\\UNC\\server\\share"}) {
+        options.root = root;
+        listed.clear();
+        const ScanResult result = scan(options, progress);
+        EXPECT_EQ(listed, (std::set{share + L"\\*", share + L"\\sub\\*"}));
+        ASSERT_EQ(result.groups.size(), 1U);
+        EXPECT_EQ(result.groups[0].at(0).path, L"\\\\server\\share\\a");
+        EXPECT_EQ(result.groups[0].at(1).path, L"\\\\server\\share\\sub\\b");
+        EXPECT_EQ(result.failures, 0U);
+    }
 }
 
 }  // namespace

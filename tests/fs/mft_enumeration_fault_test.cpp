@@ -292,6 +292,17 @@ TEST_F(MftOnDriveCTest, EveryRecordInAnExcludedFolderIsCountedAndNoneIsListed) {
     EXPECT_EQ(queried(), (Paths{L"data\\Windows\\a", L"windows.old\\a.dll"}));
 }
 
+TEST_F(MftOnDriveCTest, EveryRecordInAnIndexFolderIsCountedAndNoneIsListed) {
+    const std::wstring folder = index_folder();
+    const std::wstring parent = folder.substr(0, folder.rfind(L'\\'));
+    volume.write(folder + L"\\indexes\\an index", "x");
+    volume.write(parent + L"\\beside", "x");
+    ASSERT_TRUE(enumerate());
+    EXPECT_EQ(statistics.excluded_entries, 3u);
+    EXPECT_EQ(paths().back(), parent + L"\\beside");
+    EXPECT_EQ(queried(), Paths{parent + L"\\beside"});
+}
+
 TEST_F(MftOnDriveCTest, AFolderAsRootIsRefusedBeforeAnyCall) {
     volume.make_folder(L"Data");
     EXPECT_FALSE(enumerate(L"C:\\Data"));

@@ -232,6 +232,13 @@ TEST_F(UsnDeltaOnDriveCTest, AFileMadeInAnExcludedFolderIsNoEntry) {
     expect_unchanged_by(5);
 }
 
+TEST_F(UsnDeltaOnDriveCTest, AFileMadeInAnIndexFolderIsNoEntry) {
+    volume.write(index_folder() + L"\\indexes\\an index", "x");
+    ASSERT_TRUE(apply());
+    EXPECT_EQ(asked_for, Paths{});
+    expect_as_enumerated();
+}
+
 // Its own record makes an entry of the folder, to which the chain of parents then leads.
 TEST_F(UsnDeltaOnDriveCTest, AnExcludedFolderThatChangesIsNoEntryAndNorIsWhatItHolds) {
     volume.write(L"Windows\\new", "x");

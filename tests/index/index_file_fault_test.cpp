@@ -140,6 +140,22 @@ TEST_F(IndexFileFaultTest, AFlushThatFailsFailsTheSave) {
     expect_save_fails_cleanly();
 }
 
+// NTFS refuses to replace a read-only file. Wine replaces it.
+TEST_F(IndexFileFaultTest, AReadOnlyIndexIsLeftAsItIs) {
+    SetFileAttributesW(index_path().c_str(), FILE_ATTRIBUTE_READONLY);
+    hooks().MoveFileExW = [](LPCWSTR from, LPCWSTR to, DWORD flags) {
+        if ((GetFileAttributesW(to) & FILE_ATTRIBUTE_READONLY) == 0)
+            return real_imports().MoveFileExW(from, to, flags);
+        SetLastError(ERROR_ACCESS_DENIED);
+        return FALSE;
+    };
+    EXPECT_FALSE(save_index(new_));
+    EXPECT_FALSE(file_exists(temporary_path()));
+    EXPECT_TRUE(loads(old_));
+    EXPECT_NE(GetFileAttributesW(index_path().c_str()) & FILE_ATTRIBUTE_READONLY, 0u);
+    SetFileAttributesW(index_path().c_str(), FILE_ATTRIBUTE_NORMAL);
+}
+
 TEST_F(IndexFileFaultTest, TheTemporaryIsDeletedEvenWhenItCouldNotBeCreated) {
     std::vector<std::wstring> deleted;
     hooks().CreateFileW = [](auto...) {

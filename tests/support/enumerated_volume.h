@@ -14,6 +14,7 @@
 
 #include "engine/scan_records.h"
 #include "fs/mft_enumeration.h"
+#include "index/index_location.h"
 #include "pool/worker_pool.h"
 #include "support/simulated_volume.h"
 #include "support/snapshots.h"
@@ -47,6 +48,13 @@ struct Counts {
 inline void PrintTo(const Counts& counts, std::ostream* out) {
     *out << counts.directories << " folders, " << counts.files << " files, " << counts.excluded
          << " excluded, " << counts.failures << " failures, " << counts.entries << " entries";
+}
+
+// Where index files lie on drive C, below its root: this process excludes it as well.
+[[nodiscard]] inline std::wstring index_folder() {
+    const std::wstring folder = index_exclusions().at(0);
+    EXPECT_TRUE(folder.starts_with(L"c:\\")) << ::testing::PrintToString(folder);
+    return folder.substr(3);
 }
 
 class EnumeratedVolumeTest : public ::testing::Test {
