@@ -1,4 +1,4 @@
-// A simulated volume and the snapshot that is made of it, for the tests of what fills and edits
+// A fake volume and the snapshot that is made of it, for the tests of what fills and edits
 // that snapshot. For programs with replaced imports.
 #pragma once
 
@@ -16,7 +16,7 @@
 #include "fs/mft_enumeration.h"
 #include "index/index_location.h"
 #include "pool/worker_pool.h"
-#include "support/simulated_volume.h"
+#include "support/fake_volume.h"
 #include "support/snapshots.h"
 #include "support/temp_tree.h"
 
@@ -99,7 +99,7 @@ class EnumeratedVolumeTest : public ::testing::Test {
     [[nodiscard]] Paths queried() const { return volume.paths(Request::query_attributes); }
 
     TempTree tree;
-    SimulatedVolume volume;
+    FakeVolume volume;
     worker_pool pool{2};
     detail::IndexSnapshot snapshot;
     ScanStatistics statistics;
