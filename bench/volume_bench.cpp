@@ -1,6 +1,6 @@
 // How does the program take a whole NTFS volume that answers at once?
 //
-// The generated volume of the tests: SIZE files, a folder for every hundred, sixteen folders in a
+// The large fake volume of the tests: SIZE files, a folder for every hundred, sixteen folders in a
 // folder, names of 14 and 17 code units; everything follows from a file's number, and so does what
 // is stored of it in an index. No seed.
 //
@@ -34,7 +34,7 @@
 #include "index/index_file.h"
 #include "pool/job_batch.h"
 #include "rounds.h"
-#include "support/generated_volume.h"
+#include "support/fake_large_volume.h"
 #include "support/import_replacement.h"
 #include "support/usn_record_writer.h"
 
@@ -46,7 +46,7 @@ using bench::Round;
 using bench::seconds_for;
 using detail::FileCandidate;
 using detail::IndexSnapshot;
-using testing::GeneratedVolume;
+using testing::FakeLargeVolume;
 using testing::hooks;
 using testing::VolumeSettings;
 
@@ -63,11 +63,11 @@ struct VolumeOfSize {
         static wchar_t next = L'Q';
         letter = next++;
     }
-    [[nodiscard]] GeneratedVolume make() const {
+    [[nodiscard]] FakeLargeVolume make() const {
         VolumeSettings settings;
         settings.letter = letter;
         settings.journal.maximum_size = 0x4000'0000;
-        return GeneratedVolume({.files = files}, settings);
+        return FakeLargeVolume({.files = files}, settings);
     }
 };
 
@@ -91,7 +91,7 @@ FileCandidate made_entry(const std::wstring& path, std::uint64_t reference, std:
 }
 
 // Saves an index with the volume's folders and files, the first tenth of them in groups.
-void save_index_of(const GeneratedVolume& volume) {
+void save_index_of(const FakeLargeVolume& volume) {
     const USN_JOURNAL_DATA_V0 journal = volume.journal();
     IndexSnapshot snapshot;
     snapshot.root = volume.root();
@@ -126,7 +126,7 @@ bench::Ask fast_path(std::uint64_t size) {
     const VolumeOfSize of_size(size);
     save_index_of(of_size.make());
     return [of_size] {
-        const GeneratedVolume volume = of_size.make();
+        const FakeLargeVolume volume = of_size.make();
         ScanResult result;
         Round round;
         round.ours = seconds_for([&] {
@@ -148,7 +148,7 @@ bench::Ask fast_path(std::uint64_t size) {
 // The answers to FSCTL_ENUM_USN_DATA by what they were asked with.
 using Answers = std::map<std::uint64_t, std::vector<std::byte>>;
 
-Answers record_answers(const GeneratedVolume& volume) {
+Answers record_answers(const FakeLargeVolume& volume) {
     const unique_handle handle = own_handle(open_volume(volume.root()));
     MFT_ENUM_DATA_V0 request = {0, 0, volume.journal().NextUsn};
     std::vector<std::byte> buffer(detail::read_buffer_size);
@@ -232,7 +232,7 @@ std::size_t bare_table(HANDLE volume, const std::wstring& root, std::int64_t nex
 }
 
 // The seconds that the scan took up to its first question about metadata, with which it ends.
-double table_alone(const GeneratedVolume& volume) {
+double table_alone(const FakeLargeVolume& volume) {
     FirstQuestion first;
     hooks().GetFileAttributesExW = [&first](LPCWSTR, GET_FILEEX_INFO_LEVELS, LPVOID) -> BOOL {
         first.note();
@@ -256,7 +256,7 @@ bench::Ask table(std::uint64_t size) {
     const VolumeOfSize of_size(size);
     auto answers = std::make_shared<const Answers>(record_answers(of_size.make()));
     return [of_size, answers] {
-        const GeneratedVolume volume = of_size.make();
+        const FakeLargeVolume volume = of_size.make();
         play_back(*answers);
         Round round;
         round.ours = table_alone(volume);
@@ -292,7 +292,7 @@ double empty_jobs(worker_pool& pool, std::uint64_t count) {
 bench::Ask metadata(std::uint64_t size) {
     const VolumeOfSize of_size(size);
     return [of_size] {
-        const GeneratedVolume volume = of_size.make();
+        const FakeLargeVolume volume = of_size.make();
         FirstQuestion first;
         hooks().GetFileAttributesExW = [&first](LPCWSTR, GET_FILEEX_INFO_LEVELS, LPVOID data) {
             first.note();
@@ -317,7 +317,7 @@ bench::Ask delta(std::uint64_t size) {
     const VolumeOfSize of_size(size);
     save_index_of(of_size.make());
     return [of_size] {
-        GeneratedVolume volume = of_size.make();
+        FakeLargeVolume volume = of_size.make();
         const std::uint64_t changes = volume.files() / 100;
         volume.change_files(changes);
         const unique_handle handle = own_handle(open_volume(volume.root()));

@@ -1,75 +1,158 @@
-// Processes that really fault, on each kind of thread.
-#include "fs/win32_api.h"
+#include "app/fatal_fault.h"
 
-#include <algorithm>
 #include <cstdint>
 #include <gtest/gtest.h>
+#include <optional>
 #include <string>
+#include <thread>
 
-#include "support/child_process.h"
+#include "app/console_pause.h"
+#include "support/fake_console.h"
+#include "support/import_replacement.h"
 
 namespace larkspine::testing {
 namespace {
 
-constexpr const wchar_t* threads[] = {L"main", L"worker", L"drawing"};
+using Calls = FakeConsole::Calls;
 
-void expect_fault(const wchar_t* kind, const wchar_t* thread, const std::string& code) {
-    SCOPED_TRACE(::testing::PrintToString(std::wstring(kind) + L" " + thread));
-    const EndedChild child = run_child(L"faulty_program", std::wstring(kind) + L" " + thread);
-    EXPECT_EQ(child.code, 3u);
-    const std::size_t after_time = child.errors.find('\n');
-    ASSERT_NE(after_time, std::string::npos) << "the program never came to its fault";
-    EXPECT_LT(child.end_time - std::stoull(child.errors), 1'000u);
-    const std::string before_address =
-        "\r\nErreur fatale Larkspine : exception Windows non geree.\r\nCode exception : " + code +
-        "\r\nAdresse : ";
-    const std::string message = child.errors.substr(after_time + 1);
-    EXPECT_EQ(message.substr(0, before_address.size()), before_address);
-    // An address of the program itself, on a line that is the last.
-    const std::string address = message.substr(std::min(before_address.size(), message.size()));
-    ASSERT_EQ(address.size(), 18u);
-    EXPECT_NE(std::stoull(address, nullptr, 16), 0u);
-    EXPECT_EQ(address.substr(16), "\r\n");
+constexpr DWORD access_violation = 0xC0000005;
+constexpr DWORD division_by_zero = 0xC0000094;
+constexpr DWORD stack_overflow = 0xC00000FD;
+constexpr std::uintptr_t place = 0x00007ff6'12abcdef;
+
+std::string message(const std::string& code, const std::string& address) {
+    return "WriteFile \r\nErreur fatale Larkspine : exception Windows non geree.\r\nCode exception "
+           ": " +
+           code + "\r\nAdresse : " + address + "\r\n";
 }
 
-TEST(FatalFaultProcessTest, AnAccessViolationOnAnyThreadIsReportedAndEndsTheProcessWith3) {
-    for (const wchar_t* thread : threads)
-        expect_fault(L"access", thread, "0xC0000005 (-1073741819)");
+// Runtimes differ in the case of an address.
+Calls with_small_address(Calls calls) {
+    for (std::string& call : calls)
+        for (std::size_t i = call.rfind(": "); i < call.size(); ++i)
+            if (call[i] >= 'A' && call[i] <= 'F')
+                call[i] = static_cast<char>(call[i] - 'A' + 'a');
+    return calls;
 }
 
-TEST(FatalFaultProcessTest, ADivisionByZeroOnAnyThreadIsReportedAndEndsTheProcessWith3) {
-    for (const wchar_t* thread : threads)
-        expect_fault(L"division", thread, "0xC0000094 (-1073741676)");
+class FatalFaultTest : public ::testing::Test {
+  protected:
+    FatalFaultTest() { console.cursor = {25, FALSE}; }
+    ~FatalFaultTest() override { pause_on_exit = false; }
+
+    // The exit code with which the filter ends the process.
+    std::optional<UINT> strike(EXCEPTION_POINTERS* pointers) {
+        try {
+            fatal_fault_filter(pointers);
+        } catch (const ProcessEnded& ended) {
+            return ended.code;
+        }
+        return std::nullopt;
+    }
+    std::optional<UINT> strike(DWORD code, std::uintptr_t address = place) {
+        EXCEPTION_RECORD record = {};
+        record.ExceptionCode = code;
+        record.ExceptionAddress = reinterpret_cast<void*>(address);
+        EXCEPTION_POINTERS pointers = {&record, nullptr};
+        return strike(&pointers);
+    }
+    std::string written() {
+        const Calls calls = with_small_address(console.calls("WriteFile"));
+        return calls.size() == 1 ? calls[0] : "not one text";
+    }
+
+    ImportReset reset;
+    FakeConsole console;
+};
+
+TEST_F(FatalFaultTest, AnAccessViolationIsReportedAndEndsTheProcessWith3) {
+    EXPECT_EQ(strike(access_violation), std::optional<UINT>(3));
+    EXPECT_EQ(console.calls(), (Calls{"GetConsoleCursorInfo", "SetConsoleCursorInfo 25 visible",
+                                      message("0xC0000005 (-1073741819)", "00007ff612abcdef"),
+                                      "TerminateProcess 3"}));
 }
 
-// The runtime's own handler around main and every thread would let these go on.
-TEST(FatalFaultProcessTest, FaultsThatTheRuntimeWouldResumeAreReportedAndEndTheProcessWith3) {
-    for (const wchar_t* thread : threads) {
-        expect_fault(L"overflow", thread, "0xC0000095 (-1073741675)");
-        expect_fault(L"bounds", thread, "0xC000008C (-1073741684)");
-        expect_fault(L"floating-stack", thread, "0xC0000092 (-1073741678)");
-        expect_fault(L"alignment", thread, "0x80000002 (-2147483646)");
+TEST_F(FatalFaultTest, EveryCodeAppearsInHexadecimalAndAsASignedDecimal) {
+    const struct {
+        DWORD code;
+        const char* text;
+    } cases[] = {{division_by_zero, "0xC0000094 (-1073741676)"},
+                 {stack_overflow, "0xC00000FD (-1073741571)"},
+                 {0x80000003, "0x80000003 (-2147483645)"},
+                 {0x80000000, "0x80000000 (-2147483648)"},
+                 {0xFFFFFFFF, "0xFFFFFFFF (-1)"},
+                 {0x7FFFFFFF, "0x7FFFFFFF (2147483647)"},
+                 {0x1A, "0x0000001A (26)"},
+                 {0, "0x00000000 (0)"}};
+    for (const auto& [code, text] : cases) {
+        FakeConsole one;
+        EXPECT_EQ(strike(code), std::optional<UINT>(3));
+        EXPECT_EQ(with_small_address(one.calls("WriteFile")),
+                  Calls{message(text, "00007ff612abcdef")});
     }
 }
 
-TEST(FatalFaultProcessTest, AStackOverflowOnAnyThreadIsReportedAndEndsTheProcessWith3) {
-    for (const wchar_t* thread : threads)
-        expect_fault(L"stack", thread, "0xC00000FD (-1073741571)");
+TEST_F(FatalFaultTest, AMissingRecordIsReportedAsZeros) {
+    EXPECT_EQ(strike(nullptr), std::optional<UINT>(3));
+    EXCEPTION_POINTERS without_record = {};
+    EXPECT_EQ(strike(&without_record), std::optional<UINT>(3));
+    const std::string zeros = message("0x00000000 (0)", "0000000000000000");
+    EXPECT_EQ(console.calls("WriteFile"), (Calls{zeros, zeros}));
 }
 
-TEST(FatalFaultProcessTest, TwoStacksThatOverflowAtOnceAreOneReport) {
-    for (int run = 0; run < 5; ++run) {
-        const EndedChild child = run_child(L"faulty_program", L"stack workers");
-        EXPECT_EQ(child.code, 3u);
-        const std::size_t first = child.errors.find("Erreur fatale");
-        ASSERT_NE(first, std::string::npos) << child.errors;
-        EXPECT_EQ(child.errors.find("Erreur fatale", first + 1), std::string::npos);
+TEST_F(FatalFaultTest, TheLongestTextIsPlainAsciiAndFitsItsBuffer) {
+    strike(0x80000000, UINTPTR_MAX);
+    EXPECT_EQ(written(), message("0x80000000 (-2147483648)", "ffffffffffffffff"));
+    EXPECT_LE(written().size() - std::string("WriteFile ").size(), 511u);
+    for (char c : written())
+        EXPECT_TRUE(c >= 0 && c < 0x7F);
+}
+
+TEST_F(FatalFaultTest, WithoutAnErrorHandleNothingIsWrittenAndTheProcessEnds) {
+    for (HANDLE none : {HANDLE{nullptr}, INVALID_HANDLE_VALUE}) {
+        console.error = none;
+        hooks().WriteFile = [](auto...) -> BOOL {
+            ADD_FAILURE();
+            return FALSE;
+        };
+        EXPECT_EQ(strike(access_violation), std::optional<UINT>(3));
     }
 }
 
-TEST(FatalFaultProcessTest, AProgramThatDoesNotFaultEndsWithItsOwnCode) {
-    for (const wchar_t* thread : {L"main", L"worker"})
-        EXPECT_EQ(run_child(L"faulty_program", std::wstring(L"none ") + thread).code, 0u);
+TEST_F(FatalFaultTest, EveryCallThatFailsSkipsItsOwnStepAlone) {
+    for (const char* name : {"GetConsoleCursorInfo", "SetConsoleCursorInfo", "WriteFile"}) {
+        FakeConsole failing;
+        failing.failing = {name};
+        EXPECT_EQ(strike(access_violation), std::optional<UINT>(3)) << name;
+        EXPECT_EQ(failing.calls("WriteFile").size(), 1u) << name;
+    }
+}
+
+TEST_F(FatalFaultTest, AConsoleOfItsOwnStaysUntilEnterAfterTheMessage) {
+    pause_on_exit = true;
+    EXPECT_EQ(strike(division_by_zero), std::optional<UINT>(3));
+    EXPECT_EQ(with_small_address(console.calls()),
+              (Calls{"GetConsoleCursorInfo", "SetConsoleCursorInfo 25 visible",
+                     message("0xC0000094 (-1073741676)", "00007ff612abcdef"),
+                     "GetConsoleCursorInfo", "SetConsoleCursorInfo 25 visible",
+                     "WriteConsoleW \r\nAppuyez sur Entrée pour fermer Larkspine...",
+                     "ReadConsoleW 1", "TerminateProcess 3"}));
+}
+
+TEST_F(FatalFaultTest, AFaultOnAnotherThreadEndsTheProcessJustSo) {
+    std::optional<UINT> code;
+    std::thread([&] { code = strike(access_violation); }).join();
+    EXPECT_EQ(code, std::optional<UINT>(3));
+    EXPECT_EQ(written(), message("0xC0000005 (-1073741819)", "00007ff612abcdef"));
+}
+
+TEST_F(FatalFaultTest, FaultsOnTwoThreadsPauseOnce) {
+    pause_on_exit = true;
+    std::thread other([&] { strike(access_violation); });
+    strike(division_by_zero);
+    other.join();
+    EXPECT_EQ(console.calls("ReadConsoleW").size(), 1u);
+    EXPECT_EQ(console.calls("TerminateProcess").size(), 2u);
 }
 
 }  // namespace

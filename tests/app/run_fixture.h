@@ -78,9 +78,9 @@ inline bool is_report(LPCWSTR path) {
 }
 
 // A run on the folder "in" with "out" as the current directory, at a fixed local time.
-class RunFaultTest : public ::testing::Test {
+class RunTest : public ::testing::Test {
   protected:
-    RunFaultTest() {
+    RunTest() {
         hooks().GetLocalTime = [](LPSYSTEMTIME time) { *time = {2024, 1, 2, 2, 3, 4, 5, 6}; };
         // Wherever the tests run: no progress block.
         hooks().GetConsoleMode = [](auto...) { return FALSE; };

@@ -30,7 +30,7 @@ std::string take_field(std::string& line) {
     return field;
 }
 
-// The simulation behind the hooks is no part of the program: its allocations never fail.
+// The fakes behind the hooks are no part of the program: their allocations never fail.
 void exempt_hooks() {
 #define X(result, name, parameters, arguments)                       \
     if (hooks().name)                                                \

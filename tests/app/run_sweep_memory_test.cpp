@@ -6,7 +6,7 @@
 #include "app/run_sweep.h"
 #include "engine/read_buffer.h"
 #include "fs/path_forms.h"
-#include "support/simulated_volume.h"
+#include "support/fake_volume.h"
 #include "support/temp_tree.h"
 
 namespace larkspine::testing {
@@ -82,7 +82,7 @@ class RunVolumeMemorySweepTest : public ::testing::Test {
 
     TempTree tree;
     SweptRun swept;
-    SimulatedVolume volume{tree};
+    FakeVolume volume{tree};
     RunSweep runs;
 };
 
@@ -102,7 +102,7 @@ TEST_F(RunVolumeMemorySweepTest, ADeltaReportsEveryFailedAllocation) {
 
 // The index of such a buffer is taken once in the life of a process, so no run can be swept for it;
 // what the exception leads to is that of an allocation.
-TEST(ReadBufferFaultTest, WithoutRoomForAnIndexTheBufferIsOutOfMemory) {
+TEST(ReadBufferMemoryTest, WithoutRoomForAnIndexTheBufferIsOutOfMemory) {
     const ImportReset reset;
     hooks().FlsAlloc = [](auto) { return DWORD{FLS_OUT_OF_INDEXES}; };
     const detail::ThreadReadBuffer buffer;

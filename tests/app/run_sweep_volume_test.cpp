@@ -5,7 +5,7 @@
 
 #include "app/run_sweep.h"
 #include "fs/path_forms.h"
-#include "support/simulated_volume.h"
+#include "support/fake_volume.h"
 #include "support/temp_tree.h"
 
 namespace larkspine::testing {
@@ -47,7 +47,7 @@ class RunVolumeSweepTest : public ::testing::Test {
 
     TempTree tree;
     SweptRun swept;
-    SimulatedVolume volume{tree};
+    FakeVolume volume{tree};
     RunSweep runs;
 };
 

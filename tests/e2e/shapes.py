@@ -3,7 +3,7 @@
 A shape is what a tree holds. `before` and `after` give the steps to it from nothing: after those of
 `before` the tree is another one, in which every kind of change is still to come; those of `after`
 make these changes and lead to the shape. Steps are tuples that a folder can follow (`follow`) and
-that a simulated volume can (volume_script.py). All paths are below the root, with slashes.
+that a fake volume can (volume_script.py). All paths are below the root, with slashes.
 
 No two names in one folder differ only in case, since the volume does not tell them apart.
 No name holds a double quote, which Windows does not allow. Of several names of one file the first in

@@ -1,4 +1,4 @@
-// The finished program on a simulated NTFS volume, as a script says that is named on its command
+// The finished program on a fake NTFS volume, as a script says that is named on its command
 // line. The script is UTF-8, one step a line, its words separated by tabs; paths are below the root
 // of the volume:
 //
@@ -20,7 +20,7 @@
 
 #include "app/run.h"
 #include "app/wide_output.h"
-#include "support/simulated_volume.h"
+#include "support/fake_volume.h"
 
 namespace larkspine::testing {
 namespace {
@@ -97,7 +97,7 @@ class Script {
     }
 
     TempTree tree_;
-    SimulatedVolume volume_{tree_};
+    FakeVolume volume_{tree_};
     int runs_ = 0;
     int code_ = 0;
 };

@@ -1,4 +1,4 @@
-"""Scripts for volume_program, the finished program on a simulated volume."""
+"""Scripts for volume_program, the finished program on a fake volume."""
 from program import required, windows_path
 
 

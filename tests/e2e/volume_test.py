@@ -1,4 +1,4 @@
-"""The finished program on a whole NTFS volume, which is a simulated one: table, fast path, delta."""
+"""The finished program on a whole NTFS volume, which is a fake one: table, fast path, delta."""
 import unittest
 
 import reference

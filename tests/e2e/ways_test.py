@@ -1,7 +1,7 @@
 """Every shape of tree through every way of scanning: the same report, byte for byte.
 
 The ways, in the order in which they are taken: in a folder of this machine before the changes that
-lead to the shape and after them, with, without and in spite of an index; then on a simulated volume,
+lead to the shape and after them, with, without and in spite of an index; then on a fake volume,
 by its file table, the unchanged fast path, the journal's delta, and the walk when the volume stops
 being NTFS. Numbers of workers and comparing bytes are independent of both, so they go around: each
 shape and each way meets each combination of them at least once.

@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "fs/win32_handle.h"
+#include "support/allocation_counter.h"
 #include "support/temp_tree.h"
 
 namespace larkspine::testing {
@@ -108,6 +109,12 @@ class ContentHashingTest : public ::testing::Test {
     std::deque<detail::FileCandidate> candidates;
     std::vector<detail::FileCandidate*> list;
 };
+
+// A job takes memory for itself and for its result.
+TEST_F(ContentHashingTest, AnEmptyListSubmitsNothing) {
+    EXPECT_EQ(allocations_during([&] { (void)hash(hash_stage::sample); }), 0U);
+    EXPECT_EQ(allocations_during([&] { (void)hash(hash_stage::full); }), 0U);
+}
 
 TEST_F(ContentHashingTest, AnEmptyListReturnsAnEmptyVectorAndCountsNothing) {
     EXPECT_EQ(hash(hash_stage::sample).size(), 0U);

@@ -1,4 +1,4 @@
-// A simulated volume, its snapshot with digests, and the delta that brings it up to date. For
+// A fake volume, its snapshot with digests, and the delta that brings it up to date. For
 // programs with replaced imports.
 #pragma once
 

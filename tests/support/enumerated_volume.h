@@ -1,4 +1,4 @@
-// A simulated volume and the snapshot that is made of it, for the tests of what fills and edits
+// A fake volume and the snapshot that is made of it, for the tests of what fills and edits
 // that snapshot. For programs with replaced imports.
 #pragma once
 
@@ -14,8 +14,9 @@
 
 #include "engine/scan_records.h"
 #include "fs/mft_enumeration.h"
+#include "index/index_location.h"
 #include "pool/worker_pool.h"
-#include "support/simulated_volume.h"
+#include "support/fake_volume.h"
 #include "support/snapshots.h"
 #include "support/temp_tree.h"
 
@@ -47,6 +48,13 @@ struct Counts {
 inline void PrintTo(const Counts& counts, std::ostream* out) {
     *out << counts.directories << " folders, " << counts.files << " files, " << counts.excluded
          << " excluded, " << counts.failures << " failures, " << counts.entries << " entries";
+}
+
+// Where index files lie on drive C, below its root: this process excludes it as well.
+[[nodiscard]] inline std::wstring index_folder() {
+    const std::wstring folder = index_exclusions().at(0);
+    EXPECT_TRUE(folder.starts_with(L"c:\\")) << ::testing::PrintToString(folder);
+    return folder.substr(3);
 }
 
 class EnumeratedVolumeTest : public ::testing::Test {
@@ -91,7 +99,7 @@ class EnumeratedVolumeTest : public ::testing::Test {
     [[nodiscard]] Paths queried() const { return volume.paths(Request::query_attributes); }
 
     TempTree tree;
-    SimulatedVolume volume;
+    FakeVolume volume;
     worker_pool pool{2};
     detail::IndexSnapshot snapshot;
     ScanStatistics statistics;

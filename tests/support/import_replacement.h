@@ -65,6 +65,7 @@
     X(UINT, SetErrorMode, (UINT a), (a))                                                           \
     X(HMODULE, GetModuleHandleW, (LPCWSTR a), (a))                                                 \
     X(BOOL, TerminateProcess, (HANDLE a, UINT b), (a, b))                                          \
+    X(BOOL, QueryPerformanceCounter, (LARGE_INTEGER * a), (a))                                     \
     X(VOID, Sleep, (DWORD a), (a))                                                                 \
     X(int, WideCharToMultiByte,                                                                    \
       (UINT a, DWORD b, LPCWCH c, int d, LPSTR e, int f, LPCCH g, LPBOOL h),                       \

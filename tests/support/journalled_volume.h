@@ -1,4 +1,4 @@
-// A simulated volume and what its operations journal, for the tests of those operations.
+// A fake volume and what its operations journal, for the tests of those operations.
 #pragma once
 
 #include <algorithm>
@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "fs/win32_handle.h"
-#include "support/simulated_volume.h"
+#include "support/fake_volume.h"
 
 namespace larkspine::testing {
 
@@ -69,7 +69,7 @@ class JournalledVolumeTest : public ::testing::Test {
     bool exists(std::wstring_view path) { return file_exists(volume.path(path)); }
 
     TempTree tree;
-    SimulatedVolume volume{tree};
+    FakeVolume volume{tree};
 
   private:
     std::int64_t asked_ = volume.journal().FirstUsn;

@@ -1,4 +1,4 @@
-// The faults that a test plants in a simulated volume, told as values:
+// The faults that a test plants in a fake volume, told as values:
 //
 //     volume.plant(failing(Request::list_table, 1, ERROR_ACCESS_DENIED));
 //     volume.plant(claiming(Request::read_journal, 0, 7));

@@ -1,4 +1,4 @@
-// What is done to files below a folder of the system, for a simulation that has replaced the
+// What is done to files below a folder of the system, for a fake volume that has replaced the
 // imports: these call the real ones. Each throws std::runtime_error when the system refuses.
 #pragma once
 

@@ -1,4 +1,4 @@
-// Whole scans of a simulated volume, whose index is in a folder of its own. For programs with
+// Whole scans of a fake volume, whose index is in a folder of its own. For programs with
 // replaced imports.
 #pragma once
 
@@ -18,9 +18,9 @@
 #include "index/index_file.h"
 #include "index/index_location.h"
 #include "pool/worker_pool.h"
+#include "support/fake_volume.h"
 #include "support/reference_groups.h"
 #include "support/scoped_environment.h"
-#include "support/simulated_volume.h"
 #include "support/temp_tree.h"
 
 namespace larkspine::testing {
@@ -124,7 +124,7 @@ class ScannedVolumeTest : public ::testing::Test {
     TempTree tree;
     TempTree indexes;
     ScopedEnvironment directory{L"LARKSPINE_INDEX_DIRECTORY", indexes.root()};
-    SimulatedVolume volume;
+    FakeVolume volume;
     ScanOptions options;
     ScanProgress progress;
 };

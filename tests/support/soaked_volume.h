@@ -1,4 +1,4 @@
-// A simulated volume and random changes to it, of every kind that the volume knows, for a soak. For
+// A fake volume and random changes to it, of every kind that the volume knows, for a soak. For
 // programs with replaced imports.
 //
 // Every change of contents gives the file a time of last write that no other has: files whose size

@@ -1,4 +1,4 @@
-// What was asked of a simulated volume: one entry for each call, in the order in which the calls
+// What was asked of a fake volume: one entry for each call, in the order in which the calls
 // were answered.
 #pragma once
 
@@ -54,7 +54,7 @@ struct VolumeCall {
 };
 
 // A critical section: recursive, so that an operation on the volume may be run from inside a call,
-// and free of the imports that the simulation itself replaces.
+// and free of the imports that the fake volume itself replaces.
 class VolumeLock {
   public:
     VolumeLock() { InitializeCriticalSection(&section_); }

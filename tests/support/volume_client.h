@@ -1,4 +1,4 @@
-// Asks a volume as a program does, through the system's functions, for the tests of the simulation
+// Asks a volume as a program does, through the system's functions, for the tests of the fake volume
 // itself. Decodes only what is well formed.
 #pragma once
 

@@ -1,4 +1,4 @@
-// The control codes of a simulated volume.
+// The control codes of a fake volume.
 #include <algorithm>
 #include <cstring>
 #include <mutex>

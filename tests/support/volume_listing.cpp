@@ -1,4 +1,4 @@
-// The listings of the folders of a simulated volume: those of the system, with the attributes that
+// The listings of the folders of a fake volume: those of the system, with the attributes that
 // only the volume knows of.
 #include <mutex>
 #include <string>

@@ -1,11 +1,11 @@
-// The operations of a simulated volume: each acts on the real file and writes the records that NTFS
+// The operations of a fake volume: each acts on the real file and writes the records that NTFS
 // would.
 #include <functional>
 #include <mutex>
 #include <stdexcept>
 
+#include "support/fake_volume.h"
 #include "support/real_files.h"
-#include "support/simulated_volume.h"
 
 namespace larkspine::testing {
 namespace {
@@ -18,7 +18,7 @@ bool is_folder(std::uint32_t attributes) {
 
 }  // namespace
 
-void SimulatedVolume::write(std::wstring_view file, std::string_view contents) {
+void FakeVolume::write(std::wstring_view file, std::string_view contents) {
     const Guard guard(lock_);
     const auto existing = table_.find(file);
     if (!existing) {
@@ -38,31 +38,31 @@ void SimulatedVolume::write(std::wstring_view file, std::string_view contents) {
     close_unless_held(*existing, file);
 }
 
-void SimulatedVolume::append(std::wstring_view file, std::string_view contents) {
+void FakeVolume::append(std::wstring_view file, std::string_view contents) {
     const Guard guard(lock_);
     change_contents(file, [&] { real::append_to_file(real_path(file), contents); });
     change_and_close(file, usn_reason::data_extend);
 }
 
-void SimulatedVolume::overwrite(std::wstring_view file, std::uint64_t offset,
-                                std::string_view contents) {
+void FakeVolume::overwrite(std::wstring_view file, std::uint64_t offset,
+                           std::string_view contents) {
     const Guard guard(lock_);
     change_contents(file, [&] { real::overwrite_file(real_path(file), offset, contents); });
     change_and_close(file, usn_reason::data_overwrite);
 }
 
-void SimulatedVolume::truncate(std::wstring_view file, std::uint64_t size) {
+void FakeVolume::truncate(std::wstring_view file, std::uint64_t size) {
     const Guard guard(lock_);
     change_contents(file, [&] { real::truncate_file(real_path(file), size); });
     change_and_close(file, usn_reason::data_truncation);
 }
 
-void SimulatedVolume::write_stream(std::wstring_view file) {
+void FakeVolume::write_stream(std::wstring_view file) {
     const Guard guard(lock_);
     change_and_close(file, usn_reason::named_data_extend);
 }
 
-void SimulatedVolume::make_folder(std::wstring_view folder) {
+void FakeVolume::make_folder(std::wstring_view folder) {
     const Guard guard(lock_);
     make_parents(folder);
     real::make_folder(real_path(folder));
@@ -70,7 +70,7 @@ void SimulatedVolume::make_folder(std::wstring_view folder) {
     change_and_close(folder, usn_reason::file_create);
 }
 
-void SimulatedVolume::rename(std::wstring_view from, std::wstring_view to) {
+void FakeVolume::rename(std::wstring_view from, std::wstring_view to) {
     const Guard guard(lock_);
     const std::uint64_t reference = known(from);
     make_parents(to);
@@ -79,7 +79,7 @@ void SimulatedVolume::rename(std::wstring_view from, std::wstring_view to) {
     if (in_the_way && *in_the_way != reference)
         remove_known(to);
     real::move_file(real_path(from), real_path(to));
-    SimulatedTable::File& file = table_.file(reference);
+    FakeTable::File& file = table_.file(reference);
     file.reasons &= ~usn_reason::rename_new_name;
     write_record(reference, file.reasons | usn_reason::rename_old_name, from);
     table_.change_name(known(folder_of(from)), name_of(from), known(folder_of(to)), name_of(to));
@@ -87,17 +87,17 @@ void SimulatedVolume::rename(std::wstring_view from, std::wstring_view to) {
     close_unless_held(reference, to);
 }
 
-void SimulatedVolume::move(std::wstring_view from, std::wstring_view into_folder) {
+void FakeVolume::move(std::wstring_view from, std::wstring_view into_folder) {
     const std::wstring name(name_of(from));
     rename(from, into_folder.empty() ? name : std::wstring(into_folder) + L'\\' + name);
 }
 
-void SimulatedVolume::remove(std::wstring_view file_or_empty_folder) {
+void FakeVolume::remove(std::wstring_view file_or_empty_folder) {
     const Guard guard(lock_);
     remove_known(file_or_empty_folder);
 }
 
-void SimulatedVolume::remove_tree(std::wstring_view folder) {
+void FakeVolume::remove_tree(std::wstring_view folder) {
     const Guard guard(lock_);
     std::vector<std::wstring> inside;
     table_.visit(known(folder), std::wstring(folder),
@@ -107,7 +107,7 @@ void SimulatedVolume::remove_tree(std::wstring_view folder) {
     remove_known(folder);
 }
 
-void SimulatedVolume::link(std::wstring_view existing, std::wstring_view added) {
+void FakeVolume::link(std::wstring_view existing, std::wstring_view added) {
     const Guard guard(lock_);
     const std::uint64_t reference = known(existing);
     make_parents(added);
@@ -116,26 +116,26 @@ void SimulatedVolume::link(std::wstring_view existing, std::wstring_view added) 
     write_link_record(reference, added);
 }
 
-void SimulatedVolume::set_attributes(std::wstring_view path, std::uint32_t attributes) {
+void FakeVolume::set_attributes(std::wstring_view path, std::uint32_t attributes) {
     const Guard guard(lock_);
     real::set_attributes(real_path(path), attributes);
     read_attributes(known(path), path);
     change_and_close(path, usn_reason::basic_info_change);
 }
 
-void SimulatedVolume::set_write_time(std::wstring_view path, std::uint64_t filetime) {
+void FakeVolume::set_write_time(std::wstring_view path, std::uint64_t filetime) {
     const Guard guard(lock_);
     real::set_times(real_path(path), 0, filetime);
     change_and_close(path, usn_reason::basic_info_change);
 }
 
-void SimulatedVolume::set_creation_time(std::wstring_view path, std::uint64_t filetime) {
+void FakeVolume::set_creation_time(std::wstring_view path, std::uint64_t filetime) {
     const Guard guard(lock_);
     real::set_times(real_path(path), filetime, 0);
     change_and_close(path, usn_reason::basic_info_change);
 }
 
-void SimulatedVolume::set_reparse_point(std::wstring_view path, bool reparse_point) {
+void FakeVolume::set_reparse_point(std::wstring_view path, bool reparse_point) {
     const Guard guard(lock_);
     std::uint32_t& attributes = table_.file(known(path)).attributes;
     attributes = reparse_point ? attributes | FILE_ATTRIBUTE_REPARSE_POINT
@@ -143,7 +143,7 @@ void SimulatedVolume::set_reparse_point(std::wstring_view path, bool reparse_poi
     change_and_close(path, usn_reason::reparse_point_change);
 }
 
-void SimulatedVolume::journal_reasons(std::wstring_view path, std::uint32_t reasons) {
+void FakeVolume::journal_reasons(std::wstring_view path, std::uint32_t reasons) {
     const Guard guard(lock_);
     std::uint32_t others = reasons;
     for (const std::uint32_t reason : usn_reason::repeatable)
@@ -161,19 +161,19 @@ void SimulatedVolume::journal_reasons(std::wstring_view path, std::uint32_t reas
     close_unless_held(reference, path);
 }
 
-void SimulatedVolume::open(std::wstring_view path) {
+void FakeVolume::open(std::wstring_view path) {
     const Guard guard(lock_);
     table_.file(known(path)).held_open = true;
 }
 
-void SimulatedVolume::close(std::wstring_view path) {
+void FakeVolume::close(std::wstring_view path) {
     const Guard guard(lock_);
     const std::uint64_t reference = known(path);
     table_.file(reference).held_open = false;
     close_unless_held(reference, path);
 }
 
-std::wstring SimulatedVolume::make_chain(std::size_t folders) {
+std::wstring FakeVolume::make_chain(std::size_t folders) {
     std::wstring path;
     for (std::size_t i = 0; i < folders; ++i)
         path += i == 0 ? L"d" : L"\\d";
@@ -181,13 +181,13 @@ std::wstring SimulatedVolume::make_chain(std::size_t folders) {
     return path;
 }
 
-std::uint64_t SimulatedVolume::known(std::wstring_view path) const {
+std::uint64_t FakeVolume::known(std::wstring_view path) const {
     if (const auto reference = table_.find(path))
         return *reference;
-    throw std::runtime_error("the simulated volume has no such file");
+    throw std::runtime_error("the fake volume has no such file");
 }
 
-void SimulatedVolume::make_parents(std::wstring_view path) {
+void FakeVolume::make_parents(std::wstring_view path) {
     for (std::size_t end = path.find(L'\\'); end != std::wstring_view::npos;
          end = path.find(L'\\', end + 1)) {
         const std::wstring_view folder = path.substr(0, end);
@@ -199,13 +199,13 @@ void SimulatedVolume::make_parents(std::wstring_view path) {
     }
 }
 
-std::uint64_t SimulatedVolume::add_name(std::wstring_view path) {
+std::uint64_t FakeVolume::add_name(std::wstring_view path) {
     const std::uint64_t reference = table_.allocate(real::attributes_of(real_path(path)));
     table_.add_name(reference, known(folder_of(path)), name_of(path));
     return reference;
 }
 
-void SimulatedVolume::change_contents(std::wstring_view path, const std::function<void()>& action) {
+void FakeVolume::change_contents(std::wstring_view path, const std::function<void()>& action) {
     const std::uint64_t reference = known(path);
     const std::uint64_t before = real::write_time_of(real_path(path));
     action();
@@ -214,14 +214,13 @@ void SimulatedVolume::change_contents(std::wstring_view path, const std::functio
     read_attributes(reference, path);
 }
 
-void SimulatedVolume::read_attributes(std::uint64_t reference, std::wstring_view path) {
+void FakeVolume::read_attributes(std::uint64_t reference, std::wstring_view path) {
     std::uint32_t& attributes = table_.file(reference).attributes;
     attributes = (attributes & FILE_ATTRIBUTE_REPARSE_POINT) | real::attributes_of(real_path(path));
 }
 
-void SimulatedVolume::change(std::uint64_t reference, std::uint32_t reason,
-                             std::wstring_view path) {
-    SimulatedTable::File& file = table_.file(reference);
+void FakeVolume::change(std::uint64_t reference, std::uint32_t reason, std::wstring_view path) {
+    FakeTable::File& file = table_.file(reference);
     // What the file has undergone since it was opened is told once.
     if ((file.reasons & reason) == reason)
         return;
@@ -229,31 +228,31 @@ void SimulatedVolume::change(std::uint64_t reference, std::uint32_t reason,
     write_record(reference, file.reasons, path);
 }
 
-void SimulatedVolume::close_unless_held(std::uint64_t reference, std::wstring_view path) {
-    SimulatedTable::File& file = table_.file(reference);
+void FakeVolume::close_unless_held(std::uint64_t reference, std::wstring_view path) {
+    FakeTable::File& file = table_.file(reference);
     if (file.held_open || file.reasons == 0)
         return;
     write_record(reference, file.reasons | usn_reason::close, path);
     file.reasons = 0;
 }
 
-void SimulatedVolume::write_link_record(std::uint64_t reference, std::wstring_view path) {
+void FakeVolume::write_link_record(std::uint64_t reference, std::wstring_view path) {
     write_record(reference,
                  table_.file(reference).reasons | usn_reason::hard_link_change | usn_reason::close,
                  path);
 }
 
-void SimulatedVolume::change_and_close(std::wstring_view path, std::uint32_t reason) {
+void FakeVolume::change_and_close(std::wstring_view path, std::uint32_t reason) {
     const std::uint64_t reference = known(path);
     change(reference, reason, path);
     close_unless_held(reference, path);
 }
 
-void SimulatedVolume::write_record(std::uint64_t reference, std::uint32_t reason,
-                                   std::wstring_view path) {
+void FakeVolume::write_record(std::uint64_t reference, std::uint32_t reason,
+                              std::wstring_view path) {
     if (!requests_.journal.active())
         return;
-    SimulatedTable::File& file = table_.file(reference);
+    FakeTable::File& file = table_.file(reference);
     UsnRecordFields record;
     record.reference = reference;
     record.parent = known(folder_of(path));
@@ -264,9 +263,9 @@ void SimulatedVolume::write_record(std::uint64_t reference, std::uint32_t reason
     file.usn = requests_.journal.append(std::move(record));
 }
 
-void SimulatedVolume::remove_known(std::wstring_view path) {
+void FakeVolume::remove_known(std::wstring_view path) {
     const std::uint64_t reference = known(path);
-    SimulatedTable::File& file = table_.file(reference);
+    FakeTable::File& file = table_.file(reference);
     // The system deletes no read-only file, so whoever deletes one changes it before.
     if ((file.attributes & FILE_ATTRIBUTE_READONLY) != 0)
         set_attributes(path, file.attributes & ~DWORD{FILE_ATTRIBUTE_READONLY});

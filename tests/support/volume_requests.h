@@ -1,4 +1,4 @@
-// The imports through which a program meets a simulated volume: takes the calls for one drive
+// The imports through which a program meets a fake volume: takes the calls for one drive
 // letter, records them, applies the planted faults, and answers from the contents, the journal and
 // the system. Everything that is not the drive's is forwarded untouched. The letter may be that of
 // a real drive, which is then hidden; only the system's folder for temporary files stays reachable.
@@ -18,9 +18,9 @@
 #include <string_view>
 #include <vector>
 
+#include "support/fake_journal.h"
 #include "support/import_replacement.h"
 #include "support/planted_faults.h"
-#include "support/simulated_journal.h"
 #include "support/usn_record_writer.h"
 #include "support/volume_calls.h"
 
@@ -72,7 +72,7 @@ class VolumeRequests {
     [[nodiscard]] std::wstring root() const;
 
     VolumeSettings settings;
-    SimulatedJournal journal;
+    FakeJournal journal;
     PlantedFaults faults;
     CallLog log;
 

@@ -1,0 +1,291 @@
+// Journal records that a snapshot has no place for: of files outside the tree, in loops, excluded,
+// gone meanwhile or never heard of.
+#include "fs/win32_api.h"
+
+#include <cstdint>
+#include <gtest/gtest.h>
+#include <string>
+#include <vector>
+
+#include "fs/usn_delta.h"
+#include "support/delta_volume.h"
+
+namespace larkspine::testing {
+namespace {
+
+constexpr std::uint32_t folder_attribute = FILE_ATTRIBUTE_DIRECTORY;
+constexpr std::uint32_t created = 0x100;
+constexpr std::uint32_t deleted = 0x80000200;
+constexpr std::uint32_t renamed = 0x2000;
+
+class UsnDeltaPruningTest : public DeltaVolumeTest {
+  protected:
+    using DeltaVolumeTest::DeltaVolumeTest;
+
+    void SetUp() override {
+        volume.write(L"a", "text");
+        volume.write(L"f\\b", "text");
+        enumerate_with_digests();
+    }
+
+    void journal(std::uint64_t reference, std::uint64_t parent, std::uint32_t reason,
+                 std::uint32_t attributes, const wchar_t* name) {
+        volume.append_to_journal({reference, parent, 0, 0, reason, 0, 0, attributes, name});
+    }
+
+    // Nothing is what the records led to; they are counted all the same.
+    void expect_unchanged_by(std::uint64_t records) {
+        const Paths before = paths();
+        ASSERT_TRUE(apply());
+        EXPECT_FALSE(changed);
+        EXPECT_EQ(paths(), before);
+        EXPECT_EQ(without_digests(), Paths{});
+        EXPECT_EQ(asked_for, Paths{});
+        EXPECT_EQ(statistics.journal_changes, records);
+        EXPECT_EQ(statistics.failures, 0u);
+        EXPECT_EQ(snapshot.next_usn, volume.journal().NextUsn);
+    }
+
+    const std::uint64_t unknown = make_reference(700, 1);
+    const std::uint64_t other = make_reference(701, 1);
+};
+
+TEST_F(UsnDeltaPruningTest, TheDeletionOfAnUnknownFileChangesNothing) {
+    journal(unknown, root_reference, deleted, 0x20, L"x");
+    expect_unchanged_by(1);
+}
+
+// The record number is in use again: what was deleted is the file before.
+TEST_F(UsnDeltaPruningTest, TheDeletionOfAnEarlierFileOfTheSameRecordChangesNothing) {
+    const std::uint64_t a = volume.reference_of(L"a");
+    journal(make_reference(record_number(a), 0x7FFF), root_reference, deleted, 0x20, L"x");
+    expect_unchanged_by(1);
+}
+
+TEST_F(UsnDeltaPruningTest, ADeletionWithOtherReasonsIsADeletion) {
+    journal(volume.reference_of(L"a"), root_reference, deleted | created | renamed | 0x8002, 0x20,
+            L"x");
+    ASSERT_TRUE(apply());
+    EXPECT_TRUE(changed);
+    EXPECT_EQ(paths(), (Paths{L"", L"f", L"f\\b"}));
+    EXPECT_EQ(asked_for, Paths{});
+}
+
+TEST_F(UsnDeltaPruningTest, AFileMadeOutsideTheTreeIsNoEntry) {
+    journal(unknown, other, created, 0x20, L"x");
+    expect_unchanged_by(1);
+}
+
+TEST_F(UsnDeltaPruningTest, FilesMadeBelowAFolderOutsideTheTreeAreNoEntries) {
+    journal(unknown, other, created, folder_attribute, L"x");
+    journal(make_reference(702, 1), unknown, created, 0x20, L"y");
+    expect_unchanged_by(2);
+}
+
+TEST_F(UsnDeltaPruningTest, FoldersThatAreEachOthersParentsAreNoEntries) {
+    journal(unknown, other, created, folder_attribute, L"x");
+    journal(other, unknown, created, folder_attribute, L"y");
+    expect_unchanged_by(2);
+}
+
+TEST_F(UsnDeltaPruningTest, AFolderThatIsItsOwnParentIsNoEntry) {
+    journal(unknown, unknown, created, folder_attribute, L"x");
+    expect_unchanged_by(1);
+}
+
+TEST_F(UsnDeltaPruningTest, KnownFoldersThatBecomeALoopAreGoneWithAllBelow) {
+    volume.write(L"g\\c", "text");
+    enumerate_with_digests();
+    const std::uint64_t f = volume.reference_of(L"f");
+    const std::uint64_t g = volume.reference_of(L"g");
+    journal(f, g, renamed, folder_attribute, L"f");
+    journal(g, f, renamed, folder_attribute, L"g");
+    ASSERT_TRUE(apply());
+    EXPECT_EQ(paths(), (Paths{L"", L"a"}));
+    EXPECT_EQ(statistics.failures, 0u);
+}
+
+TEST_F(UsnDeltaPruningTest, AFileThatLeavesTheTreeIsGone) {
+    journal(volume.reference_of(L"a"), other, renamed, 0x20, L"a");
+    ASSERT_TRUE(apply());
+    EXPECT_EQ(paths(), (Paths{L"", L"f", L"f\\b"}));
+    EXPECT_EQ(statistics.failures, 0u);
+    EXPECT_FALSE(changed) << "nothing of it is left to be saved";
+}
+
+TEST_F(UsnDeltaPruningTest, AFolderThatBecomesAReparsePointIsGone) {
+    volume.make_folder(L"g");
+    enumerate_with_digests();
+    journal(volume.reference_of(L"g"), root_reference, 0x0010'0000, 0x410, L"g");
+    ASSERT_TRUE(apply());
+    EXPECT_EQ(paths(), (Paths{L"", L"a", L"f", L"f\\b"}));
+}
+
+// Its folder is no entry, so that no chain of parents leads from it to the root.
+TEST_F(UsnDeltaPruningTest, WhatTheEnumerationListedBelowAReparsePointIsGone) {
+    const std::uint64_t cloud = volume.plant_child(root_reference, L"cloud", 0x410);
+    volume.plant_child(cloud, L"below", folder_attribute);
+    enumerate_with_digests();
+    ASSERT_EQ(paths(), (Paths{L"", L"a", L"cloud\\below", L"f", L"f\\b"}));
+    volume.append(L"a", "x");
+    ASSERT_TRUE(apply());
+    EXPECT_EQ(paths(), (Paths{L"", L"a", L"f", L"f\\b"}));
+}
+
+TEST_F(UsnDeltaPruningTest, AFileThatBecomesAReparsePointIsGone) {
+    journal(volume.reference_of(L"a"), root_reference, 0x0010'0000, 0x420, L"a");
+    ASSERT_TRUE(apply());
+    EXPECT_EQ(paths(), (Paths{L"", L"f", L"f\\b"}));
+}
+
+TEST_F(UsnDeltaPruningTest, AnEntryWithoutAnIdentityDoesNotSurvive) {
+    entry(L"a").has_file_id = false;
+    volume.append(L"f\\b", "x");
+    ASSERT_TRUE(apply());
+    EXPECT_EQ(paths(), (Paths{L"", L"f", L"f\\b"}));
+}
+
+TEST_F(UsnDeltaPruningTest, AMissingRootIsMade) {
+    snapshot.entries.erase(snapshot.entries.begin());
+    volume.append(L"a", "x");
+    ASSERT_TRUE(apply());
+    expect_as_enumerated();
+    EXPECT_EQ(paths(), (Paths{L"", L"a", L"f", L"f\\b"}));
+}
+
+TEST_F(UsnDeltaPruningTest, ARootWithAnotherPathIsPutRight) {
+    entry(L"").path = L"elsewhere";
+    volume.append(L"a", "x");
+    ASSERT_TRUE(apply());
+    expect_as_enumerated();
+}
+
+TEST_F(UsnDeltaPruningTest, ARecordOfTheRootItselfLeavesThePathsAsTheyAre) {
+    journal(root_reference, root_reference, 0x8000, 0x16, L".");
+    ASSERT_TRUE(apply());
+    EXPECT_EQ(paths(), (Paths{L"", L"a", L"f", L"f\\b"}));
+    EXPECT_EQ(entry(L"").attributes, 0x16u);
+    EXPECT_EQ(asked_for, Paths{});
+    EXPECT_TRUE(changed);
+}
+
+// ---- files that change between journal and metadata ---------------------------------------------
+
+TEST_F(UsnDeltaPruningTest, AChangedFileThatVanishedIsGoneAndCounted) {
+    volume.append(L"a", "x");
+    volume.plant_vanishing(L"a");
+    ASSERT_TRUE(apply());
+    EXPECT_EQ(paths(), (Paths{L"", L"f", L"f\\b"}));
+    EXPECT_EQ(counts(), (Counts{2, 1, 0, 1, 3}));
+    EXPECT_FALSE(changed) << "the journal will tell again";
+    ASSERT_TRUE(apply());
+    expect_as_enumerated();
+}
+
+TEST_F(UsnDeltaPruningTest, AChangedFileThatBecameAFolderIsGoneUntilTheNextDelta) {
+    volume.append(L"a", "x");
+    volume.plant_becoming_a_folder(L"a");
+    ASSERT_TRUE(apply());
+    EXPECT_EQ(paths(), (Paths{L"", L"f", L"f\\b"}));
+    EXPECT_EQ(statistics.failures, 1u);
+    ASSERT_TRUE(apply());
+    expect_as_enumerated();
+    EXPECT_EQ(entry(L"a").attributes, folder_attribute);
+}
+
+TEST_F(UsnDeltaPruningTest, AChangedFileWithoutAccessIsGoneAndCounted) {
+    volume.append(L"a", "x");
+    volume.append(L"f\\b", "x");
+    volume.plant(failing_at(Request::query_attributes, L"a", ERROR_ACCESS_DENIED));
+    ASSERT_TRUE(apply());
+    EXPECT_EQ(paths(), (Paths{L"", L"f", L"f\\b"}));
+    EXPECT_EQ(statistics.failures, 1u);
+    EXPECT_TRUE(changed) << "the other one did change";
+}
+
+// The table leaves out the folder, whose record is too new, so that what it holds leads nowhere;
+// the journal then tells of the folder alone. Only another enumeration finds the rest.
+TEST_F(UsnDeltaPruningTest, WhatAFolderHoldsThatChangedDuringTheEnumerationIsNotFoundByADelta) {
+    volume.plant(doing(Request::list_table, 0, [this] { volume.rename(L"f", L"h"); }));
+    enumerate_with_digests();
+    EXPECT_EQ(paths(), (Paths{L"", L"a"}));
+    EXPECT_EQ(statistics.failures, 1u);
+    ASSERT_TRUE(apply());
+    EXPECT_EQ(paths(), (Paths{L"", L"a", L"h"}));
+    EXPECT_EQ(statistics.failures, 0u);
+    ASSERT_TRUE(enumerate());
+    EXPECT_EQ(paths(), (Paths{L"", L"a", L"h", L"h\\b"}));
+}
+
+// ---- excluded folders ---------------------------------------------------------------------------
+
+class UsnDeltaOnDriveCTest : public UsnDeltaPruningTest {
+  protected:
+    UsnDeltaOnDriveCTest() : UsnDeltaPruningTest(on_drive(L'C')) {
+        volume.write(L"Windows\\sub\\x", "text");
+    }
+};
+
+TEST_F(UsnDeltaOnDriveCTest, AFileMadeInAnExcludedFolderIsNoEntry) {
+    volume.write(L"Windows\\new", "x");
+    volume.append(L"Windows\\sub\\x", "x");
+    expect_unchanged_by(5);
+}
+
+TEST_F(UsnDeltaOnDriveCTest, AFileMadeInAnIndexFolderIsNoEntry) {
+    volume.write(index_folder() + L"\\indexes\\an index", "x");
+    ASSERT_TRUE(apply());
+    EXPECT_EQ(asked_for, Paths{});
+    expect_as_enumerated();
+}
+
+// Its own record makes an entry of the folder, to which the chain of parents then leads.
+TEST_F(UsnDeltaOnDriveCTest, AnExcludedFolderThatChangesIsNoEntryAndNorIsWhatItHolds) {
+    volume.write(L"Windows\\new", "x");
+    volume.set_attributes(L"Windows", FILE_ATTRIBUTE_HIDDEN);
+    expect_unchanged_by(5);
+    volume.set_attributes(L"Windows", FILE_ATTRIBUTE_NORMAL);
+}
+
+TEST_F(UsnDeltaOnDriveCTest, AFolderThatGetsAnExcludedNameIsGoneWithAllBelow) {
+    volume.rename(L"Windows", L"old");
+    volume.rename(L"f", L"windows");
+    ASSERT_TRUE(apply());
+    EXPECT_EQ(paths(), (Paths{L"", L"a", L"old"}));
+    EXPECT_EQ(statistics.failures, 0u);
+}
+
+TEST_F(UsnDeltaOnDriveCTest, WhatIsMovedIntoAnExcludedFolderIsGone) {
+    volume.move(L"f", L"Windows");
+    ASSERT_TRUE(apply());
+    // Windows itself is no entry, so that nothing below it reaches the root.
+    EXPECT_EQ(paths(), (Paths{L"", L"a"}));
+    expect_as_enumerated();
+}
+
+TEST_F(UsnDeltaOnDriveCTest, AFileMovedOutOfAnExcludedFolderIsAnEntry) {
+    volume.move(L"Windows\\sub\\x", L"");
+    ASSERT_TRUE(apply());
+    expect_as_enumerated();
+    EXPECT_EQ(without_digests(), Paths{L"x"});
+}
+
+// What it holds has no entries and no records: only a full enumeration finds it.
+TEST_F(UsnDeltaOnDriveCTest, OfAFolderMovedOutOfAnExcludedOneOnlyTheFolderIsAnEntry) {
+    volume.move(L"Windows\\sub", L"");
+    ASSERT_TRUE(apply());
+    EXPECT_EQ(paths(), (Paths{L"", L"a", L"f", L"f\\b", L"sub"}));
+    EXPECT_EQ(statistics.failures, 0u);
+    EXPECT_TRUE(changed);
+    ASSERT_TRUE(enumerate());
+    EXPECT_EQ(paths(), (Paths{L"", L"a", L"f", L"f\\b", L"sub", L"sub\\x"}));
+}
+
+TEST_F(UsnDeltaOnDriveCTest, AnExcludedFolderThatGetsAnotherNameIsTheSame) {
+    volume.rename(L"Windows", L"old");
+    ASSERT_TRUE(apply());
+    EXPECT_EQ(paths(), (Paths{L"", L"a", L"f", L"f\\b", L"old"}));
+}
+
+}  // namespace
+}  // namespace larkspine::testing

@@ -1,0 +1,443 @@
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+#include <gtest/gtest.h>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "fs/volume.h"
+#include "support/import_replacement.h"
+
+namespace larkspine::testing {
+namespace {
+
+constexpr DWORD share_everything = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+
+// A handle that the system never gives out: its own are multiples of four.
+const HANDLE test_handle = reinterpret_cast<HANDLE>(std::uintptr_t{0x7EED1});
+
+class VolumeCallsTest : public ::testing::Test {
+  private:
+    ImportReset reset;
+};
+
+// What a call for a volume's name was given.
+struct VolumeQuestion {
+    std::wstring root;
+    DWORD name_capacity;
+    DWORD file_system_capacity;
+    bool asks_for_more;
+
+    friend bool operator==(const VolumeQuestion&, const VolumeQuestion&) = default;
+};
+
+class NtfsDriveRootCallsTest : public VolumeCallsTest {
+  protected:
+    void file_system_is(const std::wstring& name) { answer(TRUE, name); }
+    void volume_query_fails() { answer(FALSE, L"NTFS"); }
+
+    std::vector<VolumeQuestion> questions;
+
+  private:
+    void answer(BOOL result, const std::wstring& file_system) {
+        hooks().GetVolumeInformationW = [=, this](LPCWSTR root, LPWSTR name, DWORD name_capacity,
+                                                  LPDWORD serial, LPDWORD longest, LPDWORD flags,
+                                                  LPWSTR text, DWORD capacity) {
+            questions.push_back(
+                {root, name_capacity, capacity,
+                 name != nullptr || serial != nullptr || longest != nullptr || flags != nullptr});
+            const std::size_t length = file_system.copy(text, capacity - 1);
+            text[length] = L'\0';
+            return result;
+        };
+    }
+};
+
+TEST_F(NtfsDriveRootCallsTest, NtfsIsRecognisedInAnyCase) {
+    for (const std::wstring name : {L"NTFS", L"ntfs", L"Ntfs", L"nTFs"}) {
+        file_system_is(name);
+        EXPECT_TRUE(is_ntfs_drive_root(L"C:\\")) << ::testing::PrintToString(name);
+    }
+}
+
+TEST_F(NtfsDriveRootCallsTest, AnyOtherFileSystemIsNot) {
+    for (const std::wstring name : {L"FAT32", L"exFAT", L"ReFS", L"ntfsx", L"NTF", L"", L"xNTFS",
+                                    L"NTFS ", L"NTFS\\", L"NTFS3", L"ntfz", L"mtfs"}) {
+        file_system_is(name);
+        EXPECT_FALSE(is_ntfs_drive_root(L"C:\\")) << ::testing::PrintToString(name);
+    }
+}
+
+TEST_F(NtfsDriveRootCallsTest, ALongNameThatFillsTheBufferIsNot) {
+    file_system_is(std::wstring(400, L'n'));
+    EXPECT_FALSE(is_ntfs_drive_root(L"C:\\"));
+}
+
+TEST_F(NtfsDriveRootCallsTest, AVolumeThatCannotBeAskedIsNot) {
+    volume_query_fails();
+    EXPECT_FALSE(is_ntfs_drive_root(L"C:\\"));
+    EXPECT_EQ(questions.size(), 1u);
+}
+
+TEST_F(NtfsDriveRootCallsTest, TheRootIsPassedAsGivenAndOnlyTheFileSystemIsAskedFor) {
+    file_system_is(L"NTFS");
+    std::vector<VolumeQuestion> expected;
+    for (const std::wstring root : {L"C:\\", L"\\\\?\\D:\\", L"e:/", L"F:\\\\"}) {
+        EXPECT_TRUE(is_ntfs_drive_root(root));
+        expected.push_back({root, 0, 260, false});
+    }
+    EXPECT_EQ(questions, expected);
+}
+
+TEST_F(NtfsDriveRootCallsTest, WhatIsNoDriveRootIsNotAskedFor) {
+    file_system_is(L"NTFS");
+    for (const std::wstring path :
+         {L"C:", L"C:\\Data", L"\\\\server\\share\\", L"\\\\?\\UNC\\server\\share\\", L""})
+        EXPECT_FALSE(is_ntfs_drive_root(path)) << ::testing::PrintToString(path);
+    EXPECT_TRUE(questions.empty());
+}
+
+struct OpenCall {
+    std::wstring path;
+    DWORD access;
+    DWORD sharing;
+    bool has_security;
+    DWORD disposition;
+    DWORD flags;
+    HANDLE model;
+
+    friend bool operator==(const OpenCall&, const OpenCall&) = default;
+};
+
+// Opening a file gives the test's handle, and closing it is counted; other handles go to the
+// system.
+class HandleCallsTest : public VolumeCallsTest {
+  protected:
+    HandleCallsTest() {
+        hooks().CreateFileW = [this](LPCWSTR path, DWORD access, DWORD sharing,
+                                     LPSECURITY_ATTRIBUTES security, DWORD disposition, DWORD flags,
+                                     HANDLE model) {
+            opened.push_back(
+                {path, access, sharing, security != nullptr, disposition, flags, model});
+            if (open_error == 0)
+                return test_handle;
+            SetLastError(open_error);
+            return INVALID_HANDLE_VALUE;
+        };
+        hooks().CloseHandle = [this](HANDLE handle) {
+            if (handle == INVALID_HANDLE_VALUE)
+                ++closed_invalid;
+            if (handle != test_handle)
+                return real_imports().CloseHandle(handle);
+            ++closed;
+            return TRUE;
+        };
+    }
+
+    DWORD open_error = 0;
+    std::vector<OpenCall> opened;
+    int closed = 0;
+    int closed_invalid = 0;
+};
+
+using OpenVolumeCallsTest = HandleCallsTest;
+
+TEST_F(OpenVolumeCallsTest, TheVolumeIsOpenedForReadingByItsLowerCaseLetter) {
+    for (const std::wstring root : {L"C:\\", L"\\\\?\\C:\\", L"c:/"})
+        EXPECT_EQ(open_volume(root), test_handle);
+    const OpenCall call = {L"\\\\.\\c:",  GENERIC_READ,          share_everything, false,
+                           OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr};
+    EXPECT_EQ(opened, (std::vector<OpenCall>(3, call)));
+}
+
+TEST_F(OpenVolumeCallsTest, TheHandleIsTheCallersToClose) {
+    EXPECT_EQ(open_volume(L"Z:\\"), test_handle);
+    EXPECT_EQ(closed, 0);
+    EXPECT_EQ(opened.at(0).path, L"\\\\.\\z:");
+}
+
+TEST_F(OpenVolumeCallsTest, ARefusalGivesTheInvalidHandle) {
+    open_error = ERROR_ACCESS_DENIED;
+    EXPECT_EQ(open_volume(L"C:\\"), INVALID_HANDLE_VALUE);
+    EXPECT_EQ(closed_invalid, 0);
+}
+
+TEST_F(OpenVolumeCallsTest, WhatIsNoDriveRootIsNotOpened) {
+    for (const std::wstring path : {L"C:", L"C:\\Data", L"\\\\server\\share\\", L"\\\\.\\C:",
+                                    L"1:\\", L"\\\\?\\UNC\\server\\share", L""})
+        EXPECT_EQ(open_volume(path), INVALID_HANDLE_VALUE) << ::testing::PrintToString(path);
+    EXPECT_TRUE(opened.empty());
+}
+
+class FileReferenceCallsTest : public HandleCallsTest {
+  protected:
+    void information_answers(BOOL result, DWORD high, DWORD low) {
+        hooks().GetFileInformationByHandle = [=, this](HANDLE file,
+                                                       LPBY_HANDLE_FILE_INFORMATION information) {
+            asked.push_back(file);
+            if (file != test_handle)
+                return real_imports().GetFileInformationByHandle(file, information);
+            information->nFileIndexHigh = high;
+            information->nFileIndexLow = low;
+            return result;
+        };
+    }
+
+    std::vector<HANDLE> asked;
+};
+
+TEST_F(FileReferenceCallsTest, TheTwoHalvesMakeTheReference) {
+    information_answers(TRUE, 0x00010203, 0xF0E0D0C0);
+    EXPECT_EQ(file_reference_of(L"\\\\?\\C:\\a"), std::optional<std::uint64_t>(0x00010203F0E0D0C0));
+    information_answers(TRUE, 0x80000000, 1);
+    EXPECT_EQ(file_reference_of(L"\\\\?\\C:\\a"), std::optional<std::uint64_t>(0x8000000000000001));
+    EXPECT_EQ(closed, 2);
+}
+
+TEST_F(FileReferenceCallsTest, AReferenceOfZeroIsAValue) {
+    information_answers(TRUE, 0, 0);
+    EXPECT_EQ(file_reference_of(L"\\\\?\\C:\\a"), std::optional<std::uint64_t>(0));
+}
+
+TEST_F(FileReferenceCallsTest, ThePathIsOpenedAsGivenWithoutAccessToDataAndAlsoForFolders) {
+    information_answers(TRUE, 0, 0);
+    (void)file_reference_of(L"C:/Data\\");
+    EXPECT_EQ(opened,
+              (std::vector<OpenCall>{{L"C:/Data\\", 0, share_everything, false, OPEN_EXISTING,
+                                      FILE_FLAG_BACKUP_SEMANTICS, nullptr}}));
+}
+
+TEST_F(FileReferenceCallsTest, AFailureToOpenGivesNoneAndClosesNothing) {
+    information_answers(TRUE, 1, 1);
+    open_error = ERROR_ACCESS_DENIED;
+    EXPECT_EQ(file_reference_of(L"\\\\?\\C:\\a"), std::nullopt);
+    EXPECT_TRUE(asked.empty());
+    EXPECT_EQ(closed, 0);
+    EXPECT_EQ(closed_invalid, 0);
+}
+
+TEST_F(FileReferenceCallsTest, AFailureToReadGivesNoneAndClosesTheFile) {
+    information_answers(FALSE, 1, 1);
+    EXPECT_EQ(file_reference_of(L"\\\\?\\C:\\a"), std::nullopt);
+    EXPECT_EQ(opened.size(), 1u);
+    EXPECT_EQ(closed, 1);
+}
+
+class FileIdentityCallsTest : public HandleCallsTest {
+  protected:
+    void identity_answers(BOOL result) {
+        hooks().GetFileInformationByHandleEx =
+            [this, result](HANDLE file, FILE_INFO_BY_HANDLE_CLASS kind, LPVOID buffer, DWORD size) {
+                kinds.push_back(kind);
+                sizes.push_back(size);
+                if (file != test_handle)
+                    return real_imports().GetFileInformationByHandleEx(file, kind, buffer, size);
+                std::memcpy(buffer, &stored, sizeof stored);
+                return result;
+            };
+        hooks().GetFileSizeEx = [this](HANDLE file, PLARGE_INTEGER size) {
+            if (file != test_handle)
+                return real_imports().GetFileSizeEx(file, size);
+            ++sizes_asked;
+            size->QuadPart = size_answer.value_or(0);
+            return BOOL{size_answer.has_value()};
+        };
+    }
+
+    static FILE_ID_INFO numbered_bytes() {
+        unsigned char bytes[sizeof(FILE_ID_INFO)];
+        for (std::size_t i = 0; i < sizeof bytes; ++i)
+            bytes[i] = static_cast<unsigned char>(0xF0 - i);
+        FILE_ID_INFO identity;
+        std::memcpy(&identity, bytes, sizeof identity);
+        return identity;
+    }
+
+    const FILE_ID_INFO stored = numbered_bytes();
+    std::vector<FILE_INFO_BY_HANDLE_CLASS> kinds;
+    std::vector<DWORD> sizes;
+    std::optional<std::int64_t> size_answer = 0;  // none: the question fails
+    int sizes_asked = 0;
+};
+
+TEST_F(FileIdentityCallsTest, TheIdentityIsWhatTheSystemStored) {
+    identity_answers(TRUE);
+    const std::optional<FILE_ID_INFO> identity = file_identity_of(L"\\\\?\\C:\\a");
+    ASSERT_TRUE(identity.has_value());
+    EXPECT_EQ(std::memcmp(&*identity, &stored, sizeof stored), 0);
+    EXPECT_EQ(kinds, (std::vector<FILE_INFO_BY_HANDLE_CLASS>{FileIdInfo}));
+    EXPECT_EQ(sizes, (std::vector<DWORD>{24}));
+    EXPECT_EQ(closed, 1);
+}
+
+TEST_F(FileIdentityCallsTest, ThePathIsOpenedAsGivenForReading) {
+    identity_answers(TRUE);
+    (void)file_identity_of(L"C:/a");
+    EXPECT_EQ(opened, (std::vector<OpenCall>{{L"C:/a", GENERIC_READ, share_everything, false,
+                                              OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr}}));
+}
+
+TEST_F(FileIdentityCallsTest, AFailureToOpenGivesNoneAndClosesNothing) {
+    identity_answers(TRUE);
+    open_error = ERROR_SHARING_VIOLATION;
+    EXPECT_FALSE(file_identity_of(L"\\\\?\\C:\\a").has_value());
+    EXPECT_TRUE(kinds.empty());
+    EXPECT_EQ(closed, 0);
+    EXPECT_EQ(closed_invalid, 0);
+}
+
+TEST_F(FileIdentityCallsTest, AFailureToReadGivesNoneAndClosesTheFile) {
+    identity_answers(FALSE);
+    EXPECT_FALSE(file_identity_of(L"\\\\?\\C:\\a").has_value());
+    EXPECT_EQ(opened.size(), 1u);
+    EXPECT_EQ(closed, 1);
+}
+
+TEST_F(FileIdentityCallsTest, AnEntryTakesTheIdentityOfItsFile) {
+    identity_answers(TRUE);
+    detail::FileCandidate entry;
+    entry.path = L"\\\\?\\C:\\a";
+    EXPECT_EQ(read_identity(entry), IdentityAnswer::read);
+    EXPECT_TRUE(entry.has_file_id);
+    EXPECT_EQ(entry.volume_serial, 0xE9EAEBECEDEEEFF0u);
+    EXPECT_EQ(entry.file_id.low, 0xE1E2E3E4E5E6E7E8u);
+    EXPECT_EQ(entry.file_id.high, 0xD9DADBDCDDDEDFE0u);
+    EXPECT_EQ(opened.at(0).path, entry.path);
+}
+
+TEST_F(FileIdentityCallsTest, AnEntryWhoseIdentityCannotBeReadStaysAsItWas) {
+    identity_answers(FALSE);
+    detail::FileCandidate entry;
+    entry.path = L"\\\\?\\C:\\a";
+    entry.volume_serial = 5;
+    entry.file_id = {6, 7};
+    EXPECT_EQ(read_identity(entry), IdentityAnswer::unreadable);
+    EXPECT_FALSE(entry.has_file_id);
+    EXPECT_EQ(entry.volume_serial, 5u);
+    EXPECT_EQ(entry.file_id, (detail::FileId{6, 7}));
+}
+
+TEST_F(FileIdentityCallsTest, AnEntryOfSizeZeroWhoseFileHasContentsStaysAsItWas) {
+    identity_answers(TRUE);
+    detail::FileCandidate entry;
+    entry.path = L"\\\\?\\C:\\a";
+    size_answer = std::int64_t{1} << 40;
+    EXPECT_EQ(read_identity(entry), IdentityAnswer::not_empty);
+    EXPECT_FALSE(entry.has_file_id);
+    EXPECT_EQ(entry.volume_serial, 0u);
+    EXPECT_EQ(closed, 1);
+}
+
+TEST_F(FileIdentityCallsTest, AFileWithContentsIsSeenToHaveThemWhereNoIdentityIsTold) {
+    identity_answers(FALSE);
+    detail::FileCandidate entry;
+    entry.path = L"\\\\?\\C:\\a";
+    size_answer = 7;
+    EXPECT_EQ(read_identity(entry), IdentityAnswer::not_empty);
+}
+
+TEST_F(FileIdentityCallsTest, AnEmptyFileOrOneThatDoesNotTellItsSizeTakesItsIdentity) {
+    identity_answers(TRUE);
+    for (const std::optional<std::int64_t> answer :
+         {std::optional<std::int64_t>(0), std::optional<std::int64_t>()}) {
+        detail::FileCandidate entry;
+        entry.path = L"\\\\?\\C:\\a";
+        size_answer = answer;
+        EXPECT_EQ(read_identity(entry), IdentityAnswer::read);
+        EXPECT_TRUE(entry.has_file_id);
+    }
+    EXPECT_EQ(sizes_asked, 2);
+}
+
+TEST_F(FileIdentityCallsTest, OnlyEntriesOfSizeZeroAreAskedForTheirSize) {
+    identity_answers(TRUE);
+    detail::FileCandidate entry;
+    entry.path = L"\\\\?\\C:\\a";
+    entry.size = 1;
+    EXPECT_EQ(read_identity(entry), IdentityAnswer::read);
+    EXPECT_EQ(sizes_asked, 0);
+}
+
+// What a request to a volume was given.
+struct ControlCall {
+    DWORD code;
+    bool has_input;
+    DWORD input_size;
+    DWORD output_size;
+    bool output_was_zero;
+    bool overlapped;
+
+    friend bool operator==(const ControlCall&, const ControlCall&) = default;
+};
+
+class UsnJournalCallsTest : public VolumeCallsTest {
+  protected:
+    void journal_answers(BOOL result, DWORD returned, DWORD error = 0) {
+        hooks().DeviceIoControl = [=, this](HANDLE volume, DWORD code, LPVOID input,
+                                            DWORD input_size, LPVOID output, DWORD output_size,
+                                            LPDWORD returned_size, LPOVERLAPPED overlapped) {
+            if (volume != test_handle)
+                return real_imports().DeviceIoControl(volume, code, input, input_size, output,
+                                                      output_size, returned_size, overlapped);
+            const auto* bytes = static_cast<const unsigned char*>(output);
+            const bool zero = std::all_of(bytes, bytes + output_size,
+                                          [](unsigned char byte) { return byte == 0; });
+            calls.push_back(
+                {code, input != nullptr, input_size, output_size, zero, overlapped != nullptr});
+            std::memcpy(output, fields, std::min<std::size_t>(returned, sizeof fields));
+            *returned_size = returned;
+            SetLastError(error);
+            return result;
+        };
+    }
+
+    // The seven values in the order of the record.
+    static constexpr std::uint64_t fields[7] = {
+        0x01D9'1122'3344'5566, 0x10, 0x20'0000'0000, 0x30, 0x7FFF'FFFF'0000, 0x200'0000, 0x40'0000};
+    std::vector<ControlCall> calls;
+};
+
+TEST_F(UsnJournalCallsTest, AnActiveJournalIsDescribedFieldByField) {
+    journal_answers(TRUE, 56);
+    const std::optional<USN_JOURNAL_DATA_V0> journal = query_usn_journal(test_handle);
+    ASSERT_TRUE(journal.has_value());
+    EXPECT_EQ(journal->UsnJournalID, 0x01D9112233445566u);
+    EXPECT_EQ(journal->FirstUsn, 0x10);
+    EXPECT_EQ(journal->NextUsn, 0x2000000000);
+    EXPECT_EQ(journal->LowestValidUsn, 0x30);
+    EXPECT_EQ(journal->MaxUsn, 0x7FFFFFFF0000);
+    EXPECT_EQ(journal->MaximumSize, 0x2000000u);
+    EXPECT_EQ(journal->AllocationDelta, 0x400000u);
+}
+
+TEST_F(UsnJournalCallsTest, TheRequestHasNoInputAndAZeroedOutputOfFiftySixBytes) {
+    journal_answers(TRUE, 56);
+    (void)query_usn_journal(test_handle);
+    EXPECT_EQ(calls, (std::vector<ControlCall>{{0x000900F4, false, 0, 56, true, false}}));
+}
+
+TEST_F(UsnJournalCallsTest, AVolumeWhoseJournalWasDeletedHasNone) {
+    journal_answers(FALSE, 0, ERROR_JOURNAL_NOT_ACTIVE);
+    EXPECT_FALSE(query_usn_journal(test_handle).has_value());
+}
+
+TEST_F(UsnJournalCallsTest, AFailureThatFilledTheOutputIsStillAFailure) {
+    journal_answers(FALSE, 56, ERROR_JOURNAL_DELETE_IN_PROGRESS);
+    EXPECT_FALSE(query_usn_journal(test_handle).has_value());
+}
+
+TEST_F(UsnJournalCallsTest, AShortDescriptionIsNone) {
+    for (const DWORD returned : {0u, 1u, 55u}) {
+        journal_answers(TRUE, returned);
+        EXPECT_FALSE(query_usn_journal(test_handle).has_value()) << returned;
+    }
+}
+
+TEST_F(UsnJournalCallsTest, ACountBeyondTheOutputStillDescribesTheJournal) {
+    journal_answers(TRUE, 80);
+    EXPECT_TRUE(query_usn_journal(test_handle).has_value());
+}
+
+}  // namespace
+}  // namespace larkspine::testing

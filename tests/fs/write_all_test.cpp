@@ -1,0 +1,78 @@
+#include "fs/write_all.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <gtest/gtest.h>
+#include <memory>
+#include <span>
+#include <utility>
+#include <vector>
+
+#include "support/import_replacement.h"
+
+namespace larkspine {
+namespace {
+
+using testing::hooks;
+
+// What reaches the system, for a file that does not exist: each request as its place in the block
+// and its length. No byte is looked at.
+class WriteAllTest : public ::testing::Test {
+  protected:
+    using Requests = std::vector<std::pair<std::uint64_t, DWORD>>;
+
+    WriteAllTest() {
+        hooks().WriteFile = [this](HANDLE file, LPCVOID bytes, DWORD length, LPDWORD written,
+                                   LPOVERLAPPED overlapped) -> BOOL {
+            if (file != no_file)
+                return testing::real_imports().WriteFile(file, bytes, length, written, overlapped);
+            requests.emplace_back(static_cast<const std::byte*>(bytes) - block, length);
+            *written = length < most_taken ? length : most_taken;
+            return TRUE;
+        };
+    }
+
+    bool write(std::uint64_t size) {
+        return write_all(no_file, std::span(block, static_cast<std::size_t>(size)));
+    }
+
+    // Addresses alone, without memory behind them.
+    static constexpr std::uint64_t reserved = 0x2'0000'0010;
+    struct Release {
+        void operator()(void* memory) const { VirtualFree(memory, 0, MEM_RELEASE); }
+    };
+    std::unique_ptr<void, Release> memory{
+        VirtualAlloc(nullptr, reserved, MEM_RESERVE, PAGE_NOACCESS)};
+    const std::byte* const block = static_cast<const std::byte*>(memory.get());
+    const HANDLE no_file = &requests;
+
+    Requests requests;
+    DWORD most_taken = UINT32_MAX;
+    testing::ImportReset reset;
+};
+
+TEST_F(WriteAllTest, ABlockBeyond32BitsGoesOutInTheLargestPiecesThatTheSystemCanCount) {
+    ASSERT_NE(block, nullptr);
+    EXPECT_TRUE(write(0x2'0000'0008));
+    EXPECT_EQ(requests, (Requests{{0, 0xFFFFFFFF}, {0xFFFFFFFF, 0xFFFFFFFF}, {0x1'FFFF'FFFE, 10}}));
+}
+
+TEST_F(WriteAllTest, OneByteMoreThanTheLargestPieceGoesOutOnItsOwn) {
+    EXPECT_TRUE(write(0x1'0000'0000));
+    EXPECT_EQ(requests, (Requests{{0, 0xFFFFFFFF}, {0xFFFFFFFF, 1}}));
+}
+
+TEST_F(WriteAllTest, WhatTheSystemDidNotTakeIsAskedForAgainFromThere) {
+    most_taken = 0x8000'0000;
+    EXPECT_TRUE(write(0x1'0000'0004));
+    EXPECT_EQ(requests,
+              (Requests{{0, 0xFFFFFFFF}, {0x8000'0000, 0x8000'0004}, {0x1'0000'0000, 4}}));
+}
+
+TEST_F(WriteAllTest, ABlockOfNothingAsksForNothing) {
+    EXPECT_TRUE(write(0));
+    EXPECT_EQ(requests, Requests{});
+}
+
+}  // namespace
+}  // namespace larkspine

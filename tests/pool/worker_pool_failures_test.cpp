@@ -1,0 +1,31 @@
+// A machine that has no more threads to give.
+#include <gtest/gtest.h>
+#include <system_error>
+
+#include "pool/worker_pool.h"
+#include "support/thread_starts.h"
+
+namespace larkspine::testing {
+namespace {
+
+TEST(WorkerPoolFailuresTest, AThreadThatCannotBeStartedStopsThoseAlreadyRunningAndIsReported) {
+    for (std::size_t allowed = 0; allowed < 4; ++allowed) {
+        const std::size_t before = threads_started();
+        {
+            const NoMoreThreads limit(allowed);
+            try {
+                worker_pool pool(4);
+                ADD_FAILURE() << "a pool of 4 with room for " << allowed;
+            } catch (const std::system_error& error) {
+                EXPECT_EQ(error.code(), std::errc::resource_unavailable_try_again);
+            }
+        }
+        // Threads that were not joined would end the program when their pool goes.
+        EXPECT_EQ(threads_started() - before, allowed);
+    }
+    worker_pool pool(4);
+    EXPECT_EQ(pool.submit([] { return 7; }).get(), 7);
+}
+
+}  // namespace
+}  // namespace larkspine::testing

@@ -1,0 +1,85 @@
+// A folder of as many files as a test likes that is on no disk: the system's answers for it are
+// made up, so that what a scan asks for can be counted among thousands of files in an instant. For
+// programs with replaced imports.
+//
+//     FakeFolder folder(L"\\\\?\\R:\\arbre", 4000, [](std::size_t i) { return std::to_string(i);
+//     });
+//     ... scan folder.root() ...
+//     EXPECT_EQ(folder.asked().opens, 0u);
+//
+// Names are seven digits beyond ASCII. It sets the hooks for its lifetime: make it before the
+// threads that use it.
+#pragma once
+
+#include "fs/win32_api.h"
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <ostream>
+#include <string>
+#include <string_view>
+
+#include "support/import_replacement.h"
+
+namespace larkspine::testing {
+
+// How often the system was asked for what; comparisons are those of CompareStringOrdinal.
+struct Asked {
+    std::uint64_t listings = 0;  // FindFirstFileExW and FindNextFileW
+    std::uint64_t opens = 0;
+    std::uint64_t identities = 0;
+    std::uint64_t reads = 0;
+    std::uint64_t closes = 0;
+
+    friend bool operator==(const Asked&, const Asked&) = default;
+};
+void PrintTo(const Asked& asked, std::ostream* out);
+
+class FakeFolder {
+  public:
+    using Contents = std::function<std::string(std::size_t)>;
+    static constexpr std::size_t name_length = 7;
+
+    // Files 0 to `files` - 1, each holding what `contents` says of it.
+    FakeFolder(std::wstring root, std::size_t files, Contents contents);
+    FakeFolder(const FakeFolder&) = delete;
+    FakeFolder& operator=(const FakeFolder&) = delete;
+
+    [[nodiscard]] const std::wstring& root() const { return root_; }
+    [[nodiscard]] std::wstring path(std::size_t file) const;
+    // The other way round, for any path that ends in a name of such a folder.
+    [[nodiscard]] static std::size_t file_of(std::wstring_view path);
+    // Since it was made, or since forget().
+    [[nodiscard]] Asked asked() const;
+    [[nodiscard]] std::uint64_t comparisons() const { return comparisons_; }
+    void forget();
+
+  private:
+    struct OpenFile {
+        std::size_t file = 0;
+        std::size_t read = 0;  // bytes so far
+    };
+
+    BOOL list(LPWIN32_FIND_DATAW found);
+    HANDLE open(std::wstring_view path);
+    BOOL identify(HANDLE handle, LPVOID buffer);
+    BOOL read(HANDLE handle, LPVOID buffer, DWORD wanted, LPDWORD got);
+    BOOL close(HANDLE handle);
+    [[nodiscard]] bool is_mine(HANDLE handle);
+
+    std::wstring root_;
+    std::size_t files_;
+    Contents contents_;
+    std::size_t listed_ = 0;
+    SRWLOCK lock_ = SRWLOCK_INIT;
+    std::map<HANDLE, OpenFile> open_;
+    std::uintptr_t next_handle_;
+    Asked asked_;
+    std::atomic<std::uint64_t> comparisons_{0};
+    ImportReset reset_;
+};
+
+}  // namespace larkspine::testing
