@@ -118,13 +118,6 @@ TEST_F(RunTest, InvalidParametersEndWithCode1BeforeAnyFolderIsLookedAt) {
     EXPECT_EQ(run_with({L"-x"}), (Outcome{1, banner, invalid_parameters}));
 }
 
-TEST_F(RunTest, EveryKindOfInvalidParameterEndsWithCode1) {
-    EXPECT_EQ(run_with({L"--workers", L"65"}).code, 1);
-    EXPECT_EQ(run_with({in.c_str(), L"-j"}).code, 1);
-    EXPECT_EQ(run_with({L"--no-index", L"--rebuild-index"}).code, 1);
-    EXPECT_EQ(run_with({in.c_str(), in.c_str()}).code, 1);
-}
-
 TEST_F(RunTest, AMissingFolderEndsWithCode2) {
     EXPECT_EQ(run_on(tree.path(L"missing")), (Outcome{2, banner, not_accessible}));
 }
@@ -289,11 +282,6 @@ class RunReportTest : public RunTest {
         EXPECT_EQ(run_on(in), (Outcome{4, banner, not_saved}));
     }
 };
-
-TEST_F(RunReportTest, WithoutTheLengthOfTheCurrentDirectoryTheRunEndsWithCode4) {
-    hooks().GetCurrentDirectoryW = [](auto...) { return DWORD{0}; };
-    expect_code_4();
-}
 
 TEST_F(RunReportTest, WithoutTheCurrentDirectoryTheRunEndsWithCode4) {
     hooks().GetCurrentDirectoryW = [](DWORD capacity, LPWSTR) -> DWORD { return capacity ? 0 : 9; };

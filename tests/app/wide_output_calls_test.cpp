@@ -207,19 +207,6 @@ TEST_F(WideOutputCallsTest, WhatAPartialWriteToAConsoleLeftIsWrittenNext) {
     EXPECT_TRUE(out.good());
 }
 
-TEST_F(WideOutputCallsTest, WhatAPartialWriteToAFileLeftIsWrittenNextEvenInsideACharacter) {
-    answers = {{TRUE, 2}, {TRUE, 1}};
-    WideOutputBuffer buffer(file);
-    std::wostream out(&buffer);
-    out << L"aéb" << std::flush;
-    EXPECT_EQ(file_texts(), (std::vector<std::string>{"a\xC3\xA9"
-                                                      "b",
-                                                      "\xA9"
-                                                      "b",
-                                                      "b"}));
-    EXPECT_TRUE(out.good());
-}
-
 // Both kinds of handle, through the same list of failures.
 class WideOutputFailureTest : public WideOutputCallsTest,
                               public ::testing::WithParamInterface<HANDLE> {

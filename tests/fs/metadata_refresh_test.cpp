@@ -239,21 +239,11 @@ TEST_F(MetadataRefreshTest, EveryOneOfManyChangedFilesIsRefreshed) {
     EXPECT_EQ(volume.count(Request::query_attributes), 25u);
 }
 
-TEST_F(MetadataRefreshTest, WithOneThreadNoMoreThanTwoQueriesAreInFlight) {
-    ReferenceSet changed;
-    for (const wchar_t* name : {L"a", L"b", L"c", L"d", L"e"})
-        changed.insert(add(name));
-    worker_pool one(1);
-    QueriesInFlight in_flight(one, 2);
-    EXPECT_TRUE(refresh(changed, one));
-    EXPECT_EQ(in_flight.count(), 2u);
-}
-
 TEST_F(MetadataRefreshTest, TwiceTheThreadsQueriesAreInFlight) {
     ReferenceSet changed;
     for (const wchar_t* name : {L"a", L"b", L"c", L"d", L"e", L"f", L"g"})
         changed.insert(add(name));
-    QueriesInFlight in_flight(pool, 4);
+    QueriesInFlight in_flight(4);
     EXPECT_TRUE(refresh(changed));
     EXPECT_EQ(in_flight.count(), 4u);
 }

@@ -261,20 +261,10 @@ TEST_F(MftEnumerationTest, AFolderCalledWindowsOnAnotherDriveIsData) {
 TEST_F(MftEnumerationTest, TwiceTheThreadsQueriesAreInFlight) {
     for (const wchar_t* name : {L"a", L"b", L"c", L"d", L"e", L"f", L"g"})
         volume.write(name, "x");
-    QueriesInFlight in_flight(pool, 4);
+    QueriesInFlight in_flight(4);
     ASSERT_TRUE(enumerate());
     EXPECT_EQ(in_flight.count(), 4u);
     EXPECT_EQ(statistics.files, 7u);
-}
-
-TEST_F(MftEnumerationTest, WithOneThreadNoMoreThanTwoQueriesAreInFlight) {
-    for (const wchar_t* name : {L"a", L"b", L"c", L"d", L"e"})
-        volume.write(name, "x");
-    worker_pool one(1);
-    QueriesInFlight in_flight(one, 2);
-    ASSERT_TRUE(scan_ntfs_mft(volume.root(), snapshot, statistics, progress, one));
-    EXPECT_EQ(in_flight.count(), 2u);
-    EXPECT_EQ(statistics.files, 5u);
 }
 
 class MftOnDriveCTest : public MftEnumerationTest {

@@ -147,14 +147,6 @@ TEST_F(UsnDeltaTest, ARenamedFileKeepsItsDigestsUnderItsNewName) {
     EXPECT_TRUE(changed);
 }
 
-TEST_F(UsnDeltaTest, AMovedFileHasItsNewParent) {
-    volume.move(L"f\\g\\c", L"");
-    ASSERT_TRUE(apply());
-    expect_as_enumerated();
-    EXPECT_EQ(entry(L"c").record_id, root_reference);
-    EXPECT_EQ(without_digests(), Paths{});
-}
-
 TEST_F(UsnDeltaTest, ARenamedFolderMovesEveryDescendantWithoutARecordOfTheirs) {
     volume.rename(L"f", L"renamed");
     ASSERT_TRUE(apply());
@@ -165,15 +157,6 @@ TEST_F(UsnDeltaTest, ARenamedFolderMovesEveryDescendantWithoutARecordOfTheirs) {
     EXPECT_EQ(asked_for, Paths{}) << "folders are not asked for, and the files have no record";
     EXPECT_TRUE(changed);
     EXPECT_EQ(statistics.journal_changes, 3u);
-}
-
-TEST_F(UsnDeltaTest, AMovedFolderTakesWhatItHoldsAlong) {
-    volume.make_folder(L"target");
-    volume.move(L"f\\g", L"target");
-    ASSERT_TRUE(apply());
-    expect_as_enumerated();
-    EXPECT_EQ(paths(), (Paths{L"", L"a", L"f", L"f\\b", L"target", L"target\\g", L"target\\g\\c"}));
-    EXPECT_EQ(without_digests(), Paths{});
 }
 
 TEST_F(UsnDeltaTest, FilesThatSwapTheirNamesKeepTheirOwnDigests) {
@@ -194,17 +177,6 @@ TEST_F(UsnDeltaTest, AnotherCaseOfTheLettersIsAnotherName) {
     ASSERT_TRUE(apply());
     expect_as_enumerated();
     EXPECT_EQ(entry(L"A").name, L"A");
-}
-
-// An index of before the first rename may meet the old name last.
-TEST_F(UsnDeltaTest, AnOldNameAloneLeavesNameAndParentAsTheyAre) {
-    const std::int64_t usn = volume.append_to_journal(
-        {volume.reference_of(L"f\\b"), root_reference, 0, 0, 0x1000, 0, 0, 0x2, L"old"});
-    ASSERT_TRUE(apply());
-    EXPECT_EQ(paths(), (Paths{L"", L"a", L"f", L"f\\b", L"f\\g", L"f\\g\\c"}));
-    EXPECT_EQ(entry(L"f\\b").attributes, DWORD{FILE_ATTRIBUTE_ARCHIVE});
-    EXPECT_EQ(entry(L"f\\b").record_stamp, static_cast<std::uint64_t>(usn));
-    EXPECT_FALSE(changed);
 }
 
 // ---- coming and going ---------------------------------------------------------------------------

@@ -8,6 +8,7 @@
 
 #include "fs/volume.h"
 #include "support/import_replacement.h"
+#include "support/open_call.h"
 
 namespace larkspine::testing {
 namespace {
@@ -98,18 +99,6 @@ TEST_F(NtfsDriveRootCallsTest, WhatIsNoDriveRootIsNotAskedFor) {
     EXPECT_TRUE(questions.empty());
 }
 
-struct OpenCall {
-    std::wstring path;
-    DWORD access;
-    DWORD sharing;
-    bool has_security;
-    DWORD disposition;
-    DWORD flags;
-    HANDLE model;
-
-    friend bool operator==(const OpenCall&, const OpenCall&) = default;
-};
-
 // Opening a file gives the test's handle, and closing it is counted; other handles go to the
 // system.
 class HandleCallsTest : public VolumeCallsTest {
@@ -118,8 +107,7 @@ class HandleCallsTest : public VolumeCallsTest {
         hooks().CreateFileW = [this](LPCWSTR path, DWORD access, DWORD sharing,
                                      LPSECURITY_ATTRIBUTES security, DWORD disposition, DWORD flags,
                                      HANDLE model) {
-            opened.push_back(
-                {path, access, sharing, security != nullptr, disposition, flags, model});
+            opened.push_back({path, access, sharing, security, disposition, flags, model});
             if (open_error == 0)
                 return test_handle;
             SetLastError(open_error);
@@ -146,7 +134,7 @@ using OpenVolumeCallsTest = HandleCallsTest;
 TEST_F(OpenVolumeCallsTest, TheVolumeIsOpenedForReadingByItsLowerCaseLetter) {
     for (const std::wstring root : {L"C:\\", L"\\\\?\\C:\\", L"c:/"})
         EXPECT_EQ(open_volume(root), test_handle);
-    const OpenCall call = {L"\\\\.\\c:",  GENERIC_READ,          share_everything, false,
+    const OpenCall call = {L"\\\\.\\c:",  GENERIC_READ,          share_everything, nullptr,
                            OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr};
     EXPECT_EQ(opened, (std::vector<OpenCall>(3, call)));
 }
@@ -204,7 +192,7 @@ TEST_F(FileReferenceCallsTest, ThePathIsOpenedAsGivenWithoutAccessToDataAndAlsoF
     information_answers(TRUE, 0, 0);
     (void)file_reference_of(L"C:/Data\\");
     EXPECT_EQ(opened,
-              (std::vector<OpenCall>{{L"C:/Data\\", 0, share_everything, false, OPEN_EXISTING,
+              (std::vector<OpenCall>{{L"C:/Data\\", 0, share_everything, nullptr, OPEN_EXISTING,
                                       FILE_FLAG_BACKUP_SEMANTICS, nullptr}}));
 }
 
@@ -274,7 +262,7 @@ TEST_F(FileIdentityCallsTest, TheIdentityIsWhatTheSystemStored) {
 TEST_F(FileIdentityCallsTest, ThePathIsOpenedAsGivenForReading) {
     identity_answers(TRUE);
     (void)file_identity_of(L"C:/a");
-    EXPECT_EQ(opened, (std::vector<OpenCall>{{L"C:/a", GENERIC_READ, share_everything, false,
+    EXPECT_EQ(opened, (std::vector<OpenCall>{{L"C:/a", GENERIC_READ, share_everything, nullptr,
                                               OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr}}));
 }
 

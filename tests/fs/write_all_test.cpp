@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <gtest/gtest.h>
 #include <memory>
 #include <span>
@@ -27,6 +28,8 @@ class WriteAllTest : public ::testing::Test {
             if (file != no_file)
                 return testing::real_imports().WriteFile(file, bytes, length, written, overlapped);
             requests.emplace_back(static_cast<const std::byte*>(bytes) - block, length);
+            if (requests.size() - 1 == faulty)
+                return fault(length, *written);
             *written = length < most_taken ? length : most_taken;
             return TRUE;
         };
@@ -48,6 +51,8 @@ class WriteAllTest : public ::testing::Test {
 
     Requests requests;
     DWORD most_taken = UINT32_MAX;
+    std::size_t faulty = SIZE_MAX;  // the call that `fault` answers
+    std::function<BOOL(DWORD length, DWORD& written)> fault;
     testing::ImportReset reset;
 };
 
@@ -67,6 +72,29 @@ TEST_F(WriteAllTest, WhatTheSystemDidNotTakeIsAskedForAgainFromThere) {
     EXPECT_TRUE(write(0x1'0000'0004));
     EXPECT_EQ(requests,
               (Requests{{0, 0xFFFFFFFF}, {0x8000'0000, 0x8000'0004}, {0x1'0000'0000, 4}}));
+}
+
+// Failures, whatever they say was written; then a call that writes nothing, one that does not say
+// what it wrote, and one that claims more than there was.
+TEST_F(WriteAllTest, AFaultAtAnyCallEndsTheWritingThere) {
+    most_taken = 0x8000'0000;
+    const std::vector<std::function<BOOL(DWORD, DWORD&)>> faults = {
+        [](DWORD, DWORD&) { return FALSE; },
+        [](DWORD length, DWORD& written) { return written = length, FALSE; },
+        [](DWORD, DWORD& written) { return written = 0, TRUE; },
+        [](DWORD, DWORD&) { return TRUE; },
+        [](DWORD length, DWORD& written) { return written = length + 1, TRUE; },
+    };
+    for (std::size_t kind = 0; kind < faults.size(); ++kind) {
+        fault = faults[kind];
+        for (faulty = 0; faulty < 3; ++faulty) {
+            requests.clear();
+            EXPECT_FALSE(write(0x1'8000'0000 - 1)) << "fault " << kind << " at call " << faulty;
+            EXPECT_EQ(requests.size(), faulty + 1);
+        }
+        requests.clear();
+        EXPECT_TRUE(write(0x1'8000'0000 - 1));
+    }
 }
 
 TEST_F(WriteAllTest, ABlockOfNothingAsksForNothing) {

@@ -113,33 +113,6 @@ TEST_F(IndexFileCallsTest, ShortWritesAreContinuedFromTheFirstUnwrittenByte) {
     EXPECT_TRUE(loads(new_));
 }
 
-TEST_F(IndexFileCallsTest, AShortWriteFollowedByAFailureFailsTheSave) {
-    int calls = 0;
-    hooks().WriteFile = [&](HANDLE file, LPCVOID bytes, DWORD count, LPDWORD written,
-                            LPOVERLAPPED overlapped) {
-        if (++calls > 1) {
-            SetLastError(ERROR_DISK_FULL);
-            return FALSE;
-        }
-        return real_imports().WriteFile(file, bytes, count / 2, written, overlapped);
-    };
-    expect_save_fails_cleanly();
-    EXPECT_EQ(calls, 2);
-}
-
-TEST_F(IndexFileCallsTest, AWriteOfNothingFailsTheSave) {
-    hooks().WriteFile = [](HANDLE, LPCVOID, DWORD, LPDWORD written, LPOVERLAPPED) {
-        *written = 0;
-        return TRUE;
-    };
-    expect_save_fails_cleanly();
-}
-
-TEST_F(IndexFileCallsTest, AFlushThatFailsFailsTheSave) {
-    hooks().FlushFileBuffers = [](HANDLE) { return FALSE; };
-    expect_save_fails_cleanly();
-}
-
 // NTFS refuses to replace a read-only file. Wine replaces it.
 TEST_F(IndexFileCallsTest, AReadOnlyIndexIsLeftAsItIs) {
     SetFileAttributesW(index_path().c_str(), FILE_ATTRIBUTE_READONLY);

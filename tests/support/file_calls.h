@@ -25,22 +25,11 @@
 #include <vector>
 
 #include "support/import_replacement.h"
+#include "support/open_call.h"
 
 namespace larkspine::testing {
 
 using Events = std::vector<std::string>;
-
-struct OpenCall {
-    std::wstring path;
-    DWORD access = 0;
-    DWORD share = 0;
-    LPSECURITY_ATTRIBUTES security = nullptr;
-    DWORD disposition = 0;
-    DWORD flags = 0;
-    HANDLE pattern = nullptr;
-
-    friend bool operator==(const OpenCall&, const OpenCall&) = default;
-};
 
 class FileCalls {
   public:

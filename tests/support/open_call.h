@@ -1,0 +1,22 @@
+// A call of CreateFileW, as tests remember it.
+#pragma once
+
+#include "fs/win32_api.h"
+
+#include <string>
+
+namespace larkspine::testing {
+
+struct OpenCall {
+    std::wstring path;
+    DWORD access = 0;
+    DWORD share = 0;
+    LPSECURITY_ATTRIBUTES security = nullptr;
+    DWORD disposition = 0;
+    DWORD flags = 0;
+    HANDLE pattern = nullptr;
+
+    friend bool operator==(const OpenCall&, const OpenCall&) = default;
+};
+
+}  // namespace larkspine::testing
