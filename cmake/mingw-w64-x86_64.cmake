@@ -19,5 +19,5 @@ set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 # Without this pkg-config would offer the host's libraries to the Windows target.
 set(ENV{PKG_CONFIG_LIBDIR} /usr/${target}/lib/pkgconfig)
 
-# ctest starts the test programs through this; scripts/environment.sh sets what Wine needs to know.
-set(CMAKE_CROSSCOMPILING_EMULATOR /usr/lib/wine/wine64)
+# ctest starts the test programs through this.
+set(CMAKE_CROSSCOMPILING_EMULATOR "${CMAKE_CURRENT_LIST_DIR}/../tests/wine_program")
