@@ -1,4 +1,4 @@
-# Counts what runs, for scripts/prove coverage. Each source counts for itself what it takes from headers, so
+# Counts what runs, for scripts/prove coverage. Each source counts what it takes from headers, so
 # the tests are counted like the program: a linker keeps one copy of an inline function, anyone's.
 option(LARKSPINE_COVERAGE "Count the lines and branches that run" OFF)
 
