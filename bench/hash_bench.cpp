@@ -16,9 +16,9 @@
 #include <utility>
 #include <vector>
 
+#include "base/path.h"
+#include "base/read_buffer.h"
 #include "engine/content_hashing.h"
-#include "engine/read_buffer.h"
-#include "fs/path.h"
 #include "made_files.h"
 #include "rounds.h"
 

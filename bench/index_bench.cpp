@@ -14,9 +14,9 @@
 #include <string>
 #include <vector>
 
-#include "fs/win32_handle.h"
-#include "fs/write_all.h"
-#include "index/byte_reader.h"
+#include "base/byte_reader.h"
+#include "base/win32_handle.h"
+#include "base/write_all.h"
 #include "index/index_file.h"
 #include "made_snapshot.h"
 #include "rounds.h"

@@ -31,9 +31,9 @@
 #include <valgrind/callgrind.h>
 #include <vector>
 
+#include "base/path_forms.h"
 #include "engine/size_groups.h"
 #include "fs/journal_changes.h"
-#include "fs/path_forms.h"
 #include "fs/record_paths.h"
 #include "fs/usn_record.h"
 #include "index/index_format.h"

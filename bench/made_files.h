@@ -10,8 +10,8 @@
 #include <string>
 #include <vector>
 
-#include "fs/win32_handle.h"
-#include "fs/write_all.h"
+#include "base/win32_handle.h"
+#include "base/write_all.h"
 #include "own_process.h"
 
 namespace larkspine::bench {

@@ -7,7 +7,7 @@
 #include <random>
 #include <string>
 
-#include "engine/scan_records.h"
+#include "base/scan_records.h"
 
 namespace larkspine::bench {
 

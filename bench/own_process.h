@@ -2,7 +2,7 @@
 // thereby a peak of memory of its own, or another.
 #pragma once
 
-#include "fs/win32_api.h"
+#include "base/win32_api.h"
 
 #include <cstdint>
 #include <cstdio>
@@ -10,7 +10,7 @@
 #include <psapi.h>
 #include <string>
 
-#include "fs/win32_handle.h"
+#include "base/win32_handle.h"
 
 namespace larkspine::bench {
 

@@ -9,8 +9,8 @@
 #include <unordered_map>
 #include <vector>
 
+#include "base/file_identity.h"
 #include "engine/candidate_pipeline.h"
-#include "engine/file_identity.h"
 #include "made_snapshot.h"
 #include "rounds.h"
 

@@ -23,7 +23,7 @@
 #include <utility>
 #include <vector>
 
-#include "fs/win32_handle.h"
+#include "base/win32_handle.h"
 #include "index/index_location.h"
 #include "own_process.h"
 

@@ -24,13 +24,13 @@
 #include <unordered_map>
 #include <vector>
 
-#include "engine/read_buffer.h"
+#include "base/byte_reader.h"
+#include "base/path_forms.h"
+#include "base/read_buffer.h"
 #include "engine/scan_driver.h"
 #include "fs/mft_enumeration.h"
-#include "fs/path_forms.h"
 #include "fs/usn_delta.h"
 #include "fs/volume.h"
-#include "index/byte_reader.h"
 #include "index/index_file.h"
 #include "pool/job_batch.h"
 #include "rounds.h"

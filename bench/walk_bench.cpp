@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "base/path.h"
 #include "fs/directory_walk.h"
-#include "fs/path.h"
 #include "made_files.h"
 #include "rounds.h"
 

@@ -11,6 +11,8 @@ set(windows_sources
     src/app/run.cpp
     src/app/statistics_report.cpp
     src/app/wide_output.cpp
+    src/base/path.cpp
+    src/base/write_all.cpp
     src/engine/byte_verification.cpp
     src/engine/candidate_pipeline.cpp
     src/engine/content_hashing.cpp
@@ -20,10 +22,8 @@ set(windows_sources
     src/fs/file_metadata.cpp
     src/fs/metadata_refresh.cpp
     src/fs/mft_enumeration.cpp
-    src/fs/path.cpp
     src/fs/usn_delta.cpp
     src/fs/volume.cpp
-    src/fs/write_all.cpp
     src/index/index_file.cpp
     src/index/index_location.cpp
     src/report/results_csv.cpp)

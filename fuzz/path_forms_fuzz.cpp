@@ -8,9 +8,9 @@
 #include <string>
 #include <vector>
 
+#include "base/path_forms.h"
 #include "expect.h"
 #include "fs/exclusions.h"
-#include "fs/path_forms.h"
 #include "index/index_key.h"
 #include "input_text.h"
 

@@ -1,7 +1,7 @@
 // Telling a console from a file or a pipe. A failure of either test means that there is none.
 #pragma once
 
-#include "fs/win32_api.h"
+#include "base/win32_api.h"
 
 namespace larkspine {
 

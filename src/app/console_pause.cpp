@@ -1,6 +1,6 @@
 #include "app/console_pause.h"
 
-#include "fs/win32_api.h"
+#include "base/win32_api.h"
 
 #include <iostream>
 #include <string_view>

@@ -1,7 +1,7 @@
 // The last resort for processor faults that nothing caught: says what struck, and ends the process.
 #pragma once
 
-#include "fs/win32_api.h"
+#include "base/win32_api.h"
 
 namespace larkspine {
 

@@ -4,7 +4,7 @@
 #include <optional>
 #include <string_view>
 
-#include "engine/scan_records.h"
+#include "base/scan_records.h"
 
 namespace larkspine {
 

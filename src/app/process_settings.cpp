@@ -1,6 +1,6 @@
 #include "app/process_settings.h"
 
-#include "fs/win32_api.h"
+#include "base/win32_api.h"
 
 namespace larkspine {
 namespace {

@@ -3,13 +3,13 @@
 // standard output is not a console nothing is drawn, no line is reserved and no thread is started.
 #pragma once
 
-#include "fs/win32_api.h"
+#include "base/win32_api.h"
 
 #include <atomic>
 #include <cstdint>
 #include <thread>
 
-#include "engine/scan_records.h"
+#include "base/scan_records.h"
 
 namespace larkspine {
 

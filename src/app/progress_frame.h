@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <string_view>
 
-#include "engine/scan_records.h"
+#include "base/scan_records.h"
 
 namespace larkspine {
 

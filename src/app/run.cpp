@@ -1,6 +1,6 @@
 #include "app/run.h"
 
-#include "fs/win32_api.h"
+#include "base/win32_api.h"
 
 #include <exception>
 #include <iostream>
@@ -13,8 +13,8 @@
 #include "app/options.h"
 #include "app/progress_display.h"
 #include "app/statistics_report.h"
+#include "base/path.h"
 #include "engine/scan_driver.h"
-#include "fs/path.h"
 #include "report/results_csv.h"
 
 namespace larkspine {

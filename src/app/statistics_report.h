@@ -1,7 +1,7 @@
 // The table that --stats asks for. Called on the main thread after the report was written.
 #pragma once
 
-#include "engine/scan_records.h"
+#include "base/scan_records.h"
 
 namespace larkspine {
 

@@ -5,7 +5,7 @@
 #include <string_view>
 
 #include "app/console_handle.h"
-#include "fs/write_all.h"
+#include "base/write_all.h"
 
 namespace larkspine {
 namespace {

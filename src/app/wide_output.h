@@ -7,7 +7,7 @@
 // and so to one thread at a time.
 #pragma once
 
-#include "fs/win32_api.h"
+#include "base/win32_api.h"
 
 #include <array>
 #include <cstddef>

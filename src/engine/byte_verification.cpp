@@ -2,8 +2,8 @@
 
 #include <cstring>
 
-#include "engine/read_buffer.h"
-#include "fs/win32_handle.h"
+#include "base/read_buffer.h"
+#include "base/win32_handle.h"
 
 namespace larkspine {
 namespace {

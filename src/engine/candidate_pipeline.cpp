@@ -8,10 +8,10 @@
 #include <unordered_map>
 #include <utility>
 
+#include "base/file_identity.h"
+#include "base/path.h"
 #include "engine/byte_verification.h"
 #include "engine/content_hashing.h"
-#include "engine/file_identity.h"
-#include "fs/path.h"
 #include "fs/volume.h"
 
 namespace larkspine::detail {

@@ -7,7 +7,7 @@
 #include <span>
 #include <vector>
 
-#include "engine/scan_records.h"
+#include "base/scan_records.h"
 #include "pool/worker_pool.h"
 
 namespace larkspine::detail {

@@ -6,8 +6,8 @@
 #include <string>
 #include <string_view>
 
-#include "engine/read_buffer.h"
-#include "fs/win32_handle.h"
+#include "base/read_buffer.h"
+#include "base/win32_handle.h"
 #include "pool/job_batch.h"
 
 namespace larkspine::detail {

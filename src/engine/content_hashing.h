@@ -8,8 +8,8 @@
 #include <span>
 #include <vector>
 
-#include "engine/blake3_digest.h"
-#include "engine/scan_records.h"
+#include "base/blake3_digest.h"
+#include "base/scan_records.h"
 #include "pool/worker_pool.h"
 
 namespace larkspine {

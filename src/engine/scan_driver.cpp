@@ -9,15 +9,15 @@
 #include <utility>
 #include <vector>
 
+#include "base/path.h"
+#include "base/win32_handle.h"
 #include "engine/candidate_pipeline.h"
 #include "engine/size_groups.h"
 #include "fs/digest_carry_over.h"
 #include "fs/directory_walk.h"
 #include "fs/mft_enumeration.h"
-#include "fs/path.h"
 #include "fs/usn_delta.h"
 #include "fs/volume.h"
-#include "fs/win32_handle.h"
 #include "index/index_file.h"
 #include "pool/worker_pool.h"
 

@@ -2,7 +2,7 @@
 // date, narrows its entries, times every phase.
 #pragma once
 
-#include "engine/scan_records.h"
+#include "base/scan_records.h"
 
 namespace larkspine {
 

@@ -5,7 +5,7 @@
 #include <span>
 #include <vector>
 
-#include "engine/scan_records.h"
+#include "base/scan_records.h"
 
 namespace larkspine::detail {
 

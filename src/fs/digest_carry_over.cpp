@@ -5,9 +5,9 @@
 #include <string_view>
 #include <unordered_map>
 
-#include "engine/file_identity.h"
-#include "engine/fnv1a.h"
-#include "fs/path_forms.h"
+#include "base/file_identity.h"
+#include "base/fnv1a.h"
+#include "base/path_forms.h"
 #include "fs/volume.h"
 
 namespace larkspine {

@@ -4,7 +4,7 @@
 
 #include <vector>
 
-#include "engine/scan_records.h"
+#include "base/scan_records.h"
 
 namespace larkspine {
 

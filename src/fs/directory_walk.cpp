@@ -4,8 +4,8 @@
 #include <string_view>
 #include <utility>
 
+#include "base/win32_handle.h"
 #include "fs/exclusions.h"
-#include "fs/win32_handle.h"
 
 namespace larkspine {
 namespace {

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <vector>
 
-#include "fs/path_forms.h"
+#include "base/path_forms.h"
 #include "index/index_location.h"
 
 namespace larkspine {

@@ -1,6 +1,6 @@
 #include "fs/file_metadata.h"
 
-#include "fs/win32_handle.h"
+#include "base/win32_handle.h"
 
 namespace larkspine {
 

@@ -1,12 +1,12 @@
 // Size, times and attributes of files that are known by path alone, read without opening them.
 #pragma once
 
-#include "fs/win32_api.h"
+#include "base/win32_api.h"
 
 #include <optional>
 #include <string>
 
-#include "engine/scan_records.h"
+#include "base/scan_records.h"
 
 namespace larkspine {
 

@@ -6,8 +6,8 @@
 #include <string_view>
 #include <utility>
 
+#include "base/path_forms.h"
 #include "fs/exclusions.h"
-#include "fs/path_forms.h"
 
 namespace larkspine {
 namespace {

@@ -9,7 +9,7 @@
 #include <unordered_set>
 #include <vector>
 
-#include "engine/scan_records.h"
+#include "base/scan_records.h"
 
 namespace larkspine {
 

@@ -1,7 +1,7 @@
 // Fresh metadata for the entries that the change journal names, read without opening a file.
 #pragma once
 
-#include "engine/scan_records.h"
+#include "base/scan_records.h"
 #include "fs/journal_changes.h"
 #include "pool/worker_pool.h"
 

@@ -7,15 +7,15 @@
 #include <utility>
 #include <vector>
 
-#include "engine/read_buffer.h"
+#include "base/byte_reader.h"
+#include "base/path_forms.h"
+#include "base/read_buffer.h"
+#include "base/win32_handle.h"
 #include "fs/exclusions.h"
 #include "fs/file_metadata.h"
 #include "fs/journal_changes.h"
-#include "fs/path_forms.h"
 #include "fs/usn_record.h"
 #include "fs/volume.h"
-#include "fs/win32_handle.h"
-#include "index/byte_reader.h"
 #include "pool/job_batch.h"
 
 namespace larkspine {

@@ -2,11 +2,11 @@
 // from parent links, then sizes and times of the files fetched on the worker pool.
 #pragma once
 
-#include "fs/win32_api.h"
+#include "base/win32_api.h"
 
 #include <string>
 
-#include "engine/scan_records.h"
+#include "base/scan_records.h"
 #include "fs/record_paths.h"
 #include "pool/worker_pool.h"
 

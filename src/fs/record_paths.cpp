@@ -1,6 +1,6 @@
 #include "fs/record_paths.h"
 
-#include "fs/path_forms.h"
+#include "base/path_forms.h"
 
 namespace larkspine {
 

@@ -7,11 +7,11 @@
 #include <optional>
 #include <utility>
 
-#include "engine/read_buffer.h"
+#include "base/byte_reader.h"
+#include "base/read_buffer.h"
 #include "fs/metadata_refresh.h"
 #include "fs/usn_record.h"
 #include "fs/volume.h"
-#include "index/byte_reader.h"
 
 namespace larkspine {
 namespace {

@@ -1,13 +1,13 @@
 // Bringing a snapshot up to date from the change journal instead of enumerating its volume again.
 #pragma once
 
-#include "fs/win32_api.h"
+#include "base/win32_api.h"
 
 #include <cstdint>
 #include <string>
 #include <vector>
 
-#include "engine/scan_records.h"
+#include "base/scan_records.h"
 #include "fs/journal_changes.h"
 #include "pool/worker_pool.h"
 

@@ -2,9 +2,9 @@
 
 #include <bit>
 
-#include "fs/case_folding.h"
-#include "fs/path_forms.h"
-#include "fs/win32_handle.h"
+#include "base/case_folding.h"
+#include "base/path_forms.h"
+#include "base/win32_handle.h"
 
 namespace larkspine {
 

@@ -3,14 +3,14 @@
 // handle, an empty optional) and keeps no state, so any thread may ask.
 #pragma once
 
-#include "fs/win32_api.h"
+#include "base/win32_api.h"
 
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
 
-#include "engine/scan_records.h"
+#include "base/scan_records.h"
 
 namespace larkspine {
 

@@ -6,8 +6,8 @@
 #include <span>
 #include <utility>
 
-#include "fs/win32_handle.h"
-#include "fs/write_all.h"
+#include "base/win32_handle.h"
+#include "base/write_all.h"
 #include "index/index_format.h"
 #include "index/index_location.h"
 

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "engine/scan_records.h"
+#include "base/scan_records.h"
 
 namespace larkspine {
 

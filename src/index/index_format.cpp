@@ -5,7 +5,7 @@
 #include <string>
 #include <utility>
 
-#include "index/byte_reader.h"
+#include "base/byte_reader.h"
 #include "index/index_key.h"
 
 namespace larkspine {

@@ -10,7 +10,7 @@
 #include <span>
 #include <string_view>
 
-#include "engine/scan_records.h"
+#include "base/scan_records.h"
 
 namespace larkspine {
 

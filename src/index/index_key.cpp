@@ -1,6 +1,6 @@
 #include "index/index_key.h"
 
-#include "engine/fnv1a.h"
+#include "base/fnv1a.h"
 
 namespace larkspine {
 

@@ -1,8 +1,8 @@
 #include "index/index_location.h"
 
-#include "fs/win32_api.h"
+#include "base/win32_api.h"
 
-#include "fs/path_forms.h"
+#include "base/path_forms.h"
 
 namespace larkspine {
 namespace {

@@ -7,9 +7,9 @@
 #include <iterator>
 #include <vector>
 
-#include "fs/path.h"
-#include "fs/win32_handle.h"
-#include "fs/write_all.h"
+#include "base/path.h"
+#include "base/win32_handle.h"
+#include "base/write_all.h"
 #include "report/csv_row.h"
 
 namespace larkspine {

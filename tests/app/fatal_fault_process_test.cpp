@@ -1,5 +1,5 @@
 // Processes that really fault, on each kind of thread.
-#include "fs/win32_api.h"
+#include "base/win32_api.h"
 
 #include <algorithm>
 #include <cstdint>

@@ -1,6 +1,6 @@
 // A program that faults for real: faulty_program KIND THREAD. It first writes the time to the
 // standard error, as GetTickCount64 tells it.
-#include "fs/win32_api.h"
+#include "base/win32_api.h"
 
 #include <atomic>
 #include <future>

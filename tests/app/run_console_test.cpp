@@ -1,5 +1,5 @@
 // Runs on a console: the progress block, the statistics and the pause in the order of the messages.
-#include "fs/win32_api.h"
+#include "base/win32_api.h"
 
 #include <gtest/gtest.h>
 #include <optional>

@@ -1,7 +1,7 @@
 // Whole runs in this process, with their two streams captured.
 #pragma once
 
-#include "fs/win32_api.h"
+#include "base/win32_api.h"
 
 #include <gtest/gtest.h>
 #include <initializer_list>
@@ -13,7 +13,7 @@
 
 #include "app/banner.h"
 #include "app/run.h"
-#include "fs/path_forms.h"
+#include "base/path_forms.h"
 #include "support/import_replacement.h"
 #include "support/scoped_environment.h"
 #include "support/temp_tree.h"

@@ -4,7 +4,7 @@
 // fault must find all of it again. For programs with replaced imports.
 #pragma once
 
-#include "fs/win32_api.h"
+#include "base/win32_api.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -15,7 +15,7 @@
 #include <string_view>
 #include <vector>
 
-#include "engine/scan_records.h"
+#include "base/scan_records.h"
 #include "support/call_faults.h"
 #include "support/failing_allocations.h"
 #include "support/program_streams.h"

@@ -4,8 +4,8 @@
 #include <new>
 
 #include "app/run_sweep.h"
-#include "engine/read_buffer.h"
-#include "fs/path_forms.h"
+#include "base/path_forms.h"
+#include "base/read_buffer.h"
 #include "support/fake_volume.h"
 #include "support/temp_tree.h"
 

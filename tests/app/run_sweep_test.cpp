@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "fs/path_forms.h"
+#include "base/path_forms.h"
 #include "support/temp_tree.h"
 
 namespace larkspine::testing {

@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "app/run_sweep.h"
-#include "fs/path_forms.h"
+#include "base/path_forms.h"
 #include "support/fake_volume.h"
 #include "support/temp_tree.h"
 

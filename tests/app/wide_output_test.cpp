@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-#include "fs/win32_handle.h"
+#include "base/win32_handle.h"
 #include "support/headless_console.h"
 #include "support/temp_tree.h"
 

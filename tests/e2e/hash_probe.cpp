@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
+#include "base/path.h"
+#include "base/win32_handle.h"
 #include "engine/content_hashing.h"
-#include "fs/path.h"
-#include "fs/win32_handle.h"
 #include "pool/worker_pool.h"
 
 namespace {

@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <vector>
 
-#include "fs/win32_handle.h"
+#include "base/win32_handle.h"
 
 int wmain(int argc, wchar_t** argv) {
     std::vector<larkspine::unique_handle> held;

@@ -1,4 +1,4 @@
-#include "fs/win32_api.h"
+#include "base/win32_api.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -1,12 +1,12 @@
 #include "engine/byte_verification.h"
 
-#include "fs/win32_api.h"
+#include "base/win32_api.h"
 
 #include <cstdint>
 #include <gtest/gtest.h>
 #include <string>
 
-#include "fs/win32_handle.h"
+#include "base/win32_handle.h"
 #include "support/temp_tree.h"
 
 namespace larkspine::testing {

@@ -1,6 +1,6 @@
 #include "engine/candidate_pipeline.h"
 
-#include "fs/win32_api.h"
+#include "base/win32_api.h"
 
 #include <algorithm>
 #include <bit>
@@ -13,7 +13,7 @@
 #include <string_view>
 #include <vector>
 
-#include "fs/path.h"
+#include "base/path.h"
 #include "fs/volume.h"
 #include "support/temp_tree.h"
 

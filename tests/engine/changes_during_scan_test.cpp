@@ -3,7 +3,7 @@
 // moment, no group may be reported that never was one, a file that drops out is counted, and the
 // next scan, in quiet, is right, with no digest in its index that is another file's or an earlier
 // state's.
-#include "fs/win32_api.h"
+#include "base/win32_api.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -18,7 +18,7 @@
 #include <utility>
 #include <vector>
 
-#include "fs/win32_handle.h"
+#include "base/win32_handle.h"
 #include "support/import_replacement.h"
 #include "support/scanned_volume.h"
 

@@ -1,6 +1,6 @@
 #include "engine/content_hashing.h"
 
-#include "fs/win32_api.h"
+#include "base/win32_api.h"
 
 #include <algorithm>
 #include <blake3.h>
@@ -15,7 +15,7 @@
 #include <utility>
 #include <vector>
 
-#include "fs/win32_handle.h"
+#include "base/win32_handle.h"
 #include "support/allocation_counter.h"
 #include "support/temp_tree.h"
 

@@ -9,7 +9,7 @@
 // a link that it has lost, the index is made anew; a file that could not be queried is missing
 // until it has a record; a file that is held open may count with what it contained at an earlier
 // change. Left out are folders that are moved out of excluded ones.
-#include "fs/win32_api.h"
+#include "base/win32_api.h"
 
 #include <algorithm>
 #include <array>
@@ -25,7 +25,7 @@
 #include <utility>
 #include <vector>
 
-#include "fs/win32_handle.h"
+#include "base/win32_handle.h"
 #include "support/soaked_volume.h"
 
 namespace larkspine::testing {

@@ -1,6 +1,6 @@
 // How the driver falls back on a whole NTFS volume: from the journal to the table, from the table
 // to the walk, in silence, with the same groups.
-#include "fs/win32_api.h"
+#include "base/win32_api.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -1,6 +1,6 @@
 // How the work of a scan grows with the number of files: what the system is asked for, how often
 // paths are compared, how often memory is taken. Counted, not timed.
-#include "fs/win32_api.h"
+#include "base/win32_api.h"
 
 #include <algorithm>
 #include <bit>

@@ -1,12 +1,12 @@
 // What the driver makes of the index: what a second run opens, what is saved and when.
-#include "fs/win32_api.h"
+#include "base/win32_api.h"
 
 #include <algorithm>
 #include <gtest/gtest.h>
 #include <string>
 #include <vector>
 
-#include "engine/read_buffer.h"
+#include "base/read_buffer.h"
 #include "engine/scan_driver.h"
 #include "index/index_file.h"
 #include "index/index_location.h"

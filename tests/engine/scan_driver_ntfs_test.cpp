@@ -1,6 +1,6 @@
 // Which way the driver takes through a whole NTFS volume, what it asks for on that way, and what it
 // finds: the same on every way.
-#include "fs/win32_api.h"
+#include "base/win32_api.h"
 
 #include <cstdint>
 #include <gtest/gtest.h>

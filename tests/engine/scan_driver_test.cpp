@@ -1,6 +1,6 @@
 #include "engine/scan_driver.h"
 
-#include "fs/win32_api.h"
+#include "base/win32_api.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -11,8 +11,8 @@
 #include <tuple>
 #include <vector>
 
-#include "fs/path.h"
-#include "fs/win32_handle.h"
+#include "base/path.h"
+#include "base/win32_handle.h"
 #include "support/reference_groups.h"
 #include "support/scoped_environment.h"
 #include "support/temp_tree.h"

@@ -1,12 +1,12 @@
 // Whole scans over files that the index does not hold: a record about something else brings them
 // in, and they are in the right groups.
-#include "fs/win32_api.h"
+#include "base/win32_api.h"
 
 #include <algorithm>
 #include <gtest/gtest.h>
 #include <string>
 
-#include "fs/win32_handle.h"
+#include "base/win32_handle.h"
 #include "support/enumerated_volume.h"
 #include "support/scanned_volume.h"
 

@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "fs/win32_handle.h"
+#include "base/win32_handle.h"
 #include "support/temp_tree.h"
 
 namespace larkspine::testing {

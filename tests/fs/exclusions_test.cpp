@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "fs/path_forms.h"
+#include "base/path_forms.h"
 
 namespace larkspine::testing {
 namespace {

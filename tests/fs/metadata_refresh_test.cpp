@@ -1,14 +1,14 @@
 // What fresh metadata makes of the entries that changed, and what is asked for it.
 #include "fs/metadata_refresh.h"
 
-#include "fs/win32_api.h"
+#include "base/win32_api.h"
 
 #include <gtest/gtest.h>
 #include <new>
 #include <string>
 #include <vector>
 
-#include "fs/win32_handle.h"
+#include "base/win32_handle.h"
 #include "support/fake_volume.h"
 #include "support/import_replacement.h"
 #include "support/queries_in_flight.h"

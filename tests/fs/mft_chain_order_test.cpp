@@ -1,7 +1,7 @@
 // Chains of folders deeper than a path is followed at once: which of them are found depends on the
 // order in which the records are visited, since each path that is found shortens the way of the
 // next.
-#include "fs/win32_api.h"
+#include "base/win32_api.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -13,8 +13,8 @@
 #include <utility>
 #include <vector>
 
+#include "base/win32_handle.h"
 #include "fs/volume.h"
-#include "fs/win32_handle.h"
 #include "support/enumerated_volume.h"
 
 namespace larkspine::testing {

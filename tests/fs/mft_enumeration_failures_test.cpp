@@ -1,5 +1,5 @@
 // What stops the enumeration of a master file table, and what it leaves out and counts.
-#include "fs/win32_api.h"
+#include "base/win32_api.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -11,10 +11,10 @@
 #include <tuple>
 #include <vector>
 
+#include "base/win32_handle.h"
 #include "fs/mft_enumeration.h"
 #include "fs/record_paths.h"
 #include "fs/volume.h"
-#include "fs/win32_handle.h"
 #include "support/enumerated_volume.h"
 #include "support/import_replacement.h"
 

@@ -1,14 +1,14 @@
 // What the master file table of a volume becomes: entries, counts, and the calls made for them.
 #include "fs/mft_enumeration.h"
 
-#include "fs/win32_api.h"
+#include "base/win32_api.h"
 
 #include <cstdint>
 #include <gtest/gtest.h>
 #include <string>
 #include <vector>
 
-#include "fs/win32_handle.h"
+#include "base/win32_handle.h"
 #include "support/enumerated_volume.h"
 #include "support/import_replacement.h"
 #include "support/queries_in_flight.h"

@@ -1,5 +1,5 @@
 // The longest paths that the master file table of a volume leads to.
-#include "fs/win32_api.h"
+#include "base/win32_api.h"
 
 #include <cstddef>
 #include <cstdint>

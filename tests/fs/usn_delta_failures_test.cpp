@@ -1,5 +1,5 @@
 // How the change journal is read, what makes a delta fail, and the changes that lead nowhere.
-#include "fs/win32_api.h"
+#include "base/win32_api.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -1,6 +1,6 @@
 // What becomes of a file whose several names were changed: the journal tells of a name that it lost
 // in the same way as of one that it was given.
-#include "fs/win32_api.h"
+#include "base/win32_api.h"
 
 #include <cstdint>
 #include <gtest/gtest.h>

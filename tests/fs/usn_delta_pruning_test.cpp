@@ -1,6 +1,6 @@
 // Journal records that a snapshot has no place for: of files outside the tree, in loops, excluded,
 // gone meanwhile or never heard of.
-#include "fs/win32_api.h"
+#include "base/win32_api.h"
 
 #include <cstdint>
 #include <gtest/gtest.h>

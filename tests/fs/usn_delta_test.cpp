@@ -2,7 +2,7 @@
 // enumeration gives, with the digests of all that did not change.
 #include "fs/usn_delta.h"
 
-#include "fs/win32_api.h"
+#include "base/win32_api.h"
 
 #include <cstdint>
 #include <gtest/gtest.h>

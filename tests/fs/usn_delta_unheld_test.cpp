@@ -1,7 +1,7 @@
 // Files that the snapshot does not hold, because they were unreadable, excluded, reparse points or
 // known by an excluded name when it was made: whatever record comes first brings them in with their
 // size and times.
-#include "fs/win32_api.h"
+#include "base/win32_api.h"
 
 #include <algorithm>
 #include <cstdint>

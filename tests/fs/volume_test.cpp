@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-#include "fs/win32_handle.h"
+#include "base/win32_handle.h"
 #include "support/temp_tree.h"
 
 namespace larkspine::testing {

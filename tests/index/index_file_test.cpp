@@ -3,7 +3,7 @@
 #include <cstring>
 #include <gtest/gtest.h>
 
-#include "fs/win32_handle.h"
+#include "base/win32_handle.h"
 #include "index/index_location.h"
 #include "support/scoped_environment.h"
 #include "support/snapshots.h"

@@ -1,6 +1,6 @@
 // Limits of the index that take more bytes than a test writes: addresses alone, most of them
 // without memory behind them. Writing as many entries would take that memory.
-#include "fs/win32_api.h"
+#include "base/win32_api.h"
 
 #include <cstddef>
 #include <cstring>

@@ -7,9 +7,9 @@
 #include <utility>
 #include <vector>
 
+#include "base/path_forms.h"
+#include "base/win32_handle.h"
 #include "fs/exclusions.h"
-#include "fs/path_forms.h"
-#include "fs/win32_handle.h"
 #include "support/scoped_environment.h"
 #include "support/temp_tree.h"
 

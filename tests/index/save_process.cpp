@@ -7,7 +7,7 @@
 //                             file that another process is renaming at that instant.
 //
 // The index goes where the environment says.
-#include "fs/win32_api.h"
+#include "base/win32_api.h"
 
 #include <string>
 

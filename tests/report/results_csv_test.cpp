@@ -1,14 +1,14 @@
 #include "report/results_csv.h"
 
-#include "fs/win32_api.h"
+#include "base/win32_api.h"
 
 #include <gtest/gtest.h>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "fs/path_forms.h"
-#include "fs/win32_handle.h"
+#include "base/path_forms.h"
+#include "base/win32_handle.h"
 #include "support/scoped_environment.h"
 #include "support/temp_tree.h"
 

@@ -13,7 +13,7 @@
 // that were opened since begin(), and for the program's standard streams.
 #pragma once
 
-#include "fs/win32_api.h"
+#include "base/win32_api.h"
 
 #include <atomic>
 #include <cstddef>

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string>
 
-#include "fs/win32_handle.h"
+#include "base/win32_handle.h"
 
 namespace larkspine::testing {
 

@@ -8,9 +8,9 @@
 #include <string>
 #include <vector>
 
+#include "base/win32_handle.h"
 #include "fs/usn_delta.h"
 #include "fs/volume.h"
-#include "fs/win32_handle.h"
 #include "support/enumerated_volume.h"
 
 namespace larkspine::testing {

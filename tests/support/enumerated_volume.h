@@ -12,7 +12,7 @@
 #include <string_view>
 #include <vector>
 
-#include "engine/scan_records.h"
+#include "base/scan_records.h"
 #include "fs/mft_enumeration.h"
 #include "index/index_location.h"
 #include "pool/worker_pool.h"

@@ -2,7 +2,7 @@
 // until none fails.
 #pragma once
 
-#include "fs/win32_api.h"
+#include "base/win32_api.h"
 
 #include <atomic>
 #include <cstddef>

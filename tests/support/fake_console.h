@@ -5,7 +5,7 @@
 // "SetConsoleCursorInfo 25 hidden", "TerminateProcess 3".
 #pragma once
 
-#include "fs/win32_api.h"
+#include "base/win32_api.h"
 
 #include <cstdint>
 #include <functional>

@@ -11,7 +11,7 @@
 // threads that use it.
 #pragma once
 
-#include "fs/win32_api.h"
+#include "base/win32_api.h"
 
 #include <atomic>
 #include <cstddef>

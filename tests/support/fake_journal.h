@@ -7,7 +7,7 @@
 // page. Not thread-safe by itself: its owner holds a lock.
 #pragma once
 
-#include "fs/win32_api.h"
+#include "base/win32_api.h"
 
 #include <cstddef>
 #include <cstdint>

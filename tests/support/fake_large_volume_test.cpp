@@ -4,8 +4,8 @@
 #include <map>
 #include <set>
 
+#include "base/win32_handle.h"
 #include "fs/volume.h"
-#include "fs/win32_handle.h"
 #include "support/volume_client.h"
 
 namespace larkspine::testing {

@@ -1,6 +1,6 @@
 #include "support/fake_table.h"
 
-#include "fs/win32_api.h"
+#include "base/win32_api.h"
 
 #include <gtest/gtest.h>
 #include <stdexcept>

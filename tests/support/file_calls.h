@@ -13,7 +13,7 @@
 // threads that open files, so that the hooks outlive them.
 #pragma once
 
-#include "fs/win32_api.h"
+#include "base/win32_api.h"
 
 #include <atomic>
 #include <cstddef>

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "fs/win32_handle.h"
+#include "base/win32_handle.h"
 
 namespace larkspine::testing {
 

@@ -10,7 +10,7 @@
 // before the threads that call them start. A hook may throw a C++ exception through the caller.
 #pragma once
 
-#include "fs/win32_api.h"
+#include "base/win32_api.h"
 
 #include <functional>
 

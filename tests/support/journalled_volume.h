@@ -11,7 +11,7 @@
 #include <string_view>
 #include <vector>
 
-#include "fs/win32_handle.h"
+#include "base/win32_handle.h"
 #include "support/fake_volume.h"
 
 namespace larkspine::testing {

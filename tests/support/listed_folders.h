@@ -13,8 +13,8 @@
 #include <utility>
 #include <vector>
 
+#include "base/win32_handle.h"
 #include "fs/directory_walk.h"
-#include "fs/win32_handle.h"
 #include "support/import_replacement.h"
 
 namespace larkspine::testing {

@@ -1,7 +1,7 @@
 // A call of CreateFileW, as tests remember it.
 #pragma once
 
-#include "fs/win32_api.h"
+#include "base/win32_api.h"
 
 #include <string>
 

@@ -2,7 +2,7 @@
 // written to them is kept, and nothing reaches the real ones. For programs with replaced imports.
 #pragma once
 
-#include "fs/win32_api.h"
+#include "base/win32_api.h"
 
 #include <cstdint>
 #include <mutex>

@@ -2,7 +2,7 @@
 // programs with replaced imports, on a pool that has nothing else to do.
 #pragma once
 
-#include "fs/win32_api.h"
+#include "base/win32_api.h"
 
 #include <atomic>
 #include <cstddef>

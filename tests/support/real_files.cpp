@@ -4,7 +4,7 @@
 #include <memory>
 #include <stdexcept>
 
-#include "fs/win32_handle.h"
+#include "base/win32_handle.h"
 #include "support/import_replacement.h"
 
 namespace larkspine::testing::real {

@@ -1,6 +1,6 @@
 #include "support/reference_groups.h"
 
-#include "fs/win32_api.h"
+#include "base/win32_api.h"
 
 #include <algorithm>
 #include <array>
@@ -8,8 +8,8 @@
 #include <stdexcept>
 #include <utility>
 
-#include "fs/path.h"
-#include "fs/win32_handle.h"
+#include "base/path.h"
+#include "base/win32_handle.h"
 #include "support/temp_tree.h"
 
 namespace larkspine::testing {

@@ -1,6 +1,6 @@
 #include "support/scoped_environment.h"
 
-#include "fs/win32_api.h"
+#include "base/win32_api.h"
 
 #include <stdexcept>
 

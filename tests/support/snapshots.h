@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "engine/scan_records.h"
+#include "base/scan_records.h"
 
 namespace larkspine::testing {
 

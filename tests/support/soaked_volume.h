@@ -6,7 +6,7 @@
 // and not what a soak is to find.
 #pragma once
 
-#include "fs/win32_api.h"
+#include "base/win32_api.h"
 
 #include <algorithm>
 #include <cstddef>

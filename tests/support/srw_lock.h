@@ -1,7 +1,7 @@
 // A lock for the hooks of replaced imports.
 #pragma once
 
-#include "fs/win32_api.h"
+#include "base/win32_api.h"
 
 namespace larkspine::testing {
 

@@ -3,8 +3,8 @@
 #include <atomic>
 #include <stdexcept>
 
-#include "fs/path.h"
-#include "fs/win32_handle.h"
+#include "base/path.h"
+#include "base/win32_handle.h"
 
 namespace larkspine::testing {
 namespace {

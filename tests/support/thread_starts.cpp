@@ -1,6 +1,6 @@
 #include "support/thread_starts.h"
 
-#include "fs/win32_api.h"
+#include "base/win32_api.h"
 
 #include <atomic>
 #include <cerrno>

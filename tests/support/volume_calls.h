@@ -2,7 +2,7 @@
 // were answered.
 #pragma once
 
-#include "fs/win32_api.h"
+#include "base/win32_api.h"
 
 #include <array>
 #include <cstddef>

@@ -2,7 +2,7 @@
 // itself. Decodes only what is well formed.
 #pragma once
 
-#include "fs/win32_api.h"
+#include "base/win32_api.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "fs/win32_handle.h"
+#include "base/win32_handle.h"
 #include "support/usn_record_writer.h"
 
 namespace larkspine::testing {

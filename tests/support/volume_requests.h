@@ -8,7 +8,7 @@
 // fit, after the bare number of the record to go on with; ERROR_HANDLE_EOF when there is none left.
 #pragma once
 
-#include "fs/win32_api.h"
+#include "base/win32_api.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -1,9 +1,8 @@
 #!/usr/bin/env python3
 """Checks that the files below src/ include each other in one direction only.
 
-The table of levels in docs/architecture.md is the rule: every module stands in it once, and a file
-includes only files of a lower level, or of its own level when no circle comes of it.
-<windows.h> is included in one place.
+The line of folders in docs/architecture.md is the rule: a file includes files of its own folder, where
+no circle comes of it, and of the folders behind a later ">". <windows.h> is included in one place.
 """
 import pathlib
 import re
@@ -11,18 +10,16 @@ import sys
 
 PROJECT = pathlib.Path(__file__).resolve().parents[2]
 DOCUMENT = "docs/architecture.md"
-WINDOWS_HEADER = "fs/win32_api.h"
+WINDOWS_HEADER = "base/win32_api.h"
 
 
-def read_levels(text, problems):
-    """The level of each module: rows of a number and of names in backquotes."""
-    levels = {}
-    for level, modules in re.findall(r"^\| (\d+) \| (.*) \|$", text, re.MULTILINE):
-        for module in re.findall(r"`([^`]+)`", modules):
-            if module in levels:
-                problems.append(f"{DOCUMENT}: {module} stands in the table twice")
-            levels[module] = int(level)
-    return levels
+def read_ranks(text):
+    """The rank of each folder: the line `a > b, c > d` puts a above b and c, and these above d."""
+    line = re.search(r"^    (\w+(?:, \w+)*(?: > \w+(?:, \w+)*)+)$", text, re.MULTILINE)
+    if line is None:
+        return {}
+    floors = reversed(line.group(1).split(" > "))
+    return {folder: rank for rank, floor in enumerate(floors) for folder in floor.split(", ")}
 
 
 def circles(edges):
@@ -47,13 +44,16 @@ def circles(edges):
 def main():
     source = PROJECT / "src"
     problems = []
-    levels = read_levels((PROJECT / DOCUMENT).read_text(encoding="utf-8"), problems)
-    units = set()
+    ranks = read_ranks((PROJECT / DOCUMENT).read_text(encoding="utf-8"))
+    folders = {path.name for path in source.iterdir() if path.is_dir()}
+    problems += [f"src/{folder}: is missing from the line of folders in {DOCUMENT}"
+                 for folder in sorted(folders - ranks.keys())]
+    problems += [f"{DOCUMENT}: there is no folder src/{folder}"
+                 for folder in sorted(ranks.keys() - folders)]
     edges = {}
     for path in sorted([*source.rglob("*.h"), *source.rglob("*.cpp")]):
         name = path.relative_to(source).as_posix()
-        unit = name.rsplit(".", 1)[0]
-        units.add(unit)
+        folder, unit = name.split("/")[0], name.rsplit(".", 1)[0]
         text = path.read_text(encoding="utf-8")
         if re.search(r"#include\s*<(windows|winioctl)\.h>", text) and name != WINDOWS_HEADER:
             problems.append(f"{name}: includes <windows.h>; {WINDOWS_HEADER} is the place")
@@ -61,17 +61,12 @@ def main():
             if not (source / included).is_file():
                 problems.append(f"{name}: includes {included}, which is not below src/")
                 continue
-            other = included.rsplit(".", 1)[0]
-            if other == unit:
-                continue
-            if unit in levels and levels.get(other, 0) > levels[unit]:
-                problems.append(f"{name}: includes {included} of a higher level in {DOCUMENT}")
-            edges.setdefault(unit, set()).add(other)
+            other_folder, other = included.split("/")[0], included.rsplit(".", 1)[0]
+            if other_folder != folder and ranks.get(other_folder, 0) >= ranks.get(folder, 0):
+                problems.append(f"{name}: includes {included}, which is not below it in {DOCUMENT}")
+            if other != unit:
+                edges.setdefault(unit, set()).add(other)
 
-    problems += [f"{unit}: is missing from the table of levels in {DOCUMENT}"
-                 for unit in sorted(units - levels.keys())]
-    problems += [f"{DOCUMENT}: {unit} has no file below src/"
-                 for unit in sorted(levels.keys() - units)]
     problems += circles(edges)
     for problem in problems:
         print(problem, file=sys.stderr)

@@ -1,4 +1,4 @@
-#include "fs/case_folding.h"
+#include "base/case_folding.h"
 
 #include <array>
 #include <cstddef>

@@ -1,4 +1,4 @@
-#include "fs/path_forms.h"
+#include "base/path_forms.h"
 
 #include <cstddef>
 #include <gtest/gtest.h>

@@ -2,7 +2,7 @@
 #include <string>
 #include <vector>
 
-#include "fs/path.h"
+#include "base/path.h"
 #include "support/import_replacement.h"
 
 namespace larkspine::testing {

@@ -1,6 +1,6 @@
-#include "fs/path.h"
+#include "base/path.h"
 
-#include "fs/win32_api.h"
+#include "base/win32_api.h"
 
 #include <algorithm>
 #include <cstddef>

@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "fs/path_forms.h"
+#include "base/path_forms.h"
 
 namespace larkspine {
 

@@ -1,7 +1,7 @@
 // Writing a block to an open file, whatever pieces the system takes it in. A leaf; any thread.
 #pragma once
 
-#include "fs/win32_api.h"
+#include "base/win32_api.h"
 
 #include <cstddef>
 #include <span>

@@ -1,4 +1,4 @@
-#include "fs/case_folding.h"
+#include "base/case_folding.h"
 
 #include <cstddef>
 #include <gtest/gtest.h>
@@ -6,7 +6,7 @@
 #include <map>
 
 #ifdef _WIN32
-#include "fs/win32_api.h"
+#include "base/win32_api.h"
 #else
 #include <clocale>
 #include <cwctype>

@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "engine/scan_records.h"
+#include "base/scan_records.h"
 
 namespace larkspine::detail {
 

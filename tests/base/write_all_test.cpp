@@ -1,4 +1,4 @@
-#include "fs/write_all.h"
+#include "base/write_all.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -5,7 +5,7 @@
 // whatever stands in its place by then. Seen as 6 crashes in 40 runs with two workers, 28 with 64.
 #pragma once
 
-#include "fs/win32_api.h"
+#include "base/win32_api.h"
 
 #include <cstddef>
 #include <memory>

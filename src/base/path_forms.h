@@ -9,7 +9,7 @@
 #include <string>
 #include <string_view>
 
-#include "fs/case_folding.h"
+#include "base/case_folding.h"
 
 namespace larkspine {
 

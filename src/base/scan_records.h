@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "engine/blake3_digest.h"
+#include "base/blake3_digest.h"
 
 namespace larkspine {
 

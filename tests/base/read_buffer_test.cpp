@@ -1,6 +1,6 @@
-#include "engine/read_buffer.h"
+#include "base/read_buffer.h"
 
-#include "fs/win32_api.h"
+#include "base/win32_api.h"
 
 #include <algorithm>
 #include <cstddef>

@@ -3,7 +3,7 @@
 // at a time.
 #pragma once
 
-#include "fs/win32_api.h"
+#include "base/win32_api.h"
 
 #include <memory>
 #include <string>

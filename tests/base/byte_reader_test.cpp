@@ -1,4 +1,4 @@
-#include "index/byte_reader.h"
+#include "base/byte_reader.h"
 
 #include <array>
 #include <cstdint>

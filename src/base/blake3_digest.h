@@ -6,7 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "engine/fnv1a.h"
+#include "base/fnv1a.h"
 
 namespace larkspine {
 
