@@ -37,7 +37,7 @@ std::wstring index_path(const std::wstring& root) {
 // The root of the snapshot, of which the index has been saved.
 std::wstring saved_root(std::uint64_t size) {
     const IndexSnapshot snapshot = bench::made_snapshot(size);
-    require(save_index(snapshot), "save_index");
+    require(detail::save_index(snapshot), "save_index");
     return snapshot.root;
 }
 
@@ -92,7 +92,7 @@ bench::Ask load(std::uint64_t size) {
     return [root, size] {
         std::optional<IndexSnapshot> snapshot;
         Round round;
-        round.ours = seconds_for([&] { snapshot = load_index(root); });
+        round.ours = seconds_for([&] { snapshot = detail::load_index(root); });
         require(snapshot && snapshot->entries.size() == size, "load_index");
         snapshot.reset();
         Strings strings;
@@ -110,14 +110,14 @@ void bare_write(const std::wstring& path, std::span<const std::byte> bytes) {
 
 bench::Ask save(std::uint64_t size) {
     auto snapshot = std::make_shared<const IndexSnapshot>(bench::made_snapshot(size));
-    require(save_index(*snapshot), "save_index");
+    require(detail::save_index(*snapshot), "save_index");
     const std::wstring path = index_path(snapshot->root);
     auto contents = std::make_shared<const Contents>(bare_read(path));
     return [snapshot, contents, path] {
         const std::wstring other = path + L".bare";
         DeleteFileW(path.c_str());  // letting go of an old file is work of its own
         Round round;
-        round.ours = seconds_for([&] { require(save_index(*snapshot), "save_index"); });
+        round.ours = seconds_for([&] { require(detail::save_index(*snapshot), "save_index"); });
         DeleteFileW(path.c_str());
         round.beside = seconds_for([&] {
             bare_write(other, {contents->bytes.get(), contents->size});
@@ -130,8 +130,8 @@ bench::Ask save(std::uint64_t size) {
 // The second process: loads the index of a root and saves it again.
 int print_own_peak(const std::wstring& root) {
     const std::uint64_t before = bench::peak_memory();
-    std::optional<IndexSnapshot> snapshot = load_index(root);
-    require(snapshot && save_index(*snapshot), "loading and saving");
+    std::optional<IndexSnapshot> snapshot = detail::load_index(root);
+    require(snapshot && detail::save_index(*snapshot), "loading and saving");
     std::printf("%llu\n", static_cast<unsigned long long>(bench::peak_memory() - before));
     return 0;
 }

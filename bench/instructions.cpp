@@ -76,16 +76,16 @@ std::uint64_t folder_reference(std::size_t file) {
 
 void index_encode(std::size_t items) {
     const IndexSnapshot snapshot = bench::made_snapshot(items);
-    std::optional<EncodedIndex> encoded;
-    measured([&] { encoded = encode_index(snapshot); });
+    std::optional<detail::EncodedIndex> encoded;
+    measured([&] { encoded = detail::encode_index(snapshot); });
     require(encoded.has_value(), "encoding");
 }
 
 void index_decode(std::size_t items) {
     const IndexSnapshot snapshot = bench::made_snapshot(items);
-    const EncodedIndex encoded = encode_index(snapshot).value();
+    const detail::EncodedIndex encoded = detail::encode_index(snapshot).value();
     std::optional<IndexSnapshot> decoded;
-    measured([&] { decoded = decode_index(encoded.span(), snapshot.root); });
+    measured([&] { decoded = detail::decode_index(encoded.span(), snapshot.root); });
     require(decoded && decoded->entries.size() == items, "decoding");
 }
 
@@ -110,8 +110,9 @@ void usn_records(std::size_t items) {
     std::size_t decoded = 0;
     measured([&] {
         for (std::size_t i = 0; i < items; ++i) {
-            UsnRecord record;
-            if (parse_usn_record_v2(bytes.data(), bytes.size(), record) == RecordStatus::ok)
+            detail::UsnRecord record;
+            if (detail::parse_usn_record_v2(bytes.data(), bytes.size(), record) ==
+                detail::RecordStatus::ok)
                 ++decoded;
         }
     });
@@ -121,25 +122,25 @@ void usn_records(std::size_t items) {
 void record_paths(std::size_t items) {
     const IndexSnapshot snapshot = bench::made_snapshot(items);
     std::pmr::monotonic_buffer_resource memory;
-    MftRecordMap records(&memory);
+    detail::MftRecordMap records(&memory);
     records[root_reference] = {.parent_reference = root_reference, .name = L"."};
     for (std::size_t i = 0; i < items; ++i) {
         records[i] = {.parent_reference = folder_reference(i), .name = snapshot.entries[i].name};
         records[folder_reference(i)] = {.parent_reference = root_reference,
                                         .name = std::wstring(46, L'f')};
     }
-    PathCache cache(&memory);
+    detail::PathCache cache(&memory);
     std::size_t resolved = 0;
     measured([&] {
         for (std::size_t i = 0; i < items; ++i)
-            if (resolve_record_path(i, root, records, cache) != nullptr)
+            if (detail::resolve_record_path(i, root, records, cache) != nullptr)
                 ++resolved;
     });
     require(resolved == items, "resolving paths");
 }
 
 // The files of a snapshot and their folders, as the delta keeps them.
-void fill_entries(std::size_t items, EntryMap& entries) {
+void fill_entries(std::size_t items, detail::EntryMap& entries) {
     const IndexSnapshot snapshot = bench::made_snapshot(items);
     for (std::size_t i = 0; i < items; ++i) {
         FileCandidate& entry = entries[i] = snapshot.entries[i];
@@ -153,18 +154,19 @@ void fill_entries(std::size_t items, EntryMap& entries) {
 
 void rebuild_paths(std::size_t items) {
     std::pmr::monotonic_buffer_resource memory;
-    EntryMap entries(&memory);
+    detail::EntryMap entries(&memory);
     fill_entries(items, entries);
     const std::size_t before = entries.size();
-    measured([&] { larkspine::rebuild_paths(root, root_reference, volume_serial, entries); });
+    measured(
+        [&] { larkspine::detail::rebuild_paths(root, root_reference, volume_serial, entries); });
     require(entries.size() == before + 1, "rebuilding paths");
 }
 
 void changes(std::size_t items) {
     std::pmr::monotonic_buffer_resource memory;
-    EntryMap entries(&memory);
+    detail::EntryMap entries(&memory);
     fill_entries(items, entries);
-    std::vector<JournalChange> made(items);
+    std::vector<detail::JournalChange> made(items);
     constexpr std::uint32_t reasons[] = {
         testing::usn_reason::rename_new_name, testing::usn_reason::data_extend,
         testing::usn_reason::file_delete, testing::usn_reason::basic_info_change};
@@ -175,11 +177,11 @@ void changes(std::size_t items) {
                    .attributes = 0x20,
                    .reason = reasons[i % 10 < 3 ? i % 10 : 3],
                    .usn = 1};
-    ReferenceSet changed;
+    detail::ReferenceSet changed;
     std::size_t deleted = 0;
     measured([&] {
-        for (JournalChange& change : made)
-            if (apply_journal_change(std::move(change), volume_serial, entries, changed))
+        for (detail::JournalChange& change : made)
+            if (detail::apply_journal_change(std::move(change), volume_serial, entries, changed))
                 ++deleted;
     });
     require(deleted + changed.size() == items, "applying changes");

@@ -119,7 +119,7 @@ void save_index_of(const FakeLargeVolume& volume) {
                                               parent,
                                               file < grouped ? file - file % group_size : file));
     }
-    require(folders.size() == volume.folders() && save_index(snapshot), "saving the index");
+    require(folders.size() == volume.folders() && detail::save_index(snapshot), "saving the index");
 }
 
 bench::Ask fast_path(std::uint64_t size) {
@@ -139,7 +139,7 @@ bench::Ask fast_path(std::uint64_t size) {
                 "the fast path");
         result = {};
         std::optional<IndexSnapshot> snapshot;
-        round.beside = seconds_for([&] { snapshot = load_index(volume.root()); });
+        round.beside = seconds_for([&] { snapshot = detail::load_index(volume.root()); });
         require(snapshot.has_value(), "load_index");
         return round;
     };
@@ -244,7 +244,7 @@ double table_alone(const FakeLargeVolume& volume) {
     ScanProgress progress;
     const double start = bench::now();
     try {
-        (void)scan_ntfs_mft(volume.root(), snapshot, statistics, progress, pool);
+        (void)detail::scan_ntfs_mft(volume.root(), snapshot, statistics, progress, pool);
         require(false, "ending the scan");
     } catch (const EnoughSeen&) {
         require(progress.entries_seen == volume.records(), "seeing every record");
@@ -303,7 +303,7 @@ bench::Ask metadata(std::uint64_t size) {
         IndexSnapshot snapshot;
         ScanStatistics statistics;
         ScanProgress progress;
-        require(scan_ntfs_mft(volume.root(), snapshot, statistics, progress, pool) &&
+        require(detail::scan_ntfs_mft(volume.root(), snapshot, statistics, progress, pool) &&
                     statistics.files == volume.files(),
                 "scan_ntfs_mft");
         Round round;
@@ -325,14 +325,14 @@ bench::Ask delta(std::uint64_t size) {
         worker_pool pool(workers);
         std::optional<IndexSnapshot> snapshot;
         Round round;
-        round.beside = seconds_for([&] { snapshot = load_index(volume.root()); });
+        round.beside = seconds_for([&] { snapshot = detail::load_index(volume.root()); });
         require(snapshot.has_value(), "load_index");
         ScanStatistics statistics;
         ScanProgress progress;
         bool changed = false;
         round.ours = seconds_for([&] {
-            require(apply_usn_delta(volume.root(), handle.get(), journal, *snapshot, statistics,
-                                    progress, pool, changed),
+            require(detail::apply_usn_delta(volume.root(), handle.get(), journal, *snapshot,
+                                            statistics, progress, pool, changed),
                     "apply_usn_delta");
         });
         require(changed && statistics.journal_changes == 2 * changes &&

@@ -59,7 +59,8 @@ bench::Ask walk(std::uint64_t size) {
         round.ours = seconds_for([&] {
             ScanStatistics statistics;
             ScanProgress progress;
-            require(walk_directory_tree(root, files, statistics, progress), "walking the tree");
+            require(detail::walk_directory_tree(root, files, statistics, progress),
+                    "walking the tree");
         });
         std::uint64_t counted = 0;
         round.beside = seconds_for([&] { counted = count_files(root); });

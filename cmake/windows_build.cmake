@@ -19,6 +19,7 @@ set(windows_sources
     src/engine/scan_driver.cpp
     src/fs/digest_carry_over.cpp
     src/fs/directory_walk.cpp
+    src/fs/entry_identity.cpp
     src/fs/file_metadata.cpp
     src/fs/metadata_refresh.cpp
     src/fs/mft_enumeration.cpp

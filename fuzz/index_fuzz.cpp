@@ -11,13 +11,13 @@
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     constexpr const wchar_t* root = L"\\\\?\\D:\\Photos";
     const auto bytes = std::as_bytes(std::span(data, size));
-    const auto decoded = larkspine::decode_index(bytes, root);
+    const auto decoded = larkspine::detail::decode_index(bytes, root);
     if (!decoded)
         return 0;
-    const auto encoded = larkspine::encode_index(*decoded);
+    const auto encoded = larkspine::detail::encode_index(*decoded);
     if (!encoded || encoded->size != size)
         std::abort();
-    const auto again = larkspine::decode_index(encoded->span(), root);
+    const auto again = larkspine::detail::decode_index(encoded->span(), root);
     if (!again || !larkspine::testing::same_snapshot(*again, *decoded))
         std::abort();
     return 0;

@@ -10,9 +10,10 @@
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     using namespace larkspine;
     const auto bytes = std::as_bytes(std::span(data, size));
-    UsnRecord record;
+    detail::UsnRecord record;
     for (std::size_t offset = 0; offset < size; offset += record.record_length) {
-        if (parse_usn_record_v2(bytes.data() + offset, size - offset, record) != RecordStatus::ok)
+        if (detail::parse_usn_record_v2(bytes.data() + offset, size - offset, record) !=
+            detail::RecordStatus::ok)
             return 0;
         if (record.record_length < 60 || record.record_length > size - offset ||
             2 * record.name.size() > record.record_length - 60)

@@ -2,6 +2,10 @@
 //
 // All of them are value-initialised to zero and moved, never shared, between stages. The one
 // exception is ScanProgress, which the scan writes while the progress display reads it.
+//
+// Two namespaces: larkspine::detail holds what is internal to a scan, the records of files and
+// snapshots and the stages that fill, read or store them. larkspine holds the rest: what goes into
+// a scan and comes out of it, and the helpers that the front end shares with the stages.
 #pragma once
 
 #include <atomic>

@@ -5,7 +5,7 @@
 #include "base/read_buffer.h"
 #include "base/win32_handle.h"
 
-namespace larkspine {
+namespace larkspine::detail {
 namespace {
 
 unique_handle open_for_comparison(const std::wstring& path) {
@@ -13,8 +13,7 @@ unique_handle open_for_comparison(const std::wstring& path) {
 }
 
 bool read_block(HANDLE file, std::byte* buffer, DWORD& got) {
-    return ReadFile(file, buffer, detail::read_buffer_size, &got, nullptr) &&
-           got <= detail::read_buffer_size;
+    return ReadFile(file, buffer, read_buffer_size, &got, nullptr) && got <= read_buffer_size;
 }
 
 }  // namespace
@@ -27,8 +26,8 @@ bool files_identical(const std::wstring& first, const std::wstring& second) {
     if (!second_file)
         return false;
 
-    static const detail::ThreadReadBuffer first_thread_buffer;
-    static const detail::ThreadReadBuffer second_thread_buffer;
+    static const ThreadReadBuffer first_thread_buffer;
+    static const ThreadReadBuffer second_thread_buffer;
     std::byte* const first_buffer = first_thread_buffer.get();
     std::byte* const second_buffer = second_thread_buffer.get();
     for (;;) {
@@ -48,4 +47,4 @@ bool files_identical(const std::wstring& first, const std::wstring& second) {
     }
 }
 
-}  // namespace larkspine
+}  // namespace larkspine::detail

@@ -3,7 +3,7 @@
 
 #include <string>
 
-namespace larkspine {
+namespace larkspine::detail {
 
 // True only when both files could be opened and read to their ends and hold the same bytes in the
 // same number; false in every other case, errors included. Reads 1 MiB at a time from each, into
@@ -11,4 +11,4 @@ namespace larkspine {
 // std::bad_alloc. Called on the scan thread.
 [[nodiscard]] bool files_identical(const std::wstring& first, const std::wstring& second);
 
-}  // namespace larkspine
+}  // namespace larkspine::detail

@@ -12,7 +12,7 @@
 #include "base/path.h"
 #include "engine/byte_verification.h"
 #include "engine/content_hashing.h"
-#include "fs/volume.h"
+#include "fs/entry_identity.h"
 
 namespace larkspine::detail {
 namespace {

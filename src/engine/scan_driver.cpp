@@ -51,8 +51,8 @@ bool update_from_journal(const std::wstring& root, std::optional<IndexSnapshot>&
     dirty = false;
     if (loaded->next_usn == journal->NextUsn)
         statistics.fast_path_unchanged = true;
-    else if (!apply_usn_delta(root, volume.get(), *journal, *loaded, statistics, progress, pool,
-                              dirty))
+    else if (!detail::apply_usn_delta(root, volume.get(), *journal, *loaded, statistics, progress,
+                                      pool, dirty))
         return false;
     current = std::move(*loaded);
     return true;
@@ -78,13 +78,13 @@ void enumerate_fully(const std::wstring& root, const std::optional<IndexSnapshot
                      worker_pool& pool) {
     ScanStatistics fresh;
     snapshot = {};
-    if (!scan_ntfs_mft(root, snapshot, fresh, progress, pool)) {
+    if (!detail::scan_ntfs_mft(root, snapshot, fresh, progress, pool)) {
         snapshot = {};
         snapshot.root = root;
-        if (!walk_directory_tree(root, snapshot.entries, fresh, progress))
+        if (!detail::walk_directory_tree(root, snapshot.entries, fresh, progress))
             throw std::runtime_error("root directory is not readable");
         if (loaded)
-            carry_over_digests(snapshot.entries, *loaded);
+            detail::carry_over_digests(snapshot.entries, *loaded);
     }
     fresh.index_loaded = statistics.index_loaded;
     fresh.index_ms = statistics.index_ms;
@@ -99,7 +99,7 @@ std::optional<IndexSnapshot> load_snapshot(const std::wstring& root, IndexMode m
         return loaded;
     const Clock::time_point start = Clock::now();
     if (mode == IndexMode::use)
-        loaded = load_index(root);
+        loaded = detail::load_index(root);
     statistics.index_loaded = loaded.has_value();
     statistics.index_ms = milliseconds_since(start);
     return loaded;
@@ -108,7 +108,7 @@ std::optional<IndexSnapshot> load_snapshot(const std::wstring& root, IndexMode m
 // Saves the snapshot; a failure costs the next run its speed and this one nothing.
 void save_snapshot(const IndexSnapshot& snapshot, ScanStatistics& statistics) {
     const Clock::time_point start = Clock::now();
-    if (!save_index(snapshot))
+    if (!detail::save_index(snapshot))
         ++statistics.failures;
     statistics.write_ms = milliseconds_since(start);
 }

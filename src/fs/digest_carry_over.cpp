@@ -8,15 +8,10 @@
 #include "base/file_identity.h"
 #include "base/fnv1a.h"
 #include "base/path_forms.h"
-#include "fs/volume.h"
+#include "fs/entry_identity.h"
 
-namespace larkspine {
+namespace larkspine::detail {
 namespace {
-
-using detail::FileCandidate;
-using detail::FileIdentity;
-using detail::FileIdentityHash;
-using detail::IndexSnapshot;
 
 struct ComparisonHash {
     std::size_t operator()(const ComparisonView& path) const noexcept {
@@ -72,7 +67,7 @@ IdentityIndex index_by_identity(const IndexSnapshot& loaded) {
     for (const FileCandidate& entry : loaded.entries) {
         if (!entry.has_file_id)
             continue;
-        const FileCandidate*& known = index[detail::identity_of(entry)];
+        const FileCandidate*& known = index[identity_of(entry)];
         if (known == nullptr || digest_count(entry) > digest_count(*known))
             known = &entry;
     }
@@ -107,10 +102,10 @@ void carry_over_digests(std::vector<FileCandidate>& fresh, const IndexSnapshot& 
             continue;
         if (!by_identity)
             by_identity = index_by_identity(loaded);
-        const auto same_file = by_identity->find(detail::identity_of(entry));
+        const auto same_file = by_identity->find(identity_of(entry));
         if (same_file != by_identity->end())
             inherit(entry, *same_file->second);
     }
 }
 
-}  // namespace larkspine
+}  // namespace larkspine::detail

@@ -6,14 +6,13 @@
 
 #include "base/scan_records.h"
 
-namespace larkspine {
+namespace larkspine::detail {
 
 // Matches each fresh entry with its previous one, by path and then by file identity, and copies
 // identity and digests where size, creation time and last write time are all equal. A file is
 // opened (for its identity, which the entry keeps) only when its path tells nothing. A file that
 // cannot be opened inherits nothing; that is no failure. Runs on the scan thread; reads `loaded`
 // only.
-void carry_over_digests(std::vector<detail::FileCandidate>& fresh,
-                        const detail::IndexSnapshot& loaded);
+void carry_over_digests(std::vector<FileCandidate>& fresh, const IndexSnapshot& loaded);
 
-}  // namespace larkspine
+}  // namespace larkspine::detail

@@ -7,11 +7,11 @@
 #include "base/win32_handle.h"
 #include "fs/exclusions.h"
 
-namespace larkspine {
+namespace larkspine::detail {
 namespace {
 
-static_assert(detail::attribute_directory == FILE_ATTRIBUTE_DIRECTORY);
-static_assert(detail::attribute_reparse_point == FILE_ATTRIBUTE_REPARSE_POINT);
+static_assert(attribute_directory == FILE_ATTRIBUTE_DIRECTORY);
+static_assert(attribute_reparse_point == FILE_ATTRIBUTE_REPARSE_POINT);
 
 bool is_self_or_parent(std::wstring_view name) {
     return name == L"." || name == L"..";
@@ -20,7 +20,7 @@ bool is_self_or_parent(std::wstring_view name) {
 // The state of one walk. `path` holds the folder being listed up to `folder_length`, separator
 // included, and is the one buffer in which search patterns and entry paths are built.
 struct Walk {
-    std::vector<detail::FileCandidate>& files;
+    std::vector<FileCandidate>& files;
     ScanStatistics& statistics;
     ScanProgress& progress;
     std::vector<std::wstring> folders;  // still to be listed, last in first out
@@ -48,7 +48,7 @@ void visit_entry(Walk& walk, const WIN32_FIND_DATAW& found) {
     }
     ++walk.statistics.files;
     ++walk.progress.documents;
-    detail::FileCandidate& file = walk.files.emplace_back();
+    FileCandidate& file = walk.files.emplace_back();
     file.path = walk.path;
     file.name = name;
     file.attributes = found.dwFileAttributes;
@@ -83,7 +83,7 @@ bool list_folder(Walk& walk) {
 
 }  // namespace
 
-bool walk_directory_tree(const std::wstring& root, std::vector<detail::FileCandidate>& files,
+bool walk_directory_tree(const std::wstring& root, std::vector<FileCandidate>& files,
                          ScanStatistics& statistics, ScanProgress& progress) {
     Walk walk{files, statistics, progress, {root}, {}, 0};
     while (!walk.folders.empty()) {
@@ -106,4 +106,4 @@ bool walk_directory_tree(const std::wstring& root, std::vector<detail::FileCandi
     return true;
 }
 
-}  // namespace larkspine
+}  // namespace larkspine::detail

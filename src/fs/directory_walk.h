@@ -7,7 +7,7 @@
 
 #include "base/scan_records.h"
 
-namespace larkspine {
+namespace larkspine::detail {
 
 // Appends one candidate for each regular file below `root` (long form), in discovery order: path,
 // name, attributes, size and the two times are set, all else is zero. Excluded entries and reparse
@@ -16,8 +16,7 @@ namespace larkspine {
 // False only when the root itself cannot be listed; `files` is untouched then. A folder inside that
 // cannot be listed, or not to its end, is counted in `failures`, and the walk goes on. Runs on the
 // scan thread; the progress counters may be read from another.
-[[nodiscard]] bool walk_directory_tree(const std::wstring& root,
-                                       std::vector<detail::FileCandidate>& files,
+[[nodiscard]] bool walk_directory_tree(const std::wstring& root, std::vector<FileCandidate>& files,
                                        ScanStatistics& statistics, ScanProgress& progress);
 
-}  // namespace larkspine
+}  // namespace larkspine::detail

@@ -2,7 +2,7 @@
 
 #include "base/win32_handle.h"
 
-namespace larkspine {
+namespace larkspine::detail {
 
 std::optional<WIN32_FILE_ATTRIBUTE_DATA> file_metadata_of(const std::wstring& path) {
     WIN32_FILE_ATTRIBUTE_DATA metadata = {};
@@ -20,11 +20,11 @@ std::uint64_t last_write_time_of(const WIN32_FILE_ATTRIBUTE_DATA& metadata) noex
     return filetime_value(metadata.ftLastWriteTime);
 }
 
-void store_metadata(const WIN32_FILE_ATTRIBUTE_DATA& metadata, detail::FileCandidate& entry) {
+void store_metadata(const WIN32_FILE_ATTRIBUTE_DATA& metadata, FileCandidate& entry) {
     entry.attributes = metadata.dwFileAttributes;
     entry.size = size_of(metadata);
     entry.creation_time = filetime_value(metadata.ftCreationTime);
     entry.last_write_time = last_write_time_of(metadata);
 }
 
-}  // namespace larkspine
+}  // namespace larkspine::detail

@@ -8,7 +8,7 @@
 
 #include "base/scan_records.h"
 
-namespace larkspine {
+namespace larkspine::detail {
 
 // What the system says about `path`; empty when it cannot be queried or has become a folder. Any
 // thread.
@@ -19,6 +19,6 @@ namespace larkspine {
 [[nodiscard]] std::uint64_t last_write_time_of(const WIN32_FILE_ATTRIBUTE_DATA& metadata) noexcept;
 
 // Stores attributes, size and both times in the entry.
-void store_metadata(const WIN32_FILE_ATTRIBUTE_DATA& metadata, detail::FileCandidate& entry);
+void store_metadata(const WIN32_FILE_ATTRIBUTE_DATA& metadata, FileCandidate& entry);
 
-}  // namespace larkspine
+}  // namespace larkspine::detail

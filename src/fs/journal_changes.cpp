@@ -9,10 +9,8 @@
 #include "base/path_forms.h"
 #include "fs/exclusions.h"
 
-namespace larkspine {
+namespace larkspine::detail {
 namespace {
-
-using detail::FileCandidate;
 
 // Reasons of journal records, from the public NTFS documentation.
 constexpr std::uint32_t reason_deleted = 0x200;
@@ -43,7 +41,7 @@ struct NameInFolderHash {
 };
 
 bool is_folder(const FileCandidate& entry) {
-    return (entry.attributes & detail::attribute_directory) != 0;
+    return (entry.attributes & attribute_directory) != 0;
 }
 
 // The folders in which a change gave a file its name.
@@ -147,7 +145,7 @@ void rebuild_paths(const std::wstring& root, std::uint64_t root_reference,
                    std::uint64_t volume_serial, EntryMap& records) {
     if (const auto [place, added] = records.try_emplace(root_reference); added) {
         FileCandidate& entry = place->second;
-        entry.attributes = detail::attribute_directory;
+        entry.attributes = attribute_directory;
         entry.record_id = root_reference;
         entry.volume_serial = volume_serial;
         entry.file_id.low = root_reference;
@@ -158,7 +156,7 @@ void rebuild_paths(const std::wstring& root, std::uint64_t root_reference,
     std::vector<std::uint64_t> pruned;
     for (const auto& [reference, entry] : records)
         if (!resolver.resolve(reference) || is_excluded_path(entry.path) ||
-            (entry.attributes & detail::attribute_reparse_point) != 0)
+            (entry.attributes & attribute_reparse_point) != 0)
             pruned.push_back(reference);
     for (const std::uint64_t reference : pruned)
         records.erase(reference);
@@ -189,4 +187,4 @@ bool erase_lost_names(const std::vector<JournalChange>& changes, EntryMap& recor
     return !lost.empty();
 }
 
-}  // namespace larkspine
+}  // namespace larkspine::detail

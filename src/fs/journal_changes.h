@@ -11,7 +11,7 @@
 
 #include "base/scan_records.h"
 
-namespace larkspine {
+namespace larkspine::detail {
 
 // One decoded record of the journal.
 struct JournalChange {
@@ -24,7 +24,7 @@ struct JournalChange {
 };
 
 // The entries of a volume by file reference number. Its nodes may live in a buffer of the caller's.
-using EntryMap = std::pmr::unordered_map<std::uint64_t, detail::FileCandidate>;
+using EntryMap = std::pmr::unordered_map<std::uint64_t, FileCandidate>;
 using ReferenceSet = std::unordered_set<std::uint64_t>;
 
 // Applies one change: erases a deleted entry, makes or moves any other, drops its digests when its
@@ -46,4 +46,4 @@ void rebuild_paths(const std::wstring& root, std::uint64_t root_reference,
 // at. True when an entry was erased.
 bool erase_lost_names(const std::vector<JournalChange>& changes, EntryMap& records);
 
-}  // namespace larkspine
+}  // namespace larkspine::detail

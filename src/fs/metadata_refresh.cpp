@@ -5,9 +5,7 @@
 #include "fs/file_metadata.h"
 #include "pool/job_batch.h"
 
-namespace larkspine {
-
-using detail::FileCandidate;
+namespace larkspine::detail {
 
 bool refresh_changed_metadata(EntryMap& records, const ReferenceSet& changed_ids, worker_pool& pool,
                               ScanStatistics& statistics) {
@@ -33,7 +31,7 @@ bool refresh_changed_metadata(EntryMap& records, const ReferenceSet& changed_ids
     };
     for (const std::uint64_t reference : changed_ids) {
         const auto found = records.find(reference);
-        if (found == records.end() || (found->second.attributes & detail::attribute_directory) != 0)
+        if (found == records.end() || (found->second.attributes & attribute_directory) != 0)
             continue;
         batch.submit(
             reference, [path = found->second.path] { return file_metadata_of(path); }, collect);
@@ -42,4 +40,4 @@ bool refresh_changed_metadata(EntryMap& records, const ReferenceSet& changed_ids
     return true;
 }
 
-}  // namespace larkspine
+}  // namespace larkspine::detail

@@ -5,7 +5,7 @@
 #include "fs/journal_changes.h"
 #include "pool/worker_pool.h"
 
-namespace larkspine {
+namespace larkspine::detail {
 
 // Reads attributes, size and times of the files among `changed_ids` on the pool and stores them in
 // `records`. Both digests of an entry are dropped when its size or last write time is another. An
@@ -14,4 +14,4 @@ namespace larkspine {
 [[nodiscard]] bool refresh_changed_metadata(EntryMap& records, const ReferenceSet& changed_ids,
                                             worker_pool& pool, ScanStatistics& statistics);
 
-}  // namespace larkspine
+}  // namespace larkspine::detail

@@ -18,10 +18,8 @@
 #include "fs/volume.h"
 #include "pool/job_batch.h"
 
-namespace larkspine {
+namespace larkspine::detail {
 namespace {
-
-using detail::FileCandidate;
 
 // Stores the records of one answer; false when one of them is not understood.
 bool store_records(const std::byte* bytes, std::size_t size, MftRecordMap& records,
@@ -91,7 +89,7 @@ std::vector<std::size_t> build_entries(const std::wstring& root, const Volume& v
     entries.reserve(records.size() + 1);
     MftRecord root_record;
     root_record.parent_reference = volume.root_reference;
-    root_record.attributes = detail::attribute_directory;
+    root_record.attributes = attribute_directory;
     FileCandidate& root_entry = entries.emplace_back();
     root_entry.path = root;
     fill_entry(volume.root_reference, volume.serial, root_record, root_entry);
@@ -116,10 +114,10 @@ std::vector<std::size_t> build_entries(const std::wstring& root, const Volume& v
             ++statistics.excluded_entries;
             continue;
         }
-        if ((record.attributes & detail::attribute_reparse_point) != 0)
+        if ((record.attributes & attribute_reparse_point) != 0)
             continue;
         // Folders stay in the snapshot: later journal changes rebuild their children's paths.
-        if ((record.attributes & detail::attribute_directory) != 0)
+        if ((record.attributes & attribute_directory) != 0)
             ++statistics.directories;
         else
             files.push_back(entries.size());
@@ -167,7 +165,7 @@ bool enumerate_usn_records(HANDLE volume, const USN_JOURNAL_DATA_V0& journal, Mf
                            ScanProgress& progress) {
     constexpr std::size_t next_reference_size = 8;
     MFT_ENUM_DATA_V0 request = {0, 0, journal.NextUsn};
-    const auto buffer = std::make_unique<detail::ReadBuffer>();
+    const auto buffer = std::make_unique<ReadBuffer>();
     for (;;) {
         DWORD returned = 0;
         if (!DeviceIoControl(volume, FSCTL_ENUM_USN_DATA, &request, sizeof request, buffer->bytes,
@@ -188,8 +186,8 @@ bool enumerate_usn_records(HANDLE volume, const USN_JOURNAL_DATA_V0& journal, Mf
     }
 }
 
-bool scan_ntfs_mft(const std::wstring& root, detail::IndexSnapshot& snapshot,
-                   ScanStatistics& statistics, ScanProgress& progress, worker_pool& pool) {
+bool scan_ntfs_mft(const std::wstring& root, IndexSnapshot& snapshot, ScanStatistics& statistics,
+                   ScanProgress& progress, worker_pool& pool) {
     if (!is_ntfs_drive_root(root))
         return false;
     const unique_handle volume = own_handle(open_volume(root));
@@ -217,4 +215,4 @@ bool scan_ntfs_mft(const std::wstring& root, detail::IndexSnapshot& snapshot,
     return true;
 }
 
-}  // namespace larkspine
+}  // namespace larkspine::detail

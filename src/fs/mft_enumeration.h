@@ -10,7 +10,7 @@
 #include "fs/record_paths.h"
 #include "pool/worker_pool.h"
 
-namespace larkspine {
+namespace larkspine::detail {
 
 // Fills `snapshot` with every folder and file of the volume whose root folder is `root` (long
 // form), stamped with the volume's journal, so that later runs can go on from there. False when the
@@ -19,7 +19,7 @@ namespace larkspine {
 //
 // A record whose path cannot be rebuilt, and a file whose metadata cannot be read, is left out and
 // counted in `failures`. Runs on the scan thread; only metadata look-ups run on the pool.
-[[nodiscard]] bool scan_ntfs_mft(const std::wstring& root, detail::IndexSnapshot& snapshot,
+[[nodiscard]] bool scan_ntfs_mft(const std::wstring& root, IndexSnapshot& snapshot,
                                  ScanStatistics& statistics, ScanProgress& progress,
                                  worker_pool& pool);
 
@@ -29,4 +29,4 @@ namespace larkspine {
 [[nodiscard]] bool enumerate_usn_records(HANDLE volume, const USN_JOURNAL_DATA_V0& journal,
                                          MftRecordMap& records, ScanProgress& progress);
 
-}  // namespace larkspine
+}  // namespace larkspine::detail

@@ -2,7 +2,7 @@
 
 #include "base/path_forms.h"
 
-namespace larkspine {
+namespace larkspine::detail {
 
 const std::wstring* resolve_record_path(std::uint64_t reference, const std::wstring& root,
                                         const MftRecordMap& records, PathCache& cache,
@@ -24,4 +24,4 @@ const std::wstring* resolve_record_path(std::uint64_t reference, const std::wstr
     return &cache.emplace(reference, join_path(*parent, record.name)).first->second;
 }
 
-}  // namespace larkspine
+}  // namespace larkspine::detail

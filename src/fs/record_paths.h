@@ -6,7 +6,7 @@
 #include <string>
 #include <unordered_map>
 
-namespace larkspine {
+namespace larkspine::detail {
 
 // What is kept of one record of the master file table.
 struct MftRecord {
@@ -35,4 +35,4 @@ inline constexpr unsigned max_record_depth = 256;
                                                       const MftRecordMap& records, PathCache& cache,
                                                       unsigned depth = 0);
 
-}  // namespace larkspine
+}  // namespace larkspine::detail

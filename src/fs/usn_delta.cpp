@@ -13,11 +13,8 @@
 #include "fs/usn_record.h"
 #include "fs/volume.h"
 
-namespace larkspine {
+namespace larkspine::detail {
 namespace {
-
-using detail::FileCandidate;
-using detail::IndexSnapshot;
 
 // Appends the records of one answer; false when one of them is not understood.
 bool append_changes(const std::byte* bytes, std::size_t size, std::vector<JournalChange>& out,
@@ -53,7 +50,7 @@ void store_entries(EntryMap& records, IndexSnapshot& snapshot, ScanStatistics& s
     snapshot.entries.clear();
     snapshot.entries.reserve(records.size());
     for (auto& [reference, entry] : records) {
-        if ((entry.attributes & detail::attribute_directory) != 0)
+        if ((entry.attributes & attribute_directory) != 0)
             ++statistics.directories;
         else
             ++statistics.files;
@@ -69,7 +66,7 @@ bool read_journal_changes(HANDLE volume, const USN_JOURNAL_DATA_V0& journal, std
     // Purged, or from another journal: only a full enumeration is right.
     if (start_usn < journal.FirstUsn || start_usn > journal.NextUsn)
         return false;
-    const auto buffer = std::make_unique<detail::ReadBuffer>();
+    const auto buffer = std::make_unique<ReadBuffer>();
     READ_USN_JOURNAL_DATA_V0 request = {start_usn, 0xFFFFFFFF, 0, 0, 0, journal.UsnJournalID};
     while (request.StartUsn < journal.NextUsn) {
         DWORD returned = 0;
@@ -126,4 +123,4 @@ bool apply_usn_delta(const std::wstring& root, HANDLE volume, const USN_JOURNAL_
     return true;
 }
 
-}  // namespace larkspine
+}  // namespace larkspine::detail

@@ -11,7 +11,7 @@
 #include "fs/journal_changes.h"
 #include "pool/worker_pool.h"
 
-namespace larkspine {
+namespace larkspine::detail {
 
 // Edits `snapshot` in place: applies what `journal` (just queried on the open `volume`) recorded
 // since the snapshot's position, rebuilds every path, reads the metadata of changed files again on
@@ -22,9 +22,9 @@ namespace larkspine {
 // False when the journal does not cover the snapshot or cannot be read; the snapshot may be partly
 // edited then, and only a full enumeration is right. Runs on the scan thread.
 [[nodiscard]] bool apply_usn_delta(const std::wstring& root, HANDLE volume,
-                                   const USN_JOURNAL_DATA_V0& journal,
-                                   detail::IndexSnapshot& snapshot, ScanStatistics& statistics,
-                                   ScanProgress& progress, worker_pool& pool, bool& changed);
+                                   const USN_JOURNAL_DATA_V0& journal, IndexSnapshot& snapshot,
+                                   ScanStatistics& statistics, ScanProgress& progress,
+                                   worker_pool& pool, bool& changed);
 
 // Appends the records from `start_usn` up to the journal's next USN, in journal order. False when
 // that range is not in the journal, a call fails or does not get on, or a record is not understood.
@@ -32,4 +32,4 @@ namespace larkspine {
                                         std::int64_t start_usn, std::vector<JournalChange>& out,
                                         ScanProgress& progress);
 
-}  // namespace larkspine
+}  // namespace larkspine::detail

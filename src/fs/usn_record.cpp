@@ -4,7 +4,7 @@
 
 #include "base/byte_reader.h"
 
-namespace larkspine {
+namespace larkspine::detail {
 namespace {
 
 static_assert(sizeof(wchar_t) == 2, "names are UTF-16 code units");
@@ -43,4 +43,4 @@ RecordStatus parse_usn_record_v2(const std::byte* bytes, std::size_t available, 
     return RecordStatus::ok;
 }
 
-}  // namespace larkspine
+}  // namespace larkspine::detail

@@ -24,7 +24,7 @@
 #include <cstdint>
 #include <string>
 
-namespace larkspine {
+namespace larkspine::detail {
 
 struct UsnRecord {
     std::uint32_t record_length = 0;
@@ -44,4 +44,4 @@ enum class RecordStatus : std::uint8_t { ok, unsupported_version, malformed };
 [[nodiscard]] RecordStatus parse_usn_record_v2(const std::byte* bytes, std::size_t available,
                                                UsnRecord& parsed);
 
-}  // namespace larkspine
+}  // namespace larkspine::detail

@@ -1,7 +1,5 @@
 #include "fs/volume.h"
 
-#include <bit>
-
 #include "base/case_folding.h"
 #include "base/path_forms.h"
 #include "base/win32_handle.h"
@@ -68,8 +66,6 @@ std::optional<std::uint64_t> file_reference_of(const std::wstring& path) {
     return join_halves(information.nFileIndexHigh, information.nFileIndexLow);
 }
 
-namespace {
-
 std::optional<FILE_ID_INFO> identity_of_open(HANDLE file) {
     FILE_ID_INFO identity = {};
     if (!GetFileInformationByHandleEx(file, FileIdInfo, &identity, sizeof identity))
@@ -77,28 +73,9 @@ std::optional<FILE_ID_INFO> identity_of_open(HANDLE file) {
     return identity;
 }
 
-}  // namespace
-
 std::optional<FILE_ID_INFO> file_identity_of(const std::wstring& path) {
     const unique_handle file = open_for_reading(path, FILE_ATTRIBUTE_NORMAL);
     return file ? identity_of_open(file.get()) : std::nullopt;
-}
-
-IdentityAnswer read_identity(detail::FileCandidate& entry) {
-    const unique_handle file = open_for_reading(entry.path, FILE_ATTRIBUTE_NORMAL);
-    if (!file)
-        return IdentityAnswer::unreadable;
-    // First, since a share may tell the size and no identity.
-    LARGE_INTEGER size = {};
-    if (entry.size == 0 && GetFileSizeEx(file.get(), &size) && size.QuadPart != 0)
-        return IdentityAnswer::not_empty;
-    const std::optional<FILE_ID_INFO> identity = identity_of_open(file.get());
-    if (!identity)
-        return IdentityAnswer::unreadable;
-    entry.volume_serial = identity->VolumeSerialNumber;
-    entry.file_id = std::bit_cast<detail::FileId>(identity->FileId);
-    entry.has_file_id = true;
-    return IdentityAnswer::read;
 }
 
 }  // namespace larkspine

@@ -10,8 +10,6 @@
 #include <string>
 #include <string_view>
 
-#include "base/scan_records.h"
-
 namespace larkspine {
 
 // Whether `path` names the root folder of a lettered volume (C:\, \\?\C:\, c:/). Pure.
@@ -38,16 +36,7 @@ namespace larkspine {
 // opened this way.
 [[nodiscard]] std::optional<FILE_ID_INFO> file_identity_of(const std::wstring& path);
 
-enum class IdentityAnswer : std::uint8_t {
-    read,
-    unreadable,  // the file cannot be opened or asked
-    not_empty,   // the file was listed as empty and is not
-};
-
-// Reads the identity of the entry's file and stores it in the entry, which stays as it was on any
-// other answer. The listing of a folder may call a file empty that a program has just made and is
-// writing: its entry would be a duplicate of every empty file without ever being read. The open
-// file knows better, so an entry of size 0 costs one question more.
-[[nodiscard]] IdentityAnswer read_identity(detail::FileCandidate& entry);
+// The same of a file that is open.
+[[nodiscard]] std::optional<FILE_ID_INFO> identity_of_open(HANDLE file);
 
 }  // namespace larkspine

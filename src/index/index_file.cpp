@@ -11,7 +11,7 @@
 #include "index/index_format.h"
 #include "index/index_location.h"
 
-namespace larkspine {
+namespace larkspine::detail {
 namespace {
 
 // One call's worth of bytes: the system counts them in 32 bits.
@@ -46,7 +46,7 @@ std::optional<std::vector<std::byte>> read_whole_file(const std::wstring& path) 
     return contents;
 }
 
-std::optional<detail::IndexSnapshot> load_index(const std::wstring& root) {
+std::optional<IndexSnapshot> load_index(const std::wstring& root) {
     const std::optional<std::wstring> path = index_file_path(root);
     if (!path)
         return std::nullopt;
@@ -56,7 +56,7 @@ std::optional<detail::IndexSnapshot> load_index(const std::wstring& root) {
     return decode_index(*contents, root);
 }
 
-bool save_index(const detail::IndexSnapshot& snapshot) {
+bool save_index(const IndexSnapshot& snapshot) {
     const std::optional<std::wstring> path = index_file_path(snapshot.root);
     if (!path)
         return false;
@@ -73,4 +73,4 @@ bool save_index(const detail::IndexSnapshot& snapshot) {
     return false;
 }
 
-}  // namespace larkspine
+}  // namespace larkspine::detail

@@ -10,18 +10,18 @@
 
 #include "base/scan_records.h"
 
-namespace larkspine {
+namespace larkspine::detail {
 
 // The snapshot stored for `root` (long form). Empty when there is no usable index, for whatever
 // reason: missing, unreadable, damaged, of another version or root.
-[[nodiscard]] std::optional<detail::IndexSnapshot> load_index(const std::wstring& root);
+[[nodiscard]] std::optional<IndexSnapshot> load_index(const std::wstring& root);
 
 // Stores `snapshot` as the index of its root. False when it could not; the old index, if any, is
 // then as it was, and the temporary file is deleted. A process that ends in between leaves at most
 // its temporary file.
-[[nodiscard]] bool save_index(const detail::IndexSnapshot& snapshot);
+[[nodiscard]] bool save_index(const IndexSnapshot& snapshot);
 
 // The complete contents of a file; empty when it cannot be opened or read to its end.
 [[nodiscard]] std::optional<std::vector<std::byte>> read_whole_file(const std::wstring& path);
 
-}  // namespace larkspine
+}  // namespace larkspine::detail

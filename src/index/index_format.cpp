@@ -8,11 +8,8 @@
 #include "base/byte_reader.h"
 #include "index/index_key.h"
 
-namespace larkspine {
+namespace larkspine::detail {
 namespace {
-
-using detail::FileCandidate;
-using detail::IndexSnapshot;
 
 static_assert(sizeof(wchar_t) == 2, "strings are stored as UTF-16 code units");
 
@@ -191,4 +188,4 @@ std::optional<IndexSnapshot> decode_index(std::span<const std::byte> bytes,
     return snapshot;
 }
 
-}  // namespace larkspine
+}  // namespace larkspine::detail

@@ -12,7 +12,7 @@
 
 #include "base/scan_records.h"
 
-namespace larkspine {
+namespace larkspine::detail {
 
 // More entries than this are neither written nor read: about 14 GB of fixed fields alone, beyond
 // any volume seen, and a bound on what a damaged count can ask for.
@@ -31,13 +31,13 @@ struct EncodedIndex {
 
 // The bytes of `snapshot`, in one allocation. Empty when it has too many entries, or an entry whose
 // path or name is too long.
-[[nodiscard]] std::optional<EncodedIndex> encode_index(const detail::IndexSnapshot& snapshot);
+[[nodiscard]] std::optional<EncodedIndex> encode_index(const IndexSnapshot& snapshot);
 
 // The snapshot in `bytes`. Empty when they are no index of this version, are damaged, or belong to
 // another root than `root` (compared as index keys). The snapshot keeps the stored spelling of its
 // root. Beyond the entries' vector and two strings each nothing is allocated, and nothing is
 // reserved for a count that the bytes cannot hold.
-[[nodiscard]] std::optional<detail::IndexSnapshot> decode_index(std::span<const std::byte> bytes,
-                                                                std::wstring_view root);
+[[nodiscard]] std::optional<IndexSnapshot> decode_index(std::span<const std::byte> bytes,
+                                                        std::wstring_view root);
 
-}  // namespace larkspine
+}  // namespace larkspine::detail

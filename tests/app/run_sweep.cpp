@@ -74,7 +74,7 @@ void RunSweep::begin_with_present_index(const SweptRun& swept) {
     EXPECT_EQ(outcome.groups, truth_);
     true_report_ = read_file(report_);
     complete_.clear();
-    if (const auto snapshot = load_index(swept_.root))
+    if (const auto snapshot = detail::load_index(swept_.root))
         for (const detail::FileCandidate& entry : snapshot->entries)
             complete_[strip_long_path_prefix(entry.path)] = entry;
     swept_.whole_program = swept.whole_program;

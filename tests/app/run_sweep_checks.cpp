@@ -104,7 +104,7 @@ void RunSweep::check_quiet(const Outcome& outcome) const {
     EXPECT_EQ(outcome.failures, 0u);
     if (complete_.empty())
         return;
-    const auto snapshot = load_index(swept_.root);
+    const auto snapshot = detail::load_index(swept_.root);
     ASSERT_TRUE(snapshot.has_value());
     EXPECT_EQ(snapshot->entries.size(), complete_.size());
     for (const detail::FileCandidate& entry : snapshot->entries) {
@@ -174,7 +174,7 @@ void RunSweep::check_groups(const Outcome& outcome, const Cost& cost,
             return;
         case Loss::listing: {
             std::vector<std::wstring> listed;
-            const auto snapshot = load_index(swept_.root);
+            const auto snapshot = detail::load_index(swept_.root);
             if (complete_.empty()) {
                 EXPECT_TRUE(is_part_of(found, truth_with_link())) << "no index tells what it saw";
                 return;
@@ -215,9 +215,9 @@ void RunSweep::check_index_file(const std::wstring& path) const {
     if (bytes == old_index_)
         return;
     const auto contents = std::as_bytes(std::span(bytes));
-    std::optional<detail::IndexSnapshot> snapshot = decode_index(contents, swept_.root);
+    std::optional<detail::IndexSnapshot> snapshot = detail::decode_index(contents, swept_.root);
     if (!snapshot)
-        snapshot = decode_index(contents, swept_.folder);
+        snapshot = detail::decode_index(contents, swept_.folder);
     ASSERT_TRUE(snapshot.has_value()) << "not whole: " << ::testing::PrintToString(path);
     if (complete_.empty())
         return;

@@ -13,6 +13,8 @@
 namespace larkspine::testing {
 namespace {
 
+using detail::files_identical;
+
 constexpr DWORD share_all = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
 
 class ByteVerificationCallsTest : public ::testing::Test {

@@ -12,6 +12,8 @@
 namespace larkspine::testing {
 namespace {
 
+using detail::files_identical;
+
 class ByteVerificationTest : public ::testing::Test {
   protected:
     // Files of patterned bytes, the second with one byte changed.

@@ -31,6 +31,8 @@
 namespace larkspine::testing {
 namespace {
 
+using detail::load_index;
+
 std::uint32_t setting(const wchar_t* name, std::uint32_t otherwise) {
     const std::optional<std::wstring> text = read_environment(name);
     return text ? static_cast<std::uint32_t>(std::stoul(*text)) : otherwise;

@@ -16,6 +16,8 @@
 namespace larkspine::testing {
 namespace {
 
+using detail::save_index;
+
 class ScanDriverFallBackTest : public ScannedVolumeTest {
   protected:
     void SetUp() override {

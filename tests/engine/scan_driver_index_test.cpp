@@ -17,6 +17,9 @@
 namespace larkspine::testing {
 namespace {
 
+using detail::load_index;
+using detail::save_index;
+
 class ScanDriverIndexTest : public ::testing::Test {
   protected:
     void SetUp() override {

@@ -9,6 +9,7 @@
 namespace larkspine::testing {
 namespace {
 
+using detail::carry_over_digests;
 using detail::FileCandidate;
 
 class DigestCarryOverCallsTest : public ::testing::Test {

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "fs/entry_identity.h"
 #include "fs/volume.h"
 #include "support/snapshots.h"
 #include "support/temp_tree.h"
@@ -9,8 +10,11 @@
 namespace larkspine::testing {
 namespace {
 
+using detail::carry_over_digests;
 using detail::FileCandidate;
+using detail::IdentityAnswer;
 using detail::IndexSnapshot;
+using detail::read_identity;
 
 constexpr std::uint64_t created = 1'000;
 constexpr std::uint64_t written = 2'000;

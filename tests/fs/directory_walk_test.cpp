@@ -14,6 +14,8 @@ namespace larkspine::testing {
 namespace {
 
 using detail::FileCandidate;
+using detail::walk_directory_tree;
+
 using Paths = std::vector<std::wstring>;
 
 class DirectoryWalkTest : public ::testing::Test {

@@ -7,6 +7,11 @@
 namespace larkspine::testing {
 namespace {
 
+using detail::apply_journal_change;
+using detail::EntryMap;
+using detail::rebuild_paths;
+using detail::ReferenceSet;
+
 constexpr std::uint64_t root_reference = 5;
 constexpr std::uint64_t serial = 0x44000000;
 constexpr std::uint32_t folder = 0x10;

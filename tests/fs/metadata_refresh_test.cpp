@@ -18,7 +18,10 @@
 namespace larkspine::testing {
 namespace {
 
+using detail::EntryMap;
 using detail::FileCandidate;
+using detail::ReferenceSet;
+using detail::refresh_changed_metadata;
 
 class MetadataRefreshTest : public ::testing::Test {
   protected:

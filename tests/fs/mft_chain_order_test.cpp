@@ -20,6 +20,10 @@
 namespace larkspine::testing {
 namespace {
 
+using detail::enumerate_usn_records;
+using detail::MftRecord;
+using detail::MftRecordMap;
+
 constexpr std::size_t chain_length = 300;
 
 class MftChainOrderTest : public EnumeratedVolumeTest {

@@ -21,6 +21,11 @@
 namespace larkspine::testing {
 namespace {
 
+using detail::enumerate_usn_records;
+using detail::MftRecordMap;
+using detail::PathCache;
+using detail::resolve_record_path;
+
 constexpr std::uint32_t folder_attribute = FILE_ATTRIBUTE_DIRECTORY;
 constexpr DWORD buffer_size = 1'048'576;
 

@@ -16,6 +16,8 @@
 namespace larkspine::testing {
 namespace {
 
+using detail::scan_ntfs_mft;
+
 constexpr std::uint32_t folder_attribute = FILE_ATTRIBUTE_DIRECTORY;
 
 class MftEnumerationTest : public EnumeratedVolumeTest {

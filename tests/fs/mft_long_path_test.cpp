@@ -14,6 +14,10 @@
 namespace larkspine::testing {
 namespace {
 
+using detail::decode_index;
+using detail::encode_index;
+using detail::EncodedIndex;
+
 // A chain of folders inside each other, and what the system says of files that no disk holds.
 class MftLongPathTest : public EnumeratedVolumeTest {
   protected:

@@ -6,6 +6,10 @@
 namespace larkspine::testing {
 namespace {
 
+using detail::MftRecordMap;
+using detail::PathCache;
+using detail::resolve_record_path;
+
 constexpr std::uint64_t root_reference = 5;
 
 class RecordPathsTest : public ::testing::Test {

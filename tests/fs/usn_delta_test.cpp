@@ -14,6 +14,8 @@
 namespace larkspine::testing {
 namespace {
 
+using detail::apply_usn_delta;
+
 constexpr std::uint32_t folder_attribute = FILE_ATTRIBUTE_DIRECTORY;
 
 class UsnDeltaTest : public DeltaVolumeTest {

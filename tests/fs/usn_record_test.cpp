@@ -7,6 +7,10 @@
 namespace larkspine::testing {
 namespace {
 
+using detail::parse_usn_record_v2;
+using detail::RecordStatus;
+using detail::UsnRecord;
+
 using Bytes = std::vector<std::byte>;
 
 // The bytes of one record, field by field, as the volume lays them out.

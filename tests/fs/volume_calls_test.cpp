@@ -6,12 +6,16 @@
 #include <string>
 #include <vector>
 
+#include "fs/entry_identity.h"
 #include "fs/volume.h"
 #include "support/import_replacement.h"
 #include "support/open_call.h"
 
 namespace larkspine::testing {
 namespace {
+
+using detail::IdentityAnswer;
+using detail::read_identity;
 
 constexpr DWORD share_everything = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
 

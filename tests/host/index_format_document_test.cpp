@@ -33,7 +33,7 @@ TEST(IndexFormatDocument, TheWorkedExampleLoadsAndSavesToTheSameBytes) {
     const std::vector<std::byte> bytes = documented_bytes();
     ASSERT_EQ(bytes.size(), 266u);
     const std::optional<detail::IndexSnapshot> snapshot =
-        decode_index(bytes, L"\\\\?\\d:\\photos\\");
+        detail::decode_index(bytes, L"\\\\?\\d:\\photos\\");
     ASSERT_TRUE(snapshot.has_value());
     EXPECT_EQ(snapshot->root, L"\\\\?\\D:\\Photos");
     ASSERT_EQ(snapshot->entries.size(), 1u);
@@ -47,7 +47,7 @@ TEST(IndexFormatDocument, TheWorkedExampleLoadsAndSavesToTheSameBytes) {
     EXPECT_TRUE(entry.has_sample_digest);
     EXPECT_FALSE(entry.has_full_digest);
 
-    const std::optional<EncodedIndex> again = encode_index(*snapshot);
+    const std::optional<detail::EncodedIndex> again = detail::encode_index(*snapshot);
     ASSERT_TRUE(again.has_value());
     EXPECT_EQ(std::vector<std::byte>(again->span().begin(), again->span().end()), bytes);
 }

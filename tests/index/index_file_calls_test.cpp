@@ -15,7 +15,10 @@
 namespace larkspine::testing {
 namespace {
 
+using detail::encode_index;
 using detail::IndexSnapshot;
+using detail::load_index;
+using detail::save_index;
 
 constexpr const wchar_t* root = L"\\\\?\\D:\\Photos";
 

@@ -13,6 +13,9 @@ namespace larkspine::testing {
 namespace {
 
 using detail::IndexSnapshot;
+using detail::load_index;
+using detail::read_whole_file;
+using detail::save_index;
 
 constexpr const wchar_t* root = L"\\\\?\\D:\\Photos";
 

@@ -14,6 +14,11 @@
 namespace larkspine::testing {
 namespace {
 
+using detail::decode_index;
+using detail::encode_index;
+using detail::EncodedIndex;
+using detail::max_index_entries;
+
 TEST(IndexFormatLimitsTest, OneEntryTooManyIsRefusedEvenWhereTheBytesCouldHoldThem) {
     constexpr std::size_t page = 4096;
     constexpr std::uint64_t count = max_index_entries + 1;

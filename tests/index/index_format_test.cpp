@@ -9,7 +9,11 @@
 namespace larkspine::testing {
 namespace {
 
+using detail::decode_index;
+using detail::encode_index;
+using detail::EncodedIndex;
 using detail::IndexSnapshot;
+
 using Bytes = std::vector<std::byte>;
 
 constexpr std::wstring_view root = L"\\\\?\\D:\\";

@@ -12,6 +12,9 @@
 namespace larkspine::testing {
 namespace {
 
+using detail::load_index;
+using detail::save_index;
+
 constexpr const wchar_t* root = L"\\\\?\\D:\\Photos";
 
 class IndexSaveProcessTest : public ::testing::Test {

@@ -52,8 +52,8 @@ int killed_at(std::size_t call) {
         step(steps);
         return real_imports().MoveFileExW(a...);
     };
-    return save_index(snapshot_of(L"\\\\?\\D:\\Photos",
-                                  {full_entry(L"\\\\?\\D:\\Photos\\new.txt", L"new.txt")}))
+    return detail::save_index(snapshot_of(L"\\\\?\\D:\\Photos",
+                                          {full_entry(L"\\\\?\\D:\\Photos\\new.txt", L"new.txt")}))
                ? 0
                : 1;
 }
@@ -66,7 +66,7 @@ int repeated(int times, const std::wstring& tag) {
             walked_file(L"\\\\?\\D:\\Photos\\" + tag + std::to_wstring(i), 1));
     int saved = 0;
     for (int i = 0; i < times; ++i)
-        saved += save_index(snapshot) ? 1 : 0;
+        saved += detail::save_index(snapshot) ? 1 : 0;
     return saved > 0 ? 0 : 1;
 }
 

@@ -39,8 +39,8 @@ class DeltaVolumeTest : public EnumeratedVolumeTest {
         progress.entries_seen = 0;
         changed = true;
         volume.forget_calls();
-        const bool applied = apply_usn_delta(volume.root(), device, journal, snapshot, statistics,
-                                             progress, pool, changed);
+        const bool applied = detail::apply_usn_delta(volume.root(), device, journal, snapshot,
+                                                     statistics, progress, pool, changed);
         asked_for = queried();
         return applied;
     }
@@ -51,7 +51,7 @@ class DeltaVolumeTest : public EnumeratedVolumeTest {
         detail::IndexSnapshot fresh;
         ScanStatistics found;
         ScanProgress ignored;
-        ASSERT_TRUE(scan_ntfs_mft(volume.root(), fresh, found, ignored, pool));
+        ASSERT_TRUE(detail::scan_ntfs_mft(volume.root(), fresh, found, ignored, pool));
         EXPECT_EQ(paths(), paths_of(fresh));
         EXPECT_TRUE(same_snapshot(bare(snapshot), bare(fresh)));
         EXPECT_EQ(counts(), (Counts{found.directories, found.files, 0, 0, fresh.entries.size()}));

@@ -71,7 +71,7 @@ class EnumeratedVolumeTest : public ::testing::Test {
     bool enumerate(const std::wstring& root) {
         statistics = {};
         volume.forget_calls();
-        return scan_ntfs_mft(root, snapshot, statistics, progress, pool);
+        return detail::scan_ntfs_mft(root, snapshot, statistics, progress, pool);
     }
 
     // Where the entries are, below the root (which is empty), sorted.

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "fs/directory_walk.h"
+#include "fs/entry_identity.h"
 #include "fs/volume.h"
 #include "support/volume_client.h"
 
@@ -22,7 +23,7 @@ class FakeVolumeTest : public ::testing::Test {
         std::vector<detail::FileCandidate> files;
         ScanStatistics statistics;
         ScanProgress progress;
-        EXPECT_TRUE(walk_directory_tree(volume.root(), files, statistics, progress));
+        EXPECT_TRUE(detail::walk_directory_tree(volume.root(), files, statistics, progress));
         EXPECT_EQ(statistics.failures, 0u);
         std::vector<std::wstring> found;
         for (const detail::FileCandidate& file : files)
@@ -127,7 +128,7 @@ TEST_F(FakeVolumeTest, IdentitiesAreTheReferencesOfTheTable) {
     detail::FileCandidate entry;
     entry.path = volume.path(L"b");
     entry.size = 1;
-    ASSERT_EQ(read_identity(entry), IdentityAnswer::read);
+    ASSERT_EQ(detail::read_identity(entry), detail::IdentityAnswer::read);
     EXPECT_EQ(entry.file_id, (detail::FileId{reference, 0}));
     EXPECT_EQ(entry.volume_serial, 0x5EA1'90F3'1B0C'7D42u);
     EXPECT_EQ(volume.open_handles(), 0u);

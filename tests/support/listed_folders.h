@@ -94,7 +94,7 @@ class ListedFolders : public ::testing::Test {
     void no_listing(const std::wstring& pattern, DWORD error) { listings[pattern] = {{}, error}; }
 
     bool walk(const std::wstring& root) {
-        return walk_directory_tree(root, files, statistics, progress);
+        return detail::walk_directory_tree(root, files, statistics, progress);
     }
 
     [[nodiscard]] std::vector<std::wstring> found() const {

@@ -86,7 +86,7 @@ class ScannedVolumeTest : public ::testing::Test {
     [[nodiscard]] bool index_exists() const { return file_exists(index_path()); }
     [[nodiscard]] std::string index_bytes() const { return read_file(index_path()); }
     [[nodiscard]] detail::IndexSnapshot stored() const {
-        std::optional<detail::IndexSnapshot> snapshot = load_index(volume.root());
+        std::optional<detail::IndexSnapshot> snapshot = detail::load_index(volume.root());
         EXPECT_TRUE(snapshot.has_value());
         return std::move(snapshot).value_or(detail::IndexSnapshot{});
     }
