@@ -157,8 +157,9 @@ void rebuild_paths(std::size_t items) {
     detail::EntryMap entries(&memory);
     fill_entries(items, entries);
     const std::size_t before = entries.size();
-    measured(
-        [&] { larkspine::detail::rebuild_paths(root, root_reference, volume_serial, entries); });
+    measured([&] {
+        larkspine::detail::rebuild_paths(root, {root_reference, volume_serial}, {}, entries);
+    });
     require(entries.size() == before + 1, "rebuilding paths");
 }
 

@@ -20,6 +20,7 @@ set(windows_sources
     src/fs/digest_carry_over.cpp
     src/fs/directory_walk.cpp
     src/fs/entry_identity.cpp
+    src/fs/exclusions.cpp
     src/fs/file_metadata.cpp
     src/fs/metadata_refresh.cpp
     src/fs/mft_enumeration.cpp

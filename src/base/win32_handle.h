@@ -10,14 +10,16 @@
 
 namespace larkspine {
 
-struct CloseHandleKeepingError {
+template <BOOL(WINAPI* Close)(HANDLE)>
+struct KeepingLastError {
     void operator()(HANDLE handle) const noexcept {
         const DWORD before = GetLastError();
-        CloseHandle(handle);
+        Close(handle);
         SetLastError(before);
     }
 };
-using unique_handle = std::unique_ptr<void, CloseHandleKeepingError>;
+using unique_handle = std::unique_ptr<void, KeepingLastError<CloseHandle>>;
+using unique_find_handle = std::unique_ptr<void, KeepingLastError<FindClose>>;
 
 // Takes over what CreateFileW returned; empty when the call failed (which it says with -1, not
 // null).
@@ -34,15 +36,6 @@ inline constexpr DWORD share_everything = FILE_SHARE_READ | FILE_SHARE_WRITE | F
     return own_handle(CreateFileW(path.c_str(), GENERIC_READ, share_everything, nullptr,
                                   OPEN_EXISTING, flags, nullptr));
 }
-
-struct FindCloseKeepingError {
-    void operator()(HANDLE handle) const noexcept {
-        const DWORD before = GetLastError();
-        FindClose(handle);
-        SetLastError(before);
-    }
-};
-using unique_find_handle = std::unique_ptr<void, FindCloseKeepingError>;
 
 // Takes over what FindFirstFileExW returned; empty when the call failed.
 [[nodiscard]] inline unique_find_handle own_find_handle(HANDLE raw) noexcept {

@@ -109,7 +109,7 @@ constexpr StageFields fields_of(hash_stage stage) {
 
 std::vector<std::optional<blake3_digest>> hash_candidates_parallel(
     std::span<FileCandidate* const> candidates, hash_stage stage, worker_pool& pool,
-    ScanStatistics& statistics) {
+    ScanStatistics& stats) {
     using Result = std::optional<blake3_digest>;
     const StageFields fields = fields_of(stage);
     std::vector<Result> results(candidates.size());
@@ -118,20 +118,20 @@ std::vector<std::optional<blake3_digest>> hash_candidates_parallel(
     const auto collect = [&](std::size_t index, Result result) {
         results[index] = result;
         if (!result) {
-            ++statistics.failures;
+            ++stats.failures;
             return;
         }
         FileCandidate& candidate = *candidates[index];
         candidate.*fields.digest = *result;
         candidate.*fields.has_digest = true;
-        ++(statistics.*fields.computed);
+        ++(stats.*fields.computed);
     };
 
     for (std::size_t i = 0; i < candidates.size(); ++i) {
         const FileCandidate& candidate = *candidates[i];
         if (candidate.*fields.has_digest) {
             results[i] = candidate.*fields.digest;
-            ++(statistics.*fields.reused);
+            ++(stats.*fields.reused);
             continue;
         }
         // The job owns all that it uses: it may outlive this call when another job's exception ends

@@ -31,7 +31,7 @@ namespace detail {
 // Rethrows what a job threw (memory exhaustion); the jobs still queued run on without effect.
 [[nodiscard]] std::vector<std::optional<blake3_digest>> hash_candidates_parallel(
     std::span<FileCandidate* const> candidates, hash_stage stage, worker_pool& pool,
-    ScanStatistics& statistics);
+    ScanStatistics& stats);
 
 }  // namespace detail
 }  // namespace larkspine

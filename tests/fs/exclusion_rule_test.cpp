@@ -1,4 +1,4 @@
-#include "fs/exclusions.h"
+#include "fs/exclusion_rule.h"
 
 #include <cstddef>
 #include <gtest/gtest.h>

@@ -1,3 +1,5 @@
+#include "fs/exclusions.h"
+
 #include <cstddef>
 #include <gtest/gtest.h>
 #include <new>
@@ -5,7 +7,7 @@
 #include <thread>
 #include <vector>
 
-#include "fs/exclusions.h"
+#include "fs/exclusion_rule.h"
 #include "support/allocation_counter.h"
 #include "support/scoped_environment.h"
 

@@ -9,7 +9,7 @@
 
 #include "base/path_forms.h"
 #include "base/win32_handle.h"
-#include "fs/exclusions.h"
+#include "fs/exclusion_rule.h"
 #include "support/scoped_environment.h"
 #include "support/temp_tree.h"
 
