@@ -6,6 +6,7 @@ set(windows_sources
     ${portable_sources}
     src/app/console_pause.cpp
     src/app/fatal_fault.cpp
+    src/app/interruption.cpp
     src/app/process_settings.cpp
     src/app/progress_display.cpp
     src/app/run.cpp

@@ -1,5 +1,6 @@
 #include "app/console_pause.h"
 #include "app/fatal_fault.h"
+#include "app/interruption.h"
 #include "app/process_settings.h"
 #include "app/run.h"
 #include "app/wide_output.h"
@@ -16,5 +17,6 @@ int wmain(int argc, wchar_t** argv) {
     pause_on_exit = owns_console();
     install_fatal_fault_filter();
     const WideStandardStreams streams;
-    return run_and_report(argc, argv);
+    install_interruption_handler();
+    return run_guarded(argc, argv);
 }

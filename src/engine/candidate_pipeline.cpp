@@ -39,9 +39,10 @@ bool candidate_less(const FileCandidate* a, const FileCandidate* b) noexcept {
 // Buckets the candidates by their digest of `stage`, keeping their order; those that could not be
 // hashed are left out.
 DigestBuckets bucket_by_digest(std::span<FileCandidate* const> candidates, hash_stage stage,
-                               worker_pool& pool, ScanStatistics& statistics, StageMemory& memory) {
+                               worker_pool& pool, ScanStatistics& statistics,
+                               const std::atomic<bool>& stop, StageMemory& memory) {
     const std::vector<std::optional<blake3_digest>> digests =
-        hash_candidates_parallel(candidates, stage, pool, statistics);
+        hash_candidates_parallel(candidates, stage, pool, statistics, stop);
     DigestBuckets buckets(memory.resource());
     for (std::size_t i = 0; i < candidates.size(); ++i)
         if (digests[i])
@@ -52,12 +53,15 @@ DigestBuckets bucket_by_digest(std::span<FileCandidate* const> candidates, hash_
 }  // namespace
 
 std::vector<FileCandidate*> collapse_hardlinks(std::span<FileCandidate* const> candidates,
-                                               ScanStatistics& statistics) {
+                                               ScanStatistics& statistics,
+                                               const std::atomic<bool>& stop) {
     std::vector<FileCandidate*> survivors;
     survivors.reserve(candidates.size());
     StageMemory memory;
     IdentityBuckets buckets(memory.resource());
     for (FileCandidate* candidate : candidates) {
+        if (stop)
+            return {};
         const IdentityAnswer answer =
             candidate->has_file_id ? IdentityAnswer::read : read_identity(*candidate);
         if (answer == IdentityAnswer::read)
@@ -102,9 +106,11 @@ void split_by_content(std::span<FileCandidate* const> bucket, std::uint64_t size
     }
     std::vector<std::vector<FileCandidate*>> classes;
     for (FileCandidate* candidate : bucket) {
+        if (progress.stop_requested)
+            return;
         const auto match = std::find_if(classes.begin(), classes.end(), [&](const auto& members) {
             ++statistics.byte_comparisons;
-            return files_identical(members.front()->path, candidate->path);
+            return files_identical(members.front()->path, candidate->path, progress.stop_requested);
         });
         if (match != classes.end())
             match->push_back(candidate);
@@ -118,7 +124,8 @@ void split_by_content(std::span<FileCandidate* const> bucket, std::uint64_t size
 void process_size_group(std::uint64_t size, std::span<FileCandidate* const> candidates,
                         worker_pool& pool, bool verify_bytes, ScanStatistics& statistics,
                         std::vector<DuplicateGroup>& results, ScanProgress& progress) {
-    const std::vector<FileCandidate*> survivors = collapse_hardlinks(candidates, statistics);
+    const std::vector<FileCandidate*> survivors =
+        collapse_hardlinks(candidates, statistics, progress.stop_requested);
     if (survivors.size() < 2)
         return;
     if (size == 0) {
@@ -129,12 +136,13 @@ void process_size_group(std::uint64_t size, std::span<FileCandidate* const> cand
     }
     StageMemory sample_memory;
     for (const auto& [sample, alike] :
-         bucket_by_digest(survivors, hash_stage::sample, pool, statistics, sample_memory)) {
+         bucket_by_digest(survivors, hash_stage::sample, pool, statistics, progress.stop_requested,
+                          sample_memory)) {
         if (alike.size() < 2)
             continue;
         StageMemory full_memory;
-        for (const auto& [full, same] :
-             bucket_by_digest(alike, hash_stage::full, pool, statistics, full_memory))
+        for (const auto& [full, same] : bucket_by_digest(alike, hash_stage::full, pool, statistics,
+                                                         progress.stop_requested, full_memory))
             if (same.size() >= 2)
                 split_by_content(same, size, verify_bytes, results, progress, statistics);
     }

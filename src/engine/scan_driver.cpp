@@ -108,14 +108,17 @@ std::optional<IndexSnapshot> load_snapshot(const std::wstring& root, IndexMode m
 }
 
 // Saves the snapshot; a failure costs the next run its speed and this one nothing.
-void save_snapshot(const IndexSnapshot& snapshot, ScanStatistics& statistics) {
+bool save_snapshot(const IndexSnapshot& snapshot, ScanStatistics& statistics) {
     const Clock::time_point start = Clock::now();
-    if (!save_index(snapshot))
+    const bool saved = save_index(snapshot);
+    if (!saved)
         ++statistics.failures;
     statistics.write_ms = milliseconds_since(start);
+    return saved;
 }
 
-// Narrows the entries of the snapshot to duplicate groups, sorted by their first path.
+// Narrows the entries of the snapshot to duplicate groups, sorted by their first path. None when
+// the scan is asked to stop: they would be incomplete.
 std::vector<DuplicateGroup> analyse(const Scan& scan, IndexSnapshot& snapshot, bool verify_bytes) {
     const SizeGroups sizes = group_by_size(snapshot.entries);
     scan.progress.candidates_total = sizes.candidates.size();
@@ -129,6 +132,8 @@ std::vector<DuplicateGroup> analyse(const Scan& scan, IndexSnapshot& snapshot, b
         process_size_group(size, members, scan.pool, verify_bytes, scan.statistics, groups,
                            scan.progress);
         scan.progress.candidates_done += members.size();
+        if (scan.progress.stop_requested)
+            return {};
     }
     std::sort(groups.begin(), groups.end(), [](const DuplicateGroup& a, const DuplicateGroup& b) {
         return path_less(a.front().path, b.front().path);
@@ -166,11 +171,13 @@ ScanResult scan(const ScanOptions& options, ScanProgress& progress) {
     const bool learnt =
         statistics.sample_hashes_computed > 0 || statistics.full_hashes_computed > 0;
     if (options.index_mode != IndexMode::disabled && (dirty || learnt))
-        save_snapshot(current, statistics);
+        result.index_saved = save_snapshot(current, statistics);
 
     statistics.total_ms = milliseconds_since(start);
     result.failures = statistics.failures;
-    progress.phase = ScanPhase::done;
+    // A scan that was asked to stop is not done, and the last frame of its bar says so.
+    if (!progress.stop_requested)
+        progress.phase = ScanPhase::done;
     pool.shutdown();
     return result;
 }

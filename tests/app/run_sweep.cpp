@@ -187,7 +187,7 @@ int RunSweep::run_program(const Means& means) {
         arm_allocations(means.failing_allocation, means.shortage);
     pause_on_exit = owns_console();
     const WideStandardStreams wide;
-    return run_and_report(count, argv.data());
+    return run_guarded(count, argv.data());
 }
 
 void RunSweep::run_scan(Outcome& outcome) {

@@ -17,15 +17,18 @@ class Terminal:
 
     COLUMNS, ROWS = 100, 40
 
-    def __init__(self, work, *arguments, prefix=None, through=(), redirection=""):
-        """`through` is put between Wine and the program; `redirection` is the shell's."""
+    def __init__(self, work, *arguments, prefix=None, through=(), redirection="",
+                 index=None):
+        """`through` is put between Wine and the program; `redirection` is the shell's;
+        `index` is the folder of the index files, a new one unless it is given."""
         if not shutil.which("tmux"):
             skip("tmux is not installed")
         self.folder = work.new_folder("terminal")
         self._code = self.folder / "code"
         self._socket = f"larkspine-{os.getpid()}-{self.folder.name}"
         environment = wine_environment(prefix.path if prefix else None)
-        environment["LARKSPINE_INDEX_DIRECTORY"] = windows_path(work.new_folder("index"))
+        environment["LARKSPINE_INDEX_DIRECTORY"] = windows_path(
+            index or work.new_folder("index"))
         environment.pop("TMUX", None)
         command = shlex.join([*(prefix.launcher if prefix else ()), "env", "TERM=xterm-256color",
                               wine(), *through, exe(), *arguments])
@@ -48,8 +51,8 @@ class Terminal:
         column, row, flag = map(int, told.split())
         return column, row, flag == 1
 
-    def press_enter(self):
-        self._ask("send-keys", "-t", "s", "Enter")
+    def press(self, key):
+        self._ask("send-keys", "-t", "s", key)
 
     @property
     def code(self):
@@ -74,7 +77,7 @@ class Terminal:
         terminal, so it is pressed again each second, as a person would. The exit code."""
         latest = time.monotonic() + TIME_LIMIT
         while self.code is None and time.monotonic() < latest:
-            self.press_enter()
+            self.press("Enter")
             soon = time.monotonic() + 1
             while self.code is None and time.monotonic() < soon:
                 time.sleep(0.02)

@@ -1,0 +1,63 @@
+#include "app/interruption.h"
+
+#include <iostream>
+#include <mutex>
+
+#include "app/run.h"
+
+namespace larkspine {
+namespace {
+
+// The scan that events are about, none outside of one. A handler that ends the program keeps the
+// lock, so that the main thread does not go on to other words meanwhile.
+std::mutex scan_mutex;
+ScanProgress* scan_progress = nullptr;
+ProgressDisplay* scan_display = nullptr;
+
+// While the scan runs the main thread writes to neither stream, so this thread may. Ending the
+// process, and not this thread alone: workers may be inside a read that takes long.
+void end_at_once() {
+    scan_display->stop();
+    std::wcerr << interrupted_text << std::flush;
+    TerminateProcess(GetCurrentProcess(), static_cast<UINT>(exit_interrupted));
+}
+
+BOOL WINAPI handle_console_event(DWORD event) {
+    {
+        const std::lock_guard lock(scan_mutex);
+        if (scan_progress == nullptr)
+            return FALSE;
+        if (scan_progress->phase == ScanPhase::enumerating || scan_progress->stop_requested)
+            end_at_once();
+        scan_progress->stop_requested = true;
+    }
+    // When a handler of any other event returns, the system ends the process; until then, and for
+    // five seconds at most, the main thread can save the index and end it.
+    if (event != CTRL_C_EVENT && event != CTRL_BREAK_EVENT)
+        Sleep(INFINITE);
+    return TRUE;
+}
+
+}  // namespace
+
+void install_interruption_handler() {
+    SetConsoleCtrlHandler(handle_console_event, TRUE);
+}
+
+ScanInterruption::ScanInterruption(ScanProgress& progress, ProgressDisplay& display) {
+    const std::lock_guard lock(scan_mutex);
+    scan_progress = &progress;
+    scan_display = &display;
+}
+
+ScanInterruption::~ScanInterruption() {
+    finish();
+}
+
+void ScanInterruption::finish() {
+    const std::lock_guard lock(scan_mutex);
+    scan_progress = nullptr;
+    scan_display = nullptr;
+}
+
+}  // namespace larkspine

@@ -1,0 +1,38 @@
+// Ctrl+C, Ctrl+Break, a closed window, a log-off and a shutdown while a scan runs. The system calls
+// the handler on a thread that it makes for the event.
+//
+// During the enumeration there is nothing to keep: the program ends at once. After it the scan is
+// asked to stop, and the run goes on to save what is known. A second event ends the program at
+// once. Outside of a scan the system's own handler ends it.
+#pragma once
+
+#include "base/win32_api.h"
+
+#include "app/progress_display.h"
+#include "base/scan_records.h"
+
+namespace larkspine {
+
+// The last words when nothing is kept.
+inline constexpr const wchar_t* interrupted_text = L"Analyse interrompue.\n";
+
+// Once, at the start of the program. The handler is never taken back: some systems hold a lock of
+// the console for as long as a handler runs, and the one for a closed window does not return.
+void install_interruption_handler();
+
+// From its construction to finish() the console's events are about this scan. One at a time, on the
+// main thread. `progress` and `display`, which has been started, outlive that span.
+class ScanInterruption {
+  public:
+    ScanInterruption(ScanProgress& progress, ProgressDisplay& display);
+    // finish().
+    ~ScanInterruption();
+    ScanInterruption(const ScanInterruption&) = delete;
+    ScanInterruption& operator=(const ScanInterruption&) = delete;
+
+    // The scan is over: `display` may be stopped. Does not return when an event is ending the
+    // program at this very moment. A second call does nothing.
+    void finish();
+};
+
+}  // namespace larkspine
