@@ -8,14 +8,14 @@
 namespace larkspine {
 namespace {
 
-// The scan that events are about, none outside of one. A handler that ends the program keeps the
-// lock, so that the main thread does not go on to other words meanwhile.
+// The scan on which the handler acts; null when none runs. A handler that ends the program keeps
+// the lock, so that the main thread cannot print anything after it.
 std::mutex scan_mutex;
 ScanProgress* scan_progress = nullptr;
 ProgressDisplay* scan_display = nullptr;
 
-// While the scan runs the main thread writes to neither stream, so this thread may. Ending the
-// process, and not this thread alone: workers may be inside a read that takes long.
+// While the scan runs the main thread writes to neither stream, so this thread may. Terminates the
+// process without waiting for the workers, which may be inside a long read.
 void end_at_once() {
     scan_display->stop();
     std::wcerr << interrupted_text << std::flush;

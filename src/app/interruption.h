@@ -13,15 +13,15 @@
 
 namespace larkspine {
 
-// The last words when nothing is kept.
+// The message when nothing was saved.
 inline constexpr const wchar_t* interrupted_text = L"Analyse interrompue.\n";
 
 // Once, at the start of the program. The handler is never taken back: some systems hold a lock of
 // the console for as long as a handler runs, and the one for a closed window does not return.
 void install_interruption_handler();
 
-// From its construction to finish() the console's events are about this scan. One at a time, on the
-// main thread. `progress` and `display`, which has been started, outlive that span.
+// From its construction to finish() the handler acts on this scan. One at a time, on the main
+// thread. `progress` and `display`, which has been started, must live until finish() has returned.
 class ScanInterruption {
   public:
     ScanInterruption(ScanProgress& progress, ProgressDisplay& display);

@@ -5,9 +5,8 @@
 #include "app/run.h"
 #include "app/wide_output.h"
 
-// Read by MinGW's start-up code: arguments arrive as they were typed. Windows leaves wildcards to
-// the program, and how this runtime was built must not decide whether "i*" becomes some folder's
-// name.
+// MinGW's start-up code reads this: arguments arrive as they were typed. Otherwise the way in which
+// the runtime was built decides whether "i*" is replaced by the name of some folder.
 extern "C" int _dowildcard;
 int _dowildcard = 0;
 

@@ -25,8 +25,8 @@ constexpr const wchar_t* kept_text =
     L"Analyse interrompue : les empreintes déjà calculées sont conservées dans l’index.\n";
 constexpr const wchar_t* unknown_exception = L"Erreur : exception C++ inconnue.\n";
 
-// Exception messages are narrow; each byte becomes one character. Allocates nothing: memory may be
-// what ran out, and an exception from here would end the program without a word.
+// Exception messages are narrow; each byte becomes one character. Allocates nothing: the exception
+// may be about memory, and a second one from here would end the program without a message.
 void print_error(const std::exception& error) {
     std::wcerr << L"Erreur : ";
     wchar_t wide[64];
@@ -71,7 +71,7 @@ ScanOutcome scan_with_display(const ScanOptions& options) {
         std::wcerr << unfinished << unknown_exception;
         return {};
     }
-    // What fails here is no failure of the scan.
+    // Outside of the try block: a failure of the display is not reported as one of the scan.
     display.stop();
     return outcome;
 }
@@ -86,7 +86,7 @@ std::uint64_t count_duplicates(const std::vector<DuplicateGroup>& groups) {
 
 void print_summary(const ScanResult& result, const std::wstring& report) {
     const std::uint64_t duplicates = count_duplicates(result.groups);
-    // A banner that could not be written is no reason to keep silent about this.
+    // The stream may still be in the failed state of a banner that could not be written.
     std::wcout.clear();
     std::wcout << L"Analyse terminée.\n\n"
                << L"Documents détectés : " << result.statistics.files << L'\n';
@@ -117,7 +117,7 @@ int run(int argc, const wchar_t* const* argv) {
         return exit_exception;
     if (interrupted) {
         std::wcerr << (result->index_saved ? kept_text : interrupted_text);
-        // Whoever asked for the end does not wait for a key.
+        // A user who interrupts a run does not want to press a key as well.
         pause_on_exit = false;
         return exit_interrupted;
     }

@@ -41,10 +41,10 @@ bool apply_journal_change(JournalChange&& change, std::uint64_t volume_serial, E
 void rebuild_paths(const std::wstring& root, const VolumeIdentity& volume,
                    std::span<const std::wstring> index_folders, EntryMap& records);
 
-// A folder holds a name once. Where two files have one name in one folder, the journal told of a
-// name that one of them lost, a link of its several, and that the other has taken since: the one
-// with the older record is erased. Only folders in which one of `changes` named a file are looked
-// at. True when an entry was erased.
+// Erases entries whose name another file has taken. A file with several links keeps the name of its
+// last record, also when that link was removed; a later file may have the same name in the same
+// folder. Of two such entries the one with the older record goes. Only folders that one of
+// `changes` names are looked at. True when an entry was erased.
 bool erase_lost_names(const std::vector<JournalChange>& changes, EntryMap& records);
 
 }  // namespace larkspine::detail
