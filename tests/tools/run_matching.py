@@ -1,8 +1,8 @@
 """Builds and runs the tests that match patterns: run_matching.py PRESET PATTERN...
 
-Called by scripts/test, which has configured the preset and set the environment for Wine. Tests are
-found in the sources, so that none needs to be built to be known; which program holds a file is what
-the build says. Each program is started once, with a filter; each Python file too.
+Called by scripts/test, which has configured the preset and set the environment for Wine. Finds tests in
+the sources, so nothing needs to be built first; the build tells which program holds a file. Starts each
+program once with a filter, and each Python file once.
 """
 import collections
 import fnmatch
