@@ -15,8 +15,6 @@ namespace {
 
 using detail::files_identical;
 
-constexpr DWORD share_all = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
-
 class ByteVerificationCallsTest : public ::testing::Test {
   protected:
     void make_files(std::uint64_t size, std::uint64_t second_changed_at = UINT64_MAX) {
@@ -49,11 +47,10 @@ class ByteVerificationCallsTest : public ::testing::Test {
 TEST_F(ByteVerificationCallsTest, BothFilesAreOpenedAlikeTheFirstOneFirst) {
     make_files(10);
     EXPECT_EQ(compare(), true);
-    EXPECT_EQ(
-        calls.opens,
-        (std::vector<OpenCall>{
-            {first, GENERIC_READ, share_all, nullptr, OPEN_EXISTING, 0x0800'0080, nullptr},
-            {second, GENERIC_READ, share_all, nullptr, OPEN_EXISTING, 0x0800'0080, nullptr}}));
+    EXPECT_EQ(calls.opens, (std::vector<OpenCall>{{first, GENERIC_READ, share_everything, nullptr,
+                                                   OPEN_EXISTING, 0x0800'0080, nullptr},
+                                                  {second, GENERIC_READ, share_everything, nullptr,
+                                                   OPEN_EXISTING, 0x0800'0080, nullptr}}));
 }
 
 TEST_F(ByteVerificationCallsTest, BothFilesAreReadInTurnsOneMiBAtATime) {

@@ -19,7 +19,6 @@ namespace larkspine::testing {
 namespace {
 
 using Digest = std::optional<blake3_digest>;
-constexpr DWORD share_all = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
 
 class ContentHashingCallsTest : public ::testing::Test {
   protected:
@@ -87,14 +86,14 @@ TEST_F(ContentHashingCallsTest, TheSampleOpensThePathAsItStandsForReadingAndShar
     const std::wstring path = add(L"a", 10).path;
     (void)hash(hash_stage::sample);
     EXPECT_EQ(calls.opens,
-              (std::vector<OpenCall>{{path, GENERIC_READ, share_all, nullptr, OPEN_EXISTING,
+              (std::vector<OpenCall>{{path, GENERIC_READ, share_everything, nullptr, OPEN_EXISTING,
                                       FILE_ATTRIBUTE_NORMAL, nullptr}}));
 }
 
 TEST_F(ContentHashingCallsTest, TheFullHashAlsoAnnouncesThatItReadsFromStartToEnd) {
     const std::wstring path = add(L"a", 10).path;
     (void)hash(hash_stage::full);
-    EXPECT_EQ(calls.opens, (std::vector<OpenCall>{{path, GENERIC_READ, share_all, nullptr,
+    EXPECT_EQ(calls.opens, (std::vector<OpenCall>{{path, GENERIC_READ, share_everything, nullptr,
                                                    OPEN_EXISTING, 0x0800'0080, nullptr}}));
 }
 

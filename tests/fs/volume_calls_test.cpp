@@ -17,8 +17,6 @@ namespace {
 using detail::IdentityAnswer;
 using detail::read_identity;
 
-constexpr DWORD share_everything = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
-
 // A handle that the system never gives out: its own are multiples of four.
 const HANDLE test_handle = reinterpret_cast<HANDLE>(std::uintptr_t{0x7EED1});
 
