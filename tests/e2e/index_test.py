@@ -7,7 +7,7 @@ import unittest
 import reference
 import tree
 from language import EndToEnd
-from program import exe, windows_path, wine, wine_environment
+from program import WINE_PROGRAM, exe, windows_path, wine_environment
 
 MAGIC = b"LRKIDX01"
 
@@ -153,7 +153,7 @@ class IndexFileTest(IndexCase, unittest.TestCase):
         environment = wine_environment()
         environment["LARKSPINE_INDEX_DIRECTORY"] = windows_path(self.index_folder)
         for _ in range(5):
-            running = [subprocess.Popen([wine(), exe(), self.display], env=environment,
+            running = [subprocess.Popen([WINE_PROGRAM, exe(), self.display], env=environment,
                                         cwd=self.work.new_folder("run"), stdin=subprocess.DEVNULL,
                                         stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
                        for _ in range(2)]
