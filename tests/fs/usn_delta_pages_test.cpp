@@ -57,14 +57,6 @@ TEST_F(UsnDeltaPagesTest, ASnapshotWhosePositionIsTheEndOfItsPageIsUpdatedFromTh
     expect_as_enumerated();
 }
 
-TEST_F(UsnDeltaPagesTest, WithNothingBehindTheGapNothingIsRead) {
-    fill_page(record_size);
-    enumerate_with_digests();
-    ASSERT_TRUE(apply());
-    EXPECT_EQ(volume.count(Request::read_journal), 0u);
-    EXPECT_FALSE(changed);
-}
-
 TEST_F(UsnDeltaPagesTest, AChangeOnBothSidesOfAGapIsTakenWhole) {
     fill_page(2 * record_size);
     enumerate_with_digests();
