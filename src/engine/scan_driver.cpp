@@ -123,10 +123,11 @@ std::vector<DuplicateGroup> analyse(IndexSnapshot& snapshot, worker_pool& pool, 
 
     const Clock::time_point start = Clock::now();
     std::vector<DuplicateGroup> groups;
-    for (const auto& [size, members] : sizes.groups) {
-        statistics.candidates += members.size();
-        detail::process_size_group(size, members, pool, verify_bytes, statistics, groups, progress);
-        progress.candidates_done += members.size();
+    for (const detail::SizeGroup& group : sizes.groups) {
+        statistics.candidates += group.members.size();
+        detail::process_size_group(group.size, group.members, pool, verify_bytes, statistics,
+                                   groups, progress);
+        progress.candidates_done += group.members.size();
     }
     std::sort(groups.begin(), groups.end(), [](const DuplicateGroup& a, const DuplicateGroup& b) {
         return path_less(a.front().path, b.front().path);
