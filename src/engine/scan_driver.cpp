@@ -12,6 +12,7 @@
 #include "base/path.h"
 #include "base/win32_handle.h"
 #include "engine/candidate_pipeline.h"
+#include "engine/group_order.h"
 #include "engine/size_groups.h"
 #include "fs/digest_carry_over.h"
 #include "fs/directory_walk.h"
@@ -123,11 +124,12 @@ std::vector<DuplicateGroup> analyse(IndexSnapshot& snapshot, worker_pool& pool, 
 
     const Clock::time_point start = Clock::now();
     std::vector<DuplicateGroup> groups;
-    for (const detail::SizeGroup& group : sizes.groups) {
-        statistics.candidates += group.members.size();
-        detail::process_size_group(group.size, group.members, pool, verify_bytes, statistics,
+    detail::GroupOrder order(sizes.groups);
+    while (const detail::SizeGroup* const group = order.next()) {
+        statistics.candidates += group->members.size();
+        detail::process_size_group(group->size, group->members, pool, verify_bytes, statistics,
                                    groups, progress);
-        progress.candidates_done += group.members.size();
+        progress.candidates_done += group->members.size();
     }
     std::sort(groups.begin(), groups.end(), [](const DuplicateGroup& a, const DuplicateGroup& b) {
         return path_less(a.front().path, b.front().path);
