@@ -14,9 +14,9 @@ GROWTH_TARGET = 1.10  # cost per entry at a larger size, divided by that at the 
 
 
 class Row:
-    def __init__(self, name, program, size, target, what, tenth=True, large=True):
+    def __init__(self, name, program, size, target, what, tenth=True, large=True, unit='ms'):
         self.name, self.program, self.size, self.target = name, program, size, target
-        self.what, self.tenth, self.large = what, tenth, large
+        self.what, self.tenth, self.large, self.unit = what, tenth, large, unit
 
     def sizes(self, times):
         sizes = [self.size // 10] if self.tenth else []
@@ -46,8 +46,20 @@ ROWS = [
     Row('pipeline', 'pipeline', MILLION, 5, 'candidate pipeline, candidates'),
     Row('report', 'report', MILLION, 1.5, 'report, rows'),
     Row('second-run', 'run', 20_000, 0.25, 'second run of the program beside the first, files'),
-    Row('memory', 'index', MILLION, 2.5, 'peak memory of load and save, entries'),
+    Row('memory', 'index', MILLION, 2.5, 'peak memory of load and save, entries', unit='MB'),
+    Row('bar-small', 'bar', 4_000, 0.10, 'bar beside time, small files', tenth=False, large=False,
+        unit=''),
+    Row('bar-mixed', 'bar', 4_000, 0.10, 'bar beside time, files of all sizes', tenth=False,
+        large=False, unit=''),
+    Row('bar-huge', 'bar', 1_000, 0.10, 'bar beside time, the same with ten of 2 GiB', tenth=False,
+        large=False, unit=''),
 ]
+
+
+def chosen_rows(names):
+    """The rows that the names stand for: `bar` for every row that begins with `bar-`, too."""
+    return [row for row in ROWS
+            if not names or any(f'{row.name}-'.startswith(f'{name}-') for name in names)]
 
 
 def run(row, sizes, rounds):
@@ -94,9 +106,8 @@ class Figures:
 
 
 def amount(row, value):
-    if row.name == 'memory':
-        return f'{value / 1e6:,.1f} MB'
-    return f'{value * 1e3:,.1f} ms'
+    factor = {'ms': 1e3, 'MB': 1e-6, '': 1}[row.unit]
+    return f'{value * factor:,.{1 if row.unit else 3}f} {row.unit}'.strip()
 
 
 def print_table_row(row, figures):
@@ -141,7 +152,7 @@ def main():
         for row in ROWS:
             print(f'{row.name:12} {row.what}')
         return
-    unknown = set(options.rows) - {row.name for row in ROWS}
+    unknown = {name for name in options.rows if not chosen_rows([name])}
     if unknown:
         sys.exit(f'bench: no row is named {", ".join(sorted(unknown))}')
     if options.times is not None and options.times < 2:
@@ -152,9 +163,7 @@ def main():
     if options.processor:
         os.environ['LARKSPINE_BENCH_CLOCK'] = 'processor'
     print_heading(options.csv)
-    for row in ROWS:
-        if options.rows and row.name not in options.rows:
-            continue
+    for row in chosen_rows(options.rows):
         sizes = row.sizes(options.times)
         taken = run(row, sizes, options.rounds)
         figures = [Figures(row, size, taken[size],
