@@ -45,6 +45,9 @@ ROWS = [
     Row('delta', 'volume', MILLION, 2, 'journal delta, files, of which 1 % changed'),
     Row('pipeline', 'pipeline', MILLION, 5, 'candidate pipeline, candidates'),
     Row('report', 'report', MILLION, 1.5, 'report, rows'),
+    Row('carry-over', 'carry_over', MILLION, 0.1, 'digests carried over, all as before, entries'),
+    Row('carry-over-1', 'carry_over', MILLION, 0.5, 'the same, 1 % of the files renamed'),
+    Row('carry-over-all', 'carry_over', MILLION, 1.05, 'the same, everything moved'),
     Row('second-run', 'run', 20_000, 0.25, 'second run of the program beside the first, files'),
     Row('memory', 'index', MILLION, 2.5, 'peak memory of load and save, entries', unit='MB'),
     Row('bar-small', 'bar', 4_000, 0.10, 'bar beside time, small files', tenth=False, large=False,
@@ -114,7 +117,7 @@ def print_table_row(row, figures):
     last = next(one for one in figures if one.size == row.size)
     growth = ', '.join(f'{one.growth:.2f}{"" if one.growth <= GROWTH_TARGET else " (no)"}'
                        for one in figures if one.growth is not None)
-    print(f'| {row.name:12} | {row.what:44} | {row.size:9,} | {amount(row, last.ours):>12} '
+    print(f'| {row.name:14} | {row.what:44} | {row.size:9,} | {amount(row, last.ours):>12} '
           f'| {amount(row, last.beside):>12} | {last.ratio:6.2f} | {last.target:6.2f} '
           f'| {last.reached():7} | {growth or "-":15} |', flush=True)
 
@@ -132,7 +135,7 @@ def print_heading(csv):
     if csv:
         print('row,size,ours,beside,second,ratio,target,reached,growth,beside_growth')
         return
-    print(f'| {"row":12} | {"what":44} | {"size":>9} | {"ours":>12} | {"beside":>12} '
+    print(f'| {"row":14} | {"what":44} | {"size":>9} | {"ours":>12} | {"beside":>12} '
           f'| {"ratio":>6} | {"target":>6} | {"reached":7} | {"growth":15} |')
     print('|---|---|--:|--:|--:|--:|--:|---|---|', flush=True)
 
@@ -150,7 +153,7 @@ def main():
     options = parser.parse_args()
     if options.list:
         for row in ROWS:
-            print(f'{row.name:12} {row.what}')
+            print(f'{row.name:14} {row.what}')
         return
     unknown = {name for name in options.rows if not chosen_rows([name])}
     if unknown:
