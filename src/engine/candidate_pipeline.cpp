@@ -37,7 +37,8 @@ bool candidate_less(const FileCandidate* a, const FileCandidate* b) noexcept {
 }
 
 // Buckets the candidates by their digest of `stage`, keeping their order; those that could not be
-// hashed are left out.
+// hashed are left out. The table and its lists are in `memory`, which must outlive them: a span of
+// a bucket is good as long as the table and `memory` are. The candidates belong to the snapshot.
 DigestBuckets bucket_by_digest(std::span<FileCandidate* const> candidates, hash_stage stage,
                                worker_pool& pool, ScanStatistics& statistics, StageMemory& memory) {
     const std::vector<std::optional<blake3_digest>> digests =
@@ -47,6 +48,21 @@ DigestBuckets bucket_by_digest(std::span<FileCandidate* const> candidates, hash_
         if (digests[i])
             buckets[*digests[i]].push_back(candidates[i]);
     return buckets;
+}
+
+// Each class holds files with the same bytes, in path order.
+using ContentClasses = std::vector<std::vector<FileCandidate*>>;
+
+// The class with the contents of `candidate`, which is compared with the first of each in turn;
+// null when there is none. Counts the comparisons.
+std::vector<FileCandidate*>* find_class_of(const FileCandidate& candidate, ContentClasses& classes,
+                                           std::uint64_t& comparisons) {
+    for (std::vector<FileCandidate*>& members : classes) {
+        ++comparisons;
+        if (files_identical(members.front()->path, candidate.path))
+            return &members;
+    }
+    return nullptr;
 }
 
 }  // namespace
@@ -86,9 +102,13 @@ void emit_group(std::span<FileCandidate* const> candidates, std::uint64_t size,
     group.reserve(candidates.size());
     for (const FileCandidate* candidate : candidates)
         group.push_back({strip_long_path_prefix(candidate->path), size});
-    std::sort(group.begin(), group.end(), [](const DuplicateEntry& a, const DuplicateEntry& b) {
+    // Candidates come in path order, which their display form changes only where local and network
+    // paths meet.
+    const auto entry_less = [](const DuplicateEntry& a, const DuplicateEntry& b) {
         return path_less(a.path, b.path);
-    });
+    };
+    if (!std::is_sorted(group.begin(), group.end(), entry_less))
+        std::sort(group.begin(), group.end(), entry_less);
     progress.duplicates += group.size() - 1;
     results.push_back(std::move(group));
 }
@@ -100,14 +120,10 @@ void split_by_content(std::span<FileCandidate* const> bucket, std::uint64_t size
         emit_group(bucket, size, results, progress);
         return;
     }
-    std::vector<std::vector<FileCandidate*>> classes;
+    ContentClasses classes;
     for (FileCandidate* candidate : bucket) {
-        const auto match = std::find_if(classes.begin(), classes.end(), [&](const auto& members) {
-            ++statistics.byte_comparisons;
-            return files_identical(members.front()->path, candidate->path);
-        });
-        if (match != classes.end())
-            match->push_back(candidate);
+        if (auto* const members = find_class_of(*candidate, classes, statistics.byte_comparisons))
+            members->push_back(candidate);
         else
             classes.push_back({candidate});
     }

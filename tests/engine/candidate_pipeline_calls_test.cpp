@@ -240,5 +240,25 @@ TEST_F(CandidatePipelineCallsTest, AFailedComparisonIsCountedAndIsolatesTheFile)
     EXPECT_EQ(statistics.failures, 0U);
 }
 
+// Paths that differ beyond ASCII are compared by the system, which is how comparisons are counted.
+TEST_F(CandidatePipelineCallsTest, RowsThatComeSortedAreComparedOnceEachAndOthersAreSorted) {
+    for (wchar_t letter = 0x660; letter < 0x66A; ++letter) {
+        candidates.emplace_back().path = std::wstring(L"\\\\?\\C:\\") + letter;
+        list.push_back(&candidates.back());
+    }
+    std::uint64_t comparisons = 0;
+    hooks().CompareStringOrdinal = [&](auto... arguments) {
+        ++comparisons;
+        return real_imports().CompareStringOrdinal(arguments...);
+    };
+    detail::emit_group(list, size, results, progress);
+    EXPECT_EQ(comparisons, list.size() - 1);
+    std::ranges::reverse(list);
+    detail::emit_group(list, size, results, progress);
+    EXPECT_EQ(groups(), std::vector<std::wstring>(2,
+                                                  L"\u0660\u0661\u0662\u0663\u0664"
+                                                  L"\u0665\u0666\u0667\u0668\u0669"));
+}
+
 }  // namespace
 }  // namespace larkspine::testing
