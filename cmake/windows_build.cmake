@@ -18,7 +18,6 @@ set(windows_sources
     src/engine/candidate_pipeline.cpp
     src/engine/content_hashing.cpp
     src/engine/scan_driver.cpp
-    src/fs/digest_carry_over.cpp
     src/fs/directory_walk.cpp
     src/fs/entry_identity.cpp
     src/fs/exclusions.cpp

@@ -13,6 +13,7 @@
 #include "base/path.h"
 #include "base/win32_handle.h"
 #include "engine/candidate_pipeline.h"
+#include "engine/group_order.h"
 #include "engine/size_groups.h"
 #include "fs/digest_carry_over.h"
 #include "fs/directory_walk.h"
@@ -127,11 +128,12 @@ std::vector<DuplicateGroup> analyse(const Scan& scan, IndexSnapshot& snapshot, b
 
     const Clock::time_point start = Clock::now();
     std::vector<DuplicateGroup> groups;
-    for (const auto& [size, members] : sizes.groups) {
-        scan.statistics.candidates += members.size();
-        process_size_group(size, members, scan.pool, verify_bytes, scan.statistics, groups,
-                           scan.progress);
-        scan.progress.candidates_done += members.size();
+    GroupOrder order(sizes.groups);
+    while (const SizeGroup* const group = order.next()) {
+        scan.statistics.candidates += group->members.size();
+        process_size_group(group->size, group->members, scan.pool, verify_bytes, scan.statistics,
+                           groups, scan.progress);
+        scan.progress.candidates_done += group->members.size();
         if (scan.progress.stop_requested)
             return {};
     }

@@ -138,5 +138,26 @@ TEST_F(CandidatePipelineCallsTest, VerificationComparesWithTheFirstOfEachClassIn
     EXPECT_EQ(progress.duplicates, 2U);
 }
 
+// Paths that differ beyond ASCII are compared by the system, which is how comparisons are counted.
+TEST_F(CandidatePipelineCallsTest, RowsThatComeSortedAreComparedOnceEachAndOthersAreSorted) {
+    for (wchar_t letter = 0x660; letter < 0x66A; ++letter) {
+        candidates.emplace_back().path = std::wstring(L"\\\\?\\C:\\") + letter;
+        list.push_back(&candidates.back());
+    }
+    std::uint64_t comparisons = 0;
+    hooks().CompareStringOrdinal = [&](auto... arguments) {
+        ++comparisons;
+        return real_imports().CompareStringOrdinal(arguments...);
+    };
+    detail::emit_group(list, size, results, progress);
+    EXPECT_EQ(comparisons, list.size() - 1);
+    std::ranges::reverse(list);
+    detail::emit_group(list, size, results, progress);
+    Names sorted;
+    for (wchar_t letter = 0x660; letter < 0x66A; ++letter)
+        sorted.emplace_back(1, letter);
+    EXPECT_EQ(groups(), std::vector<Names>(2, sorted));
+}
+
 }  // namespace
 }  // namespace larkspine::testing

@@ -137,6 +137,25 @@ TEST_F(ScanDriverStagesTest, CandidatesAreDoneAndDuplicatesCountedGroupByGroup) 
                                           {ScanPhase::done, 4, 4, 4, 2}}));
 }
 
+TEST_F(ScanDriverStagesTest, TheLargestGroupIsReadFirstAndThenTheSmallOnesFollow) {
+    for (const wchar_t* name : {L"a", L"b"})
+        tree.sized_file(name, 10);
+    for (const wchar_t* name : {L"c", L"d"})
+        tree.sized_file(name, 20);
+    for (const wchar_t* name : {L"e", L"f"})
+        tree.sized_file(name, 1'000'000);
+    options.workers = 1;
+    std::wstring opened;
+    hooks().CreateFileW = [&, others = hooks().CreateFileW](LPCWSTR path, auto... rest) {
+        const wchar_t letter = std::wstring_view(path).back();
+        if (opened.find(letter) == std::wstring::npos)
+            opened.push_back(letter);
+        return others(path, rest...);
+    };
+    EXPECT_EQ(letters(run()), (std::vector<std::wstring>{L"ab", L"cd", L"ef"}));
+    EXPECT_EQ(opened, L"efabcd");
+}
+
 TEST_F(ScanDriverStagesTest, FailuresOfEveryStageAddUp) {
     for (const wchar_t* name : {L"a", L"b", L"c", L"secret\\d"})
         tree.file(name, "same");
