@@ -70,12 +70,13 @@ bool path_less(std::wstring_view a, std::wstring_view b) noexcept {
     // as only ASCII differs its table is not needed, and most pairs are decided here, in a tenth of
     // the time. Case decides between paths that are otherwise alike, by its first difference.
     const std::size_t shorter = std::min(a.size(), b.size());
+    const std::size_t start = equal_start(a, b, shorter);
     std::size_t case_difference = shorter;
-    for (std::size_t i = equal_start(a, b, shorter); i < shorter; ++i) {
+    for (std::size_t i = start; i < shorter; ++i) {
         if (a[i] == b[i])
             continue;
         if (!is_ascii(a[i]) || !is_ascii(b[i]))
-            return path_less_by_system(a, b);
+            return path_less_by_system(a.substr(start), b.substr(start));
         const wchar_t a_upper = upper_ascii(a[i]);
         const wchar_t b_upper = upper_ascii(b[i]);
         if (a_upper != b_upper)
