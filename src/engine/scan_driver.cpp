@@ -82,6 +82,9 @@ void enumerate_fully(const std::wstring& root, const std::optional<IndexSnapshot
     if (!detail::scan_ntfs_mft(root, snapshot, fresh, progress, pool)) {
         snapshot = {};
         snapshot.root = root;
+        // Doubling a list of millions would hold it twice. Trees grow a little between two runs.
+        if (loaded)
+            snapshot.entries.reserve(loaded->entries.size() + loaded->entries.size() / 16);
         if (!detail::walk_directory_tree(root, snapshot.entries, fresh, progress))
             throw std::runtime_error("root directory is not readable");
         if (loaded)
