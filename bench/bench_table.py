@@ -50,6 +50,8 @@ ROWS = [
     Row('carry-over-all', 'carry_over', MILLION, 1.05, 'the same, everything moved'),
     Row('second-run', 'run', 20_000, 0.25, 'second run of the program beside the first, files'),
     Row('memory', 'index', MILLION, 2.5, 'peak memory of load and save, entries', unit='MB'),
+    Row('memory-walk', 'walk_memory', 1_060_000, 1, 'peak of a walked second run, entries',
+        unit='MB'),
     Row('bar-small', 'bar', 4_000, 0.10, 'bar beside time, small files', tenth=False, large=False,
         unit=''),
     Row('bar-mixed', 'bar', 4_000, 0.10, 'bar beside time, files of all sizes', tenth=False,
