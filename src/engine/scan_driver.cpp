@@ -158,12 +158,12 @@ ScanResult scan(const ScanOptions& options, ScanProgress& progress) {
         dirty = true;
         enumerate_fully(root, loaded, current, statistics, progress, pool);
     }
-    loaded.reset();
     if (statistics.fast_path_unchanged)
         count_entries(current, statistics);
     progress.documents = statistics.files;
     statistics.enumeration_ms = milliseconds_since(enumeration_start);
     statistics.index_entries = current.entries.size();
+    loaded.reset();  // not part of any phase's time, and no two snapshots during the analysis
 
     result.groups = analyse(current, pool, options.verify_bytes, statistics, progress);
 
