@@ -197,6 +197,18 @@ TEST(PathLessTest, OrdersEveryPairAsTheSystemDoes) {
                 << ::testing::PrintToString(a) << " and " << ::testing::PrintToString(b);
 }
 
+TEST(PathLessTest, ACommonBeginningOfAnyLengthDecidesNothing) {
+    const std::vector<std::wstring> ends = {L"",  L"a", L"A",  L"b",      L"\xE9",       L"\xC9",
+                                            L"_", L"[", L"aB", L"A\xE9b", L"a\xC9\xFFFF"};
+    for (std::size_t length = 0; length < 10; ++length) {
+        const std::wstring begin = std::wstring(L"C:\\d\xE9\\F\xC9o").substr(0, length);
+        for (const std::wstring& a : ends)
+            for (const std::wstring& b : ends)
+                EXPECT_EQ(path_less(begin + a, begin + b), less_by_three_keys(begin + a, begin + b))
+                    << ::testing::PrintToString(begin + a) << ::testing::PrintToString(begin + b);
+    }
+}
+
 TEST(PathLessTest, AViewWithoutATextComesBeforeEveryPath) {
     EXPECT_TRUE(path_less({}, L"a"));
     EXPECT_FALSE(path_less(L"a", {}));
