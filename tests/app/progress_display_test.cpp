@@ -89,12 +89,6 @@ class ProgressDisplayTest : public ::testing::Test {
     HANDLE output_ = GetStdHandle(STD_OUTPUT_HANDLE);
 };
 
-TEST_F(ProgressDisplayTest, StartDrawsTheFirstFrameAtOnce) {
-    start();
-    EXPECT_EQ(block(0), fresh());
-    EXPECT_EQ(screen->row(4), L"");
-}
-
 TEST_F(ProgressDisplayTest, TheBlockStandsBelowWhatWasPrinted) {
     print(L"première\r\ndernière\r\n");
     start();

@@ -12,7 +12,6 @@
 #include "index/index_file.h"
 #include "index/index_location.h"
 #include "support/real_files.h"
-#include "support/reference_groups.h"
 #include "support/thread_starts.h"
 
 namespace larkspine::testing {
@@ -199,12 +198,7 @@ void RunSweep::run_scan(Outcome& outcome) {
     ScanProgress progress;
     try {
         const ScanResult result = scan(options, progress);
-        outcome.groups.emplace();
-        for (const DuplicateGroup& group : result.groups) {
-            outcome.groups->emplace_back();
-            for (const DuplicateEntry& entry : group)
-                outcome.groups->back().push_back(entry.path);
-        }
+        outcome.groups = groups_of(result);
         outcome.failures = result.failures;
     } catch (const std::exception&) {
         outcome.code = exit_exception;

@@ -1,13 +1,12 @@
 """Runs that remember: what the index saves the next run, and what it must never cost."""
 import os
 import struct
-import subprocess
 import unittest
 
 import reference
 import tree
 from language import EndToEnd
-from program import WINE_PROGRAM, exe, windows_path, wine_environment
+from program import windows_path
 
 MAGIC = b"LRKIDX01"
 
@@ -148,19 +147,6 @@ class IndexFileTest(IndexCase, unittest.TestCase):
                     self.assertEqual((run.code, run.stderr), (0, b""))
                     self.assert_summary(run, 1, 0)
 
-    def test_two_runs_at_once_both_succeed_and_leave_a_whole_index(self):
-        rows = self.pair()
-        environment = wine_environment()
-        environment["LARKSPINE_INDEX_DIRECTORY"] = windows_path(self.index_folder)
-        for _ in range(5):
-            running = [subprocess.Popen([WINE_PROGRAM, exe(), self.display], env=environment,
-                                        cwd=self.work.new_folder("run"), stdin=subprocess.DEVNULL,
-                                        stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-                       for _ in range(2)]
-            self.assertEqual([process.wait(60) for process in running], [0, 0])
-            with self.locked("a", "b"):
-                self.assert_rows(self.scan(), *rows)
-        self.index_path()
 
 if __name__ == "__main__":
     unittest.main()

@@ -21,7 +21,6 @@ REPORT_NAME = re.compile(r"Fennick_Resultats_(\d{4}-\d\d-\d\d_\d\d-\d\d-\d\d)\.c
 REPORT_TIME = "%Y-%m-%d_%H-%M-%S"
 BANNER_END = b"Version 0.0.5\nAuteur : Pelvane\nEntreprise : Ostrell\n" + 40 * b"-" + b"\n\n"
 TIME_LIMIT = 60  # seconds; a run takes one or two
-WINE_PROGRAM = pathlib.Path(__file__).resolve().parent.parent / "wine_program"
 
 def required(variable):
     """The value of an environment variable without which nothing can be tested."""

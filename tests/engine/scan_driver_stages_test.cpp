@@ -11,10 +11,9 @@
 #include <utility>
 #include <vector>
 
-#include "engine/scan_driver.h"
+#include "engine/scanned_tree.h"
 #include "support/fake_clock.h"
 #include "support/file_calls.h"
-#include "support/temp_tree.h"
 #include "support/thread_starts.h"
 
 namespace larkspine::testing {
@@ -33,17 +32,11 @@ struct Seen {
     friend bool operator==(const Seen&, const Seen&) = default;
 };
 
-class ScanDriverStagesTest : public ::testing::Test {
+class ScanDriverStagesTest : public ScannedTreeTest {
   protected:
-    ScanDriverStagesTest() {
-        options.root = tree.root();
-        options.workers = 2;
-        options.index_mode = IndexMode::disabled;
-    }
-
     ScanResult run() {
         calls.restart();
-        return scan(options, progress);
+        return ScannedTreeTest::run();
     }
 
     Seen seen() const {
@@ -62,9 +55,6 @@ class ScanDriverStagesTest : public ::testing::Test {
         return all;
     }
 
-    TempTree tree;
-    ScanOptions options;
-    ScanProgress progress;
     FileCalls calls;
 };
 

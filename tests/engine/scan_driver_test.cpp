@@ -12,23 +12,14 @@
 #include <vector>
 
 #include "base/path.h"
-#include "support/reference_groups.h"
+#include "engine/scanned_tree.h"
 #include "support/scoped_environment.h"
-#include "support/temp_tree.h"
 
 namespace larkspine::testing {
 namespace {
 
-using Groups = std::vector<std::vector<std::wstring>>;
-
-class ScanDriverTest : public ::testing::Test {
+class ScanDriverTest : public ScannedTreeTest {
   protected:
-    ScanDriverTest() {
-        options.root = tree.root();
-        options.workers = 2;
-        options.index_mode = IndexMode::disabled;
-    }
-
     void add(std::wstring_view name, std::string_view contents) {
         files.push_back(tree.file(name, contents));
     }
@@ -67,22 +58,7 @@ class ScanDriverTest : public ::testing::Test {
         add(L"pairs\\4", "cd");
     }
 
-    ScanResult run() { return scan(options, progress); }
-
-    static Groups paths_of(const ScanResult& result) {
-        Groups groups;
-        for (const DuplicateGroup& group : result.groups) {
-            auto& paths = groups.emplace_back();
-            for (const DuplicateEntry& entry : group)
-                paths.push_back(entry.path);
-        }
-        return groups;
-    }
-
-    TempTree tree;
     std::vector<std::wstring> files;
-    ScanOptions options;
-    ScanProgress progress;
 };
 
 class ScanDriverOptionsTest : public ScanDriverTest,
@@ -91,7 +67,7 @@ class ScanDriverOptionsTest : public ScanDriverTest,
 TEST_P(ScanDriverOptionsTest, AScanFindsWhatComparingEveryPairOfFilesFinds) {
     std::tie(options.workers, options.verify_bytes) = GetParam();
     add_mixed_tree();
-    EXPECT_EQ(paths_of(run()), reference_groups(files));
+    EXPECT_EQ(groups_of(run()), reference_groups(files));
 }
 
 INSTANTIATE_TEST_SUITE_P(WorkersAndVerification, ScanDriverOptionsTest,
@@ -105,7 +81,7 @@ TEST_F(ScanDriverTest, GroupsAreSortedByTheirFirstPathWithoutCase) {
     }
     const std::wstring folder = strip_long_path_prefix(tree.root()) + L"\\";
     std::vector<std::wstring> first_paths;
-    for (const auto& group : paths_of(run()))
+    for (const auto& group : groups_of(run()))
         first_paths.push_back(group.front().substr(folder.size()));
     EXPECT_EQ(first_paths, (std::vector<std::wstring>{L"a", L"B", L"C", L"d"}));
 }
@@ -123,7 +99,7 @@ TEST_F(ScanDriverTest, ARelativeRootIsReportedWithItsAbsolutePaths) {
     add(L"sub\\b", "same");
     const ScopedCurrentDirectory current(strip_long_path_prefix(tree.root()));
     options.root = L"sub";
-    EXPECT_EQ(paths_of(run()), reference_groups(files));
+    EXPECT_EQ(groups_of(run()), reference_groups(files));
 }
 
 TEST_F(ScanDriverTest, OnlyWhatIsBelowTheRootIsScanned) {
