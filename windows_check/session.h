@@ -1,0 +1,24 @@
+// All steps, one after the other, on one place.
+#pragma once
+
+#include <functional>
+#include <string>
+
+#include "program_run.h"
+#include "real_place.h"
+#include "verdicts.h"
+
+namespace larkspine::check {
+
+struct SessionFolders {
+    std::wstring indexes;
+    std::wstring elsewhere;
+};
+
+// Fills the place and runs every step; each row goes into the table as it is known. The journal's
+// data are appended to `journal_log`, also when something throws. `mount` as SpecialTree takes it.
+void run_session(RealPlace& place, ProgramRun& program, Verdicts& verdicts,
+                 const SessionFolders& folders, std::string& journal_log,
+                 const std::function<void(const std::wstring&)>& mount);
+
+}  // namespace larkspine::check
