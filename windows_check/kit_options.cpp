@@ -1,6 +1,7 @@
 #include "kit_options.h"
 
 #include <string_view>
+#include <utility>
 
 namespace larkspine::check {
 namespace {
@@ -17,6 +18,16 @@ std::wstring drive_root(std::wstring_view text) {
     if (!rest.empty() && rest != L":" && rest != L":\\")
         return {};
     return std::wstring(1, static_cast<wchar_t>(text.front() & ~0x20)) + L":\\";
+}
+
+std::optional<Part> part_named(std::wstring_view name) {
+    constexpr std::pair<std::wstring_view, Part> parts[] = {
+        {L"listing", Part::listing},   {L"changes", Part::changes}, {L"options", Part::options},
+        {L"refusals", Part::refusals}, {L"journal", Part::journal}, {L"screen", Part::screen}};
+    for (const auto& [word, part] : parts)
+        if (word == name)
+            return part;
+    return std::nullopt;
 }
 
 }  // namespace
@@ -38,6 +49,8 @@ std::optional<KitOptions> parse_kit_options(int argc, const wchar_t* const* argv
             options.folder = value;
         else if (word == L"--program")
             options.program = value;
+        else if (word == L"--part" && part_named(value))
+            options.part = *part_named(value);
         else
             return std::nullopt;
         if (value.empty() || (word == L"--drive" && options.drive.empty()))

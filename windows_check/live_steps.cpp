@@ -1,5 +1,7 @@
 #include "live_steps.h"
 
+#include <algorithm>
+
 #include "base/path_forms.h"
 #include "files.h"
 #include "interruption.h"
@@ -12,7 +14,11 @@ namespace larkspine::check {
 namespace {
 
 constexpr const wchar_t* slow_name = L"lent";
-constexpr std::uint64_t slow_size = 256U << 20;
+constexpr const wchar_t* names[] = {L"original ", L"copie "};
+constexpr std::uint64_t measured_size = 48U << 20;
+constexpr std::uint64_t longest_size = 2ULL << 30;
+// Of a run on one thread: sixteen frames of the block.
+constexpr std::uint64_t wanted_milliseconds = 2'000;
 constexpr std::uint32_t ctrl_c_code = 0xC000013A;  // STATUS_CONTROL_C_EXIT
 
 std::string hexadecimal(std::uint32_t code) {
@@ -37,15 +43,29 @@ RunRequest request(const std::wstring& name, const std::wstring& index,
 SlowFolder::SlowFolder(RealPlace& place) : place_(place) {
     place_.make_folder(slow_name);
     for (unsigned pair = 0; pair < pairs; ++pair)
-        for (const wchar_t* name : {L"original ", L"copie "}) {
-            const std::wstring path =
-                join_path(place_.path(slow_name), name + std::to_wstring(pair) + L".bin");
+        for (const wchar_t* name : names) {
+            const std::wstring path = file(pair, name);
             try {
-                make_sparse_file(path, slow_size + pair);
+                make_sparse_file(path, measured_size + pair);
             } catch (const std::runtime_error&) {
-                resize_file(path, slow_size + pair);  // takes room where nothing is sparse
+                resize_file(path, measured_size + pair);  // takes room where nothing is sparse
             }
         }
+}
+
+std::wstring SlowFolder::file(unsigned pair, const wchar_t* name) const {
+    return join_path(place_.path(slow_name), name + std::to_wstring(pair) + L".bin");
+}
+
+void SlowFolder::last_for_seconds(ProgramRun& program, const std::wstring& indexes) {
+    const ULONGLONG start = GetTickCount64();
+    static_cast<void>(program.run(
+        request(L"mesure", join_path(indexes, L"mesure"), {root(), L"--no-index", L"-j", L"1"})));
+    const ULONGLONG took = std::max<ULONGLONG>(GetTickCount64() - start, 10);
+    const std::uint64_t size = std::min(measured_size * wanted_milliseconds / took, longest_size);
+    for (unsigned pair = 0; size > measured_size && pair < pairs; ++pair)
+        for (const wchar_t* name : names)
+            resize_file(file(pair, name), size + pair);
 }
 
 SlowFolder::~SlowFolder() {
@@ -84,9 +104,9 @@ void judge_ctrl_c(Judge& judge, ProgramRun& program, const SlowFolder& slow,
     const auto watched = program.run_watched(request(L"Ctrl+C", index, {slow.root(), L"-j", L"1"}),
                                              65001, in_the_middle);
     const ScreenObservation& seen = watched.screen;
-    if (!seen.trouble.empty() || seen.code == 0) {
+    if (!seen.trouble.empty() || seen.shows("Analyse terminée.")) {
         judge.verdicts().not_possible(
-            step, "code", seen.code == 0 ? "trop vite / too quick " + seen.trouble : seen.trouble);
+            step, "code", seen.trouble.empty() ? "trop vite / too quick" : seen.trouble);
         return;
     }
     judge.verdicts().judge(seen.code == ctrl_c_code, step, "code", hexadecimal(seen.code));

@@ -17,10 +17,15 @@ class SlowFolder {
     SlowFolder(const SlowFolder&) = delete;
     SlowFolder& operator=(const SlowFolder&) = delete;
 
+    // Measures how long a run takes and makes the files longer, so that it takes some seconds.
+    void last_for_seconds(ProgramRun& program, const std::wstring& indexes);
+
     // As the program is told it.
     [[nodiscard]] std::wstring root() const;
 
   private:
+    [[nodiscard]] std::wstring file(unsigned pair, const wchar_t* name) const;
+
     RealPlace& place_;
 };
 

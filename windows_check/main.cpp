@@ -71,7 +71,7 @@ int check_program(const KitOptions& options) {
         ProgramRun runs(settings);
         run_session(place, runs, verdicts,
                     {strip_long_path_prefix(work.indexes()), work.elsewhere()}, journal,
-                    chosen->mount());
+                    chosen->mount(), options.part);
     } catch (const std::exception& error) {
         trouble = std::string("Arrêt / stopped: ") + error.what();
         say_error(trouble + "\n");

@@ -4,6 +4,7 @@
 #include <functional>
 #include <string>
 
+#include "kit_options.h"
 #include "program_run.h"
 #include "real_place.h"
 #include "verdicts.h"
@@ -15,10 +16,11 @@ struct SessionFolders {
     std::wstring elsewhere;
 };
 
-// Fills the place and runs every step; each row goes into the table as it is known. The journal's
-// data are appended to `journal_log`, also when something throws. `mount` as SpecialTree takes it.
+// Fills the place and runs every step of the part; each row goes into the table as it is known. The
+// journal's data are appended to `journal_log`, also when something throws. `mount` as SpecialTree
+// takes it.
 void run_session(RealPlace& place, ProgramRun& program, Verdicts& verdicts,
                  const SessionFolders& folders, std::string& journal_log,
-                 const std::function<void(const std::wstring&)>& mount);
+                 const std::function<void(const std::wstring&)>& mount, Part part);
 
 }  // namespace larkspine::check
