@@ -37,6 +37,10 @@ std::optional<std::vector<ListedName>> list_folder(const std::wstring& folder) {
     return names;
 }
 
+std::vector<ListedName> names_in(const std::wstring& folder) {
+    return list_folder(folder).value_or(std::vector<ListedName>{});
+}
+
 bool exists(const std::wstring& path) {
     return GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES;
 }
@@ -137,7 +141,7 @@ bool remove_tree(const std::wstring& path) noexcept {
         bool all = true;
         if (attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) &&
             !(attributes & FILE_ATTRIBUTE_REPARSE_POINT))
-            for (const ListedName& entry : list_folder(path).value_or(std::vector<ListedName>{}))
+            for (const ListedName& entry : names_in(path))
                 all = remove_tree(join_path(path, entry.name)) && all;
         remove_path(path);
         return all;

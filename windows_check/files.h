@@ -21,6 +21,9 @@ struct ListedName {
 // What a folder holds, without "." and ".."; empty when it cannot be listed.
 [[nodiscard]] std::optional<std::vector<ListedName>> list_folder(const std::wstring& folder);
 
+// The same, and nothing for a folder that cannot be listed.
+[[nodiscard]] std::vector<ListedName> names_in(const std::wstring& folder);
+
 [[nodiscard]] bool exists(const std::wstring& path);
 [[nodiscard]] unique_handle open_file(const std::wstring& path, DWORD access, DWORD disposition,
                                       DWORD flags = 0);

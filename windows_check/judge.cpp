@@ -148,7 +148,7 @@ void Judge::judge_groups(const std::string& step, const RunOutcome& outcome,
 IndexState Judge::index_state(const std::wstring& index) const {
     IndexState state;
     const std::wstring folder = join_path(indexes_, index);
-    for (const ListedName& entry : list_folder(folder).value_or(std::vector<ListedName>{})) {
+    for (const ListedName& entry : names_in(folder)) {
         const std::wstring path = join_path(folder, entry.name);
         state[entry.name] = {read_file(path), write_time_of(path)};
     }

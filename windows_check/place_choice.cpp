@@ -36,7 +36,7 @@ class EmptyPlace : public ChosenPlace {
             throw std::runtime_error("n’est pas vide / is not empty: " + utf8(root_));
     }
     ~EmptyPlace() override {
-        for (const ListedName& entry : list_folder(long_root_).value_or(std::vector<ListedName>{}))
+        for (const ListedName& entry : names_in(long_root_))
             if (!is_of_the_system(entry.name))
                 remove_tree(join_path(long_root_, entry.name));
     }

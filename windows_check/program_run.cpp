@@ -20,7 +20,7 @@ constexpr DWORD before_the_fault = 300;
 // What a run wrote into its folder, but for what stood there before.
 std::vector<std::string> reports_in(const std::wstring& folder) {
     std::vector<std::string> reports;
-    for (const ListedName& entry : list_folder(folder).value_or(std::vector<ListedName>{}))
+    for (const ListedName& entry : names_in(folder))
         if (starts_with(entry.name, L"Fennick_Resultats_") &&
             !(entry.attributes & FILE_ATTRIBUTE_DIRECTORY))
             reports.push_back(read_file(join_path(folder, entry.name)));
@@ -48,7 +48,7 @@ void block_reports(const std::wstring& folder) {
 }
 
 void copy_index(const std::wstring& index, const std::wstring& folder) {
-    for (const ListedName& entry : list_folder(index).value_or(std::vector<ListedName>{}))
+    for (const ListedName& entry : names_in(index))
         write_file(join_path(folder, entry.name), read_file(join_path(index, entry.name)));
 }
 

@@ -23,7 +23,7 @@ std::wstring folder_name() {
 }
 
 void add_tree(ZipWriter& zip, const std::wstring& folder, const std::string& name) {
-    for (const ListedName& entry : list_folder(folder).value_or(std::vector<ListedName>{})) {
+    for (const ListedName& entry : names_in(folder)) {
         const std::wstring path = join_path(folder, entry.name);
         const std::string inside = name + '/' + utf8(entry.name);
         if (entry.attributes & FILE_ATTRIBUTE_DIRECTORY)
