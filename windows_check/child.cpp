@@ -20,6 +20,18 @@ unique_handle make_job() {
     return job;
 }
 
+DWORD console_flags(ChildConsole console) {
+    switch (console) {
+        case ChildConsole::apart:
+            return CREATE_NEW_PROCESS_GROUP;
+        case ChildConsole::shared:
+            return 0;
+        case ChildConsole::own:
+            return CREATE_NO_WINDOW;
+    }
+    return 0;
+}
+
 }  // namespace
 
 Child::Child(const ChildSettings& settings) : job_(make_job()) {
@@ -40,7 +52,7 @@ Child::Child(const ChildSettings& settings) : job_(make_job()) {
     }
     std::wstring line = command_line(settings.program, settings.arguments);
     const wchar_t* folder = settings.folder.empty() ? nullptr : settings.folder.c_str();
-    const DWORD flags = CREATE_SUSPENDED | (settings.same_console ? 0 : CREATE_NO_WINDOW);
+    const DWORD flags = CREATE_SUSPENDED | console_flags(settings.console);
     PROCESS_INFORMATION made = {};
     const BOOL started =
         settings.token != nullptr

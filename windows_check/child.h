@@ -1,7 +1,7 @@
-// A process that the kit starts, in a console of its own without a window: a Ctrl+C for the kit is
-// not one for it. Ends with its owner.
+// A process that the kit starts. Ends with its owner, however that ends.
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -10,15 +10,21 @@
 
 namespace larkspine::check {
 
+enum class ChildConsole : std::uint8_t {
+    apart,   // the owner's, without hearing of its Ctrl+C
+    shared,  // the owner's, Ctrl+C included
+    own      // one of its own, without a window
+};
+
 struct ChildSettings {
     std::wstring program;
     std::vector<std::wstring> arguments;
     std::wstring folder;     // its current directory
     HANDLE token = nullptr;  // whose rights it gets; its owner's without one
+    ChildConsole console = ChildConsole::apart;
     // Its standard streams: nothing to read, and these to write to. Without them, its console.
     HANDLE output = nullptr;
     HANDLE errors = nullptr;
-    bool same_console = false;  // its owner's console instead of its own
 };
 
 class Child {

@@ -80,7 +80,7 @@ void judge_screens(Judge& judge, ProgramRun& program, const SlowFolder& slow,
                    const std::wstring& indexes) {
     for (const unsigned code_page : {850U, 1252U, 65001U}) {
         const std::string step =
-            "écran, page de codes / screen, code page " + std::to_string(code_page);
+            "écran " + std::to_string(code_page) + " / screen " + std::to_string(code_page);
         const auto watched = program.run_watched(
             request(L"écran " + std::to_wstring(code_page), join_path(indexes, L"écran"),
                     {slow.root(), L"--no-index", L"-j", L"1"}),

@@ -5,6 +5,7 @@
 #include "base/path_forms.h"
 #include "files.h"
 #include "rights.h"
+#include "system_facts.h"
 #include "text.h"
 #include "volume_image.h"
 
@@ -110,6 +111,9 @@ std::unique_ptr<ChosenPlace> choose_place(const KitOptions& options, const WorkF
         throw std::runtime_error(
             "il faut lancer ce programme en tant qu’administrateur, ou avec --folder DOSSIER / "
             "run this program as administrator, or with --folder FOLDER");
+    if (under_wine())
+        throw std::runtime_error(
+            "Wine n’a pas de disque virtuel / Wine has no virtual disks: --folder, --drive");
     return std::make_unique<OwnVolume>(work);
 }
 

@@ -134,6 +134,7 @@ ProgramRun::Watched ProgramRun::run_watched(const RunRequest& request, unsigned 
     const std::wstring notes = join_path(folder, L"screen.txt");
     ChildSettings start;
     start.program = settings_.watcher;
+    start.console = ChildConsole::own;
     start.arguments = {L"--watch", notes, std::to_wstring(code_page), std::to_wstring(stop_at),
                        settings_.program};
     start.arguments.insert(start.arguments.end(), request.arguments.begin(),

@@ -109,7 +109,7 @@ int watch_screen(int argc, const wchar_t* const* argv) {
         ChildSettings settings;
         settings.program = argv[3];
         settings.arguments.assign(argv + 4, argv + argc);
-        settings.same_console = true;
+        settings.console = ChildConsole::shared;
         watch(seen, static_cast<unsigned>(std::wcstoul(argv[1], nullptr, 10)),
               static_cast<unsigned>(std::wcstoul(argv[2], nullptr, 10)), settings);
     } catch (const std::exception& error) {

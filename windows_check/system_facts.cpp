@@ -16,6 +16,8 @@ Function in_ntdll(const char* name) {
         reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"ntdll.dll"), name)));
 }
 
+using WineVersion = const char*(__cdecl*)();
+
 // Unlike GetVersionExW, which tells a program what its manifest asks for.
 std::string version() {
     using GetVersion = LONG(WINAPI*)(OSVERSIONINFOW*);
@@ -51,7 +53,6 @@ std::string system_facts() {
     std::string facts = "Windows " + version() + ", UBR " + registry_number(L"UBR") + "\r\n" +
                         registry_text(L"ProductName") + ", " + registry_text(L"DisplayVersion") +
                         "\r\n";
-    using WineVersion = const char*(__cdecl*)();
     if (const auto wine = in_ntdll<WineVersion>("wine_get_version"))
         facts += std::string("Wine ") + wine() + "\r\n";
     SYSTEM_INFO system = {};
@@ -61,6 +62,10 @@ std::string system_facts() {
     facts += std::string("administrateur/administrator: ") +
              (is_administrator() ? "oui/yes" : "non/no") + "\r\n";
     return facts;
+}
+
+bool under_wine() {
+    return in_ntdll<WineVersion>("wine_get_version") != nullptr;
 }
 
 }  // namespace larkspine::check

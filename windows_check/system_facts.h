@@ -8,4 +8,7 @@ namespace larkspine::check {
 // Windows version and build, or Wine's; processors; code pages; whether an administrator runs it.
 [[nodiscard]] std::string system_facts();
 
+// Wine has neither journals nor disks in files, and some calls for them end the caller.
+[[nodiscard]] bool under_wine();
+
 }  // namespace larkspine::check

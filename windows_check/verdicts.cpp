@@ -6,6 +6,8 @@
 namespace larkspine::check {
 namespace {
 
+constexpr std::size_t longest_detail = 600;  // paths may have thousands of characters
+
 const char* name_of(Verdict verdict) {
     switch (verdict) {
         case Verdict::right:
@@ -26,6 +28,14 @@ void Verdicts::add(VerdictRow row) {
     // One row is one line.
     std::ranges::replace(row.detail, '\n', ' ');
     std::erase(row.detail, '\r');
+    if (row.detail.size() > longest_detail) {
+        // Not in the middle of a character.
+        std::size_t end = longest_detail;
+        while ((static_cast<unsigned char>(row.detail[end]) & 0xC0) == 0x80)
+            --end;
+        row.detail.resize(end);
+        row.detail += "…";
+    }
     rows_.push_back(std::move(row));
     if (shown_)
         shown_(rows_.back());

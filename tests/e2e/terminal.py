@@ -51,6 +51,9 @@ class Terminal:
     def press_enter(self):
         self._ask("send-keys", "-t", "s", "Enter")
 
+    def press_ctrl_c(self):
+        self._ask("send-keys", "-t", "s", "C-c")
+
     @property
     def code(self):
         """The exit code, or None while the command runs."""
