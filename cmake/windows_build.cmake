@@ -62,6 +62,8 @@ target_link_options(larkspine PRIVATE -municode -static LINKER:--no-insert-times
                                       $<$<CONFIG:Release>:LINKER:--strip-debug>)
 larkspine_warnings(larkspine)
 
+include(windows_check)
+
 if(BUILD_TESTING)
   add_subdirectory(tests)
 endif()

@@ -58,6 +58,9 @@ class Terminal:
     def press(self, key):
         self._ask("send-keys", "-t", "s", key)
 
+    def press_ctrl_c(self):
+        self._ask("send-keys", "-t", "s", "C-c")
+
     @property
     def code(self):
         """The exit code, or None while the command runs."""

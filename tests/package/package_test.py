@@ -26,6 +26,8 @@ PROJECT = pathlib.Path(__file__).resolve().parents[2]
 VERSION = re.search(rb"Version (\S+)\n", BANNER_END).group(1).decode()
 NAME = f"larkspine-{VERSION}"
 ARCHIVE = f"{NAME}-windows-x86_64.zip"
+KIT = f"{NAME}-windows-check"
+KIT_ARCHIVE = f"{KIT}.zip"
 GUIDES = {"guide.fr.txt": "docs/guide.fr.md", "guide.en.txt": "docs/guide.en.md"}
 TEXTS = {**GUIDES, "CHANGELOG.txt": "CHANGELOG.md"}
 TWICE = "LARKSPINE_PACKAGE_TWICE" in os.environ
@@ -99,6 +101,11 @@ class PackageTest(EndToEnd, unittest.TestCase):
             if done.returncode:
                 raise AssertionError(done.stderr)
             cls.archives.append(folder / "build" / "package" / ARCHIVE)
+        cls.kits = [archive.with_name(KIT_ARCHIVE) for archive in cls.archives]
+        with zipfile.ZipFile(cls.kits[0]) as archive:
+            cls.kit_entries = archive.infolist()
+            archive.extractall(shared.path / "depaquete")
+        cls.kit = shared.path / "depaquete" / KIT
         with zipfile.ZipFile(cls.archives[0]) as archive:
             cls.entries = archive.infolist()
             cls.comment = archive.comment.decode()
@@ -110,13 +117,14 @@ class PackageTest(EndToEnd, unittest.TestCase):
     def test_two_folders_two_moments_and_two_environments_give_the_same_bytes(self):
         if not TWICE:
             skip("scripts/prove package makes the package twice")
-        one, other = (zipfile.ZipFile(archive) for archive in self.archives)
-        with one, other:  # which file differs says more than that the archives do
-            self.assertEqual({entry.filename: hashlib.sha256(one.read(entry)).hexdigest()
-                              for entry in one.infolist()},
-                             {entry.filename: hashlib.sha256(other.read(entry)).hexdigest()
-                              for entry in other.infolist()})
-        self.assertEqual(*(archive.read_bytes() for archive in self.archives))
+        for archives in (self.archives, self.kits):
+            one, other = (zipfile.ZipFile(archive) for archive in archives)
+            with one, other:  # which file differs says more than that the archives do
+                self.assertEqual({entry.filename: hashlib.sha256(one.read(entry)).hexdigest()
+                                  for entry in one.infolist()},
+                                 {entry.filename: hashlib.sha256(other.read(entry)).hexdigest()
+                                  for entry in other.infolist()})
+            self.assertEqual(*(archive.read_bytes() for archive in archives))
 
     def test_the_program_is_the_very_one_that_all_other_tests_run(self):
         tested = pathlib.Path(required("LARKSPINE_EXE")).read_bytes()
@@ -133,25 +141,47 @@ class PackageTest(EndToEnd, unittest.TestCase):
 
     def test_every_file_has_the_time_of_the_commit_and_the_archive_names_both(self):
         moment = time.gmtime(COMMITTED)[:6]
-        self.assertEqual({entry.date_time for entry in self.entries}, {moment})
+        self.assertEqual({entry.date_time for entry in [*self.entries, *self.kit_entries]},
+                         {moment})
         commit = git(candidate, "rev-parse", "HEAD").decode().strip()
         self.assertEqual(self.comment, f"larkspine {VERSION}, commit {commit}")
 
     def test_the_sums_are_those_of_every_other_file(self):
-        expected = {}
-        for path in self.unpacked.rglob("*"):
-            if path.is_file() and path.name != "SHA256SUMS":
-                expected[path.relative_to(self.unpacked).as_posix()] = hashlib.sha256(
-                    path.read_bytes()).hexdigest()
-        lines = (self.unpacked / "SHA256SUMS").read_text().splitlines()
-        self.assertEqual({name: sum for sum, name in (line.split("  ") for line in lines)},
-                         expected)
-        self.assertEqual(len(lines), len(expected))
+        for folder in (self.unpacked, self.kit):
+            expected = {}
+            for path in folder.rglob("*"):
+                if path.is_file() and path.name != "SHA256SUMS":
+                    expected[path.relative_to(folder).as_posix()] = hashlib.sha256(
+                        path.read_bytes()).hexdigest()
+            lines = (folder / "SHA256SUMS").read_text().splitlines()
+            self.assertEqual({name: sum for sum, name in (line.split("  ") for line in lines)},
+                             expected)
+            self.assertEqual(len(lines), len(expected))
 
     def test_the_sum_beside_the_archive_is_the_archives(self):
-        for archive in self.archives:
-            self.assertEqual(archive.with_name(ARCHIVE + ".sha256").read_text(),
-                             f"{hashlib.sha256(archive.read_bytes()).hexdigest()}  {ARCHIVE}\n")
+        for archive in [*self.archives, *self.kits]:
+            self.assertEqual(archive.with_name(archive.name + ".sha256").read_text(),
+                             f"{hashlib.sha256(archive.read_bytes()).hexdigest()}  "
+                             f"{archive.name}\n")
+
+    def test_the_kit_holds_the_same_files_the_checking_program_and_its_page(self):
+        ours = {entry.filename.removeprefix(NAME + "/"): entry.CRC for entry in self.entries}
+        kits = {entry.filename.removeprefix(KIT + "/"): entry.CRC for entry in self.kit_entries}
+        self.assertEqual(set(kits) - set(ours), {"windows_check.exe", "LISEZMOI-README.txt"})
+        self.assertEqual({name for name in ours if kits.get(name) != ours[name]}, {"SHA256SUMS"})
+        page = (self.kit / "LISEZMOI-README.txt").read_bytes()
+        source = PROJECT / "windows_check" / "LISEZMOI-README.txt"
+        self.assertEqual(page.decode("utf-8-sig").replace("\r\n", "\n"),
+                         source.read_text(encoding="utf-8"))
+
+    def test_the_unpacked_kit_checks_the_program_beside_it(self):
+        for path in (str(shared.path), str(PROJECT), "/usr/", "/build/"):
+            self.assertEqual((self.kit / "windows_check.exe").read_bytes().count(path.encode()), 0)
+        place = self.work.new_folder("place")
+        run = self.work.run("--yes", "--folder", windows_path(place), "--part", "listing",
+                            command=[windows_path(self.kit / "windows_check.exe")])
+        self.assertEqual((run.code, run.stderr), (0, b""), run.stdout.decode())
+        self.assertEqual(list(place.iterdir()), [])
 
     def test_the_licence_of_everything_that_is_linked_in_is_there(self):
         licences = {path.stem: path.read_text(encoding="utf-8")

@@ -15,7 +15,8 @@ import sys
 
 PROJECT = pathlib.Path(__file__).resolve().parents[2]
 TESTS = PROJECT / "tests"
-HELPERS = ("larkspine", "hash_probe", "lock_file", "volume_program")
+PROGRAMS = ("larkspine", "windows_check")
+HELPERS = (*PROGRAMS, "hash_probe", "lock_file", "volume_program", "planted_program")
 
 class Gtest:
     def __init__(self, source, suite, name, parametrised):
@@ -110,7 +111,7 @@ def main():
                        f"--gtest_filter={':'.join(filters_of(suites, found))}"])
     environment = {**os.environ, "PYTHONPATH": str(TESTS / "e2e")}
     for helper in HELPERS:
-        place = build / f"{helper}.exe" if helper == "larkspine" else build / "tests" / f"{helper}.exe"
+        place = build / ("" if helper in PROGRAMS else "tests") / f"{helper}.exe"
         name = "EXE" if helper == "larkspine" else f"{helper.upper()}_EXE"
         environment[f"LARKSPINE_{name}"] = str(place)
     for source, targets in modules.items():

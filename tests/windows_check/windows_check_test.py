@@ -1,0 +1,223 @@
+"""The kit that is run on a real Windows, as far as Wine goes: everything but the journal, the file
+table and the disk in a file. What is left to Windows, its table says."""
+import pathlib
+import re
+import unittest
+import zipfile
+
+from language import EndToEnd
+from prefix import Prefix
+from program import exe, required, windows_path
+from terminal import Terminal
+
+# Wine has neither, or lets the superuser have them all the same.
+NOT_UNDER_WINE = {
+    "jonction", "lien symbolique vers un dossier", "lien symbolique vers un fichier",
+    "volume monté dans un dossier", "fichier compressé", "dossier sensible à la casse",
+    "demi-codet isolé", "chemin de plus de 4 000", "fichier sans droit de lecture",
+    "dossier illisible"}
+RIGHT, DIFFERS, NOT_POSSIBLE = "juste/right", "DIFFÈRE/DIFFERS", "impossible/not possible"
+
+
+def kit():
+    return windows_path(required("LARKSPINE_WINDOWS_CHECK_EXE"))
+
+
+class Table:
+    def __init__(self, text):
+        self.text = text
+        self.rows = []
+        for line in text.splitlines():
+            cells = [cell.strip() for cell in line.split(" | ")]
+            if cells[0] in (RIGHT, DIFFERS, NOT_POSSIBLE):
+                verdict, step, what, *detail = cells
+                self.rows.append((verdict, step.split(" / ")[0], what.split("/")[0],
+                                  " | ".join(detail)))
+
+    def steps(self, verdict):
+        return {step for found, step, _, _ in self.rows if found == verdict}
+
+    def row(self, step, what):
+        found = [row for row in self.rows if row[1] == step and row[2] == what]
+        if len(found) != 1:
+            raise AssertionError(f"{len(found)} rows {step}, {what} in:\n{self.text}")
+        return found[0]
+
+
+class KitCase(EndToEnd):
+    def setUp(self):
+        super().setUp()
+        self.place = self.work.new_folder("place")
+
+    def check(self, *options, place=None, **settings):
+        """A run on the place, and its table."""
+        place = ("--folder", windows_path(self.place)) if place is None else place
+        run = self.work.run("--yes", *place, *options,
+                            command=[kit(), "--program", exe()], **settings)
+        return run, Table(run.stdout.decode())
+
+    def check_planted(self, fault, part):
+        state = self.work.new_folder("state")
+        run = self.work.run(
+            "--yes", "--folder", windows_path(self.place), "--part", part,
+            command=[kit(), "--program", windows_path(required("LARKSPINE_PLANTED_PROGRAM_EXE"))],
+            environment={"PLANTED_FAULT": fault, "PLANTED_PROGRAM": exe(),
+                         "PLANTED_STATE": windows_path(state)})
+        return run, Table(run.stdout.decode())
+
+    def assert_nothing_stays(self, run_folder):
+        """The place is empty again, and the kit's own folder holds the result alone."""
+        self.assertEqual(list(self.place.iterdir()), [])
+        own, = run_folder.glob("larkspine-check-*")
+        self.assertEqual(sorted(path.name for path in own.iterdir()),
+                         ["resultat-result.zip", "table.txt"])
+        return own
+
+
+class FolderTest(KitCase, unittest.TestCase):
+    def test_in_a_folder_every_row_that_needs_no_volume_is_right(self):
+        run, table = self.check()
+        self.assertEqual(run.stderr, b"")
+        if "Analyse interrompue".encode("utf-16-le") in pathlib.Path(
+                required("LARKSPINE_EXE")).read_bytes():
+            self.assertEqual(table.steps(DIFFERS), set(), table.text)
+            self.assertEqual(run.code, 0)
+        else:  # ended by Wine in the middle: the kit must see that
+            self.assertEqual(table.steps(DIFFERS), {"Ctrl+C"}, table.text)
+            self.assertEqual(run.code, 1)
+        without_way = {(step, what) for verdict, step, what, _ in table.rows
+                       if verdict == NOT_POSSIBLE and what != "voie"}
+        self.assertEqual({step for step, _ in without_way} - {"démarrages"}, NOT_UNDER_WINE)
+        self.assertEqual({detail for verdict, _, what, detail in table.rows
+                          if verdict == NOT_POSSIBLE and what == "voie"},
+                         {"un dossier n’a pas de journal / a folder has no journal"})
+        self.assertGreater(len(table.rows), 170)
+        own = self.assert_nothing_stays(run.folder)
+        self.assert_result(own, table)
+
+    def assert_result(self, own, table):
+        with zipfile.ZipFile(own / "resultat-result.zip") as archive:
+            self.assertIsNone(archive.testzip())
+            names = archive.namelist()
+            text = archive.read("table.txt").decode("utf-8-sig")
+        self.assertEqual(text.encode("utf-8-sig"), (own / "table.txt").read_bytes())
+        self.assertEqual(Table(text).rows, table.rows)
+        self.assertRegex(text, r"^Windows 10\.0\.\d+, UBR")
+        self.assertIn("Wine 8", text)
+        kinds = {re.sub(r"^runs/[^/]*/", "", name) for name in names}
+        self.assertEqual({"index" if name.endswith(".lsi") else "report"
+                          if name.startswith("Fennick_Resultats_") else name for name in kinds},
+                         {"table.txt", "journal.txt", "stdout.txt", "stderr.txt", "screen.txt",
+                          "index", "report"})
+        reports = [name for name in names if name.endswith(".csv")]
+        self.assertGreater(len(reports), 60)
+
+    def test_on_a_drive_without_a_journal_the_table_says_why(self):
+        folder = self.work.new_folder("drive")
+        prefix = Prefix(self.work, drives={"x": folder})
+        self.addCleanup(prefix.close)
+        run, table = self.check("--part", "listing", place=("--drive", "x:"), prefix=prefix)
+        self.assertEqual((run.code, table.steps(DIFFERS)), (0, set()), table.text)
+        self.assertEqual(table.row("deuxième exécution", "voie")[0::3],
+                         (NOT_POSSIBLE, "pas de journal / no journal: 50"))
+        self.assertEqual(list(folder.iterdir()), [])
+        self.assertIn("il remplit puis vide le lecteur", run.stdout.decode())
+
+
+class RefusalTest(KitCase, unittest.TestCase):
+    """Nothing is made without a word of agreement, and never where something lies."""
+
+    def assert_untouched(self, run, kept=()):
+        self.assertEqual(run.code, 2)
+        self.assertEqual({path.name for path in self.place.iterdir()}, set(kept))
+
+    def test_without_agreement_nothing_is_made(self):
+        run = self.work.run("--folder", windows_path(self.place),
+                            command=[kit(), "--program", exe()])
+        self.assert_untouched(run)
+        self.assertIn("Continuer ?", run.stdout.decode())
+        self.assertEqual(list(run.folder.iterdir()), [])
+
+    def test_a_folder_that_is_not_empty_is_left_alone(self):
+        (self.place / "mine").write_bytes(b"mine")
+        run, _ = self.check()
+        self.assert_untouched(run, ["mine"])
+        self.assertIn("n’est pas vide / is not empty", run.stderr.decode())
+
+    def test_without_the_program_or_with_other_words_it_says_so(self):
+        run = self.work.run("--yes", command=[kit()])
+        if (pathlib.Path(required("LARKSPINE_WINDOWS_CHECK_EXE")).parent / "larkspine.exe").exists():
+            run = self.work.run("--yes", "--program", "absent.exe", command=[kit()])
+        self.assert_untouched(run)
+        self.assertIn("missing beside this program", run.stderr.decode())
+        run = self.work.run("--autre", command=[kit()])
+        self.assert_untouched(run)
+        self.assertIn("windows_check.exe [--yes]", run.stderr.decode())
+
+    def test_a_place_that_cannot_be_made_leaves_the_table_alone(self):
+        run, table = self.check(place=())
+        self.assertEqual((run.code, table.rows), (2, []))
+        self.assertIn("Wine has no virtual disks", run.stderr.decode())
+        self.assert_nothing_stays(run.folder)
+
+    def test_ctrl_c_ends_it_and_nothing_stays(self):
+        terminal = Terminal(self.work, through=(kit(), "--yes", "--folder",
+                                                windows_path(self.place), "--program"))
+        self.addCleanup(terminal.close)
+        terminal.wait_for_text("première exécution")
+        terminal.press_ctrl_c()
+        terminal.wait_for_text("Entrée pour fermer")
+        self.assertEqual(terminal.press_enter_until_the_end(), 2)
+        terminal.judge(lambda rows: self.assertIn(
+            "Arrêt / stopped: interrompu / interrupted", "\n".join(rows)))
+        self.assert_nothing_stays(terminal.folder)
+
+
+class PlantedFaultTest(KitCase, unittest.TestCase):
+    """Each fault of the program under test is seen, and named in the row where it belongs."""
+
+    def assert_named(self, fault, part, step, what, detail):
+        run, table = self.check_planted(fault, part)
+        self.assertEqual(run.code, 1, table.text)
+        verdict, _, _, found = table.row(step, what)
+        self.assertEqual(verdict, DIFFERS, table.text)
+        self.assertRegex(found, detail)
+        self.assert_nothing_stays(run.folder)
+        return table
+
+    def test_without_a_fault_the_helper_is_the_program(self):
+        run, table = self.check_planted("", "options")
+        self.assertEqual((run.code, table.steps(DIFFERS)), (0, set()), table.text)
+
+    def test_a_wrong_group(self):
+        self.assert_named("wrong_group", "listing", "première exécution", "groupes",
+                          "contenus différents dans un groupe / different contents in one group: ")
+
+    def test_a_stale_digest_and_a_missed_rename(self):
+        run, table = self.check_planted("stale_digest,missed_rename", "changes")
+        self.assertEqual(run.code, 1)
+        for step, named in (("écrire dans un fichier", "empreinte ou entrée périmée de l’index / "
+                             "stale digest or entry of the index: "),
+                            ("renommer un fichier", "renommage ou suppression manqués / missed "
+                             "rename or deletion: ")):
+            with self.subTest(step=step):
+                verdict, _, _, detail = table.row(step, "groupes")
+                self.assertEqual(verdict, DIFFERS, table.text)
+                self.assertTrue(detail.startswith(named), detail)
+                self.assertEqual(table.row(step, "--rebuild-index")[0], RIGHT)
+
+    def test_a_touched_index(self):
+        self.assert_named("touched_index", "options", "--no-index", "index",
+                          "the index was touched")
+
+    def test_a_hidden_cursor(self):
+        self.assert_named("hidden_cursor", "screen", "écran 850", "curseur",
+                          "invisible à la fin / hidden at the end")
+
+    def test_a_wrong_code(self):
+        self.assert_named("wrong_code", "refusals", "rapport impossible à écrire", "code",
+                          "^5, attendu / expected: 4")
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,32 @@
+// The files below a folder, found by another method than the program's: folders are listed through
+// their handles, every file is opened, and what it is called beside the path is its identifier.
+#pragma once
+
+#include <array>
+#include <compare>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace larkspine::check {
+
+struct FileIdentifier {
+    std::uint64_t volume = 0;
+    std::array<std::uint8_t, 16> file{};
+    auto operator<=>(const FileIdentifier&) const = default;
+};
+
+struct WalkedFile {
+    std::wstring path;   // in long form, below the walked root
+    std::wstring shown;  // as a report names it
+    std::uint64_t size = 0;
+    FileIdentifier identifier;
+    bool readable = false;  // it could be opened for reading, among others that use it
+};
+
+// Every file below `root`, a long path. Neither goes through a reparse point nor takes one for a
+// file. A report shows the root as `shown_root`, which ends in a backslash for a drive alone.
+[[nodiscard]] std::vector<WalkedFile> walk_files(const std::wstring& root,
+                                                 const std::wstring& shown_root);
+
+}  // namespace larkspine::check

@@ -1,0 +1,51 @@
+// The finished program, started as a person would start it: in a current directory of its own, with
+// its streams in files that are kept beside its report.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "program.h"
+#include "screen_observation.h"
+
+namespace larkspine::check {
+
+// What all runs have in common.
+struct ProgramSettings {
+    std::wstring program;     // the file
+    std::wstring watcher;     // the kit itself, which watches a console in a process of its own
+    std::wstring runs;        // the folder that gets one folder for each run
+    std::wstring local_data;  // what LOCALAPPDATA says, on the place
+};
+
+class ProgramRun : public Program {
+  public:
+    explicit ProgramRun(ProgramSettings settings);
+
+    RunOutcome run(const RunRequest& request) override;
+
+    // On a console of this output code page that it has for itself. With `stop_at` it gets a Ctrl+C
+    // once its bar shows that many per cent.
+    struct Watched {
+        ScreenObservation screen;
+        std::vector<std::string> reports;
+    };
+    Watched run_watched(const RunRequest& request, unsigned code_page, unsigned stop_at);
+
+    // With a processor fault on a thread of its own, when it has run for some time. Empty when it
+    // ended before.
+    std::optional<RunOutcome> run_with_fault(const RunRequest& request);
+
+    // How often it ended without a word and was started again, as Wine makes it happen.
+    [[nodiscard]] unsigned starts_repeated() const { return starts_repeated_; }
+
+  private:
+    struct Attempt;
+    [[nodiscard]] std::wstring prepare(const RunRequest& request) const;
+    RunOutcome attempt(const RunRequest& request, const std::wstring& folder, bool fault);
+
+    ProgramSettings settings_;
+    unsigned starts_repeated_ = 0;
+};
+
+}  // namespace larkspine::check

@@ -1,0 +1,14 @@
+// What a reader of the table must know of the machine, and nothing that is its user's own.
+#pragma once
+
+#include <string>
+
+namespace larkspine::check {
+
+// Windows version and build, or Wine's; processors; code pages; whether an administrator runs it.
+[[nodiscard]] std::string system_facts();
+
+// Wine has neither journals nor disks in files, and some calls for them end the caller.
+[[nodiscard]] bool under_wine();
+
+}  // namespace larkspine::check
