@@ -8,8 +8,9 @@
 namespace larkspine {
 namespace {
 
-// The scan on which the handler acts; null when none runs. A handler that ends the program keeps
-// the lock, so that the main thread cannot print anything after it.
+// The scan on which the handler acts; null when none runs. The display starts and stops under the
+// lock: an event in between would end the program with the cursor hidden. A handler that ends the
+// program keeps the lock, so that the main thread cannot print anything after it.
 std::mutex scan_mutex;
 ScanProgress* scan_progress = nullptr;
 ProgressDisplay* scan_display = nullptr;
@@ -46,6 +47,7 @@ void install_interruption_handler() {
 
 ScanInterruption::ScanInterruption(ScanProgress& progress, ProgressDisplay& display) {
     const std::lock_guard lock(scan_mutex);
+    display.start(progress);
     scan_progress = &progress;
     scan_display = &display;
 }
@@ -56,6 +58,9 @@ ScanInterruption::~ScanInterruption() {
 
 void ScanInterruption::finish() {
     const std::lock_guard lock(scan_mutex);
+    if (scan_display == nullptr)
+        return;
+    scan_display->stop();
     scan_progress = nullptr;
     scan_display = nullptr;
 }
