@@ -23,18 +23,23 @@ void end_at_once() {
     TerminateProcess(GetCurrentProcess(), static_cast<UINT>(exit_interrupted));
 }
 
+bool is_key(DWORD event) {
+    return event == CTRL_C_EVENT || event == CTRL_BREAK_EVENT;
+}
+
 BOOL WINAPI handle_console_event(DWORD event) {
     {
         const std::lock_guard lock(scan_mutex);
         if (scan_progress == nullptr)
             return FALSE;
-        if (scan_progress->phase == ScanPhase::enumerating || scan_progress->stop_requested)
+        if (scan_progress->phase == ScanPhase::enumerating ||
+            (scan_progress->stop_requested && is_key(event)))
             end_at_once();
         scan_progress->stop_requested = true;
     }
     // When a handler of any other event returns, the system ends the process; until then, and for
     // five seconds at most, the main thread can save the index and end it.
-    if (event != CTRL_C_EVENT && event != CTRL_BREAK_EVENT)
+    if (!is_key(event))
         Sleep(INFINITE);
     return TRUE;
 }

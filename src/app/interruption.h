@@ -2,8 +2,9 @@
 // the handler on a thread that it makes for the event.
 //
 // During the enumeration there is nothing to keep: the program ends at once. After it the scan is
-// asked to stop, and the run goes on to save what is known. A second event ends the program at
-// once. Outside of a scan the system's own handler ends it.
+// asked to stop, and the run goes on to save what is known. Ctrl+C or Ctrl+Break ends a program
+// that is stopping at once; a window that is closed meanwhile leaves it the time to save. Outside
+// of a scan the system's own handler ends the program.
 #pragma once
 
 #include "base/win32_api.h"

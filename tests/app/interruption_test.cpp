@@ -179,6 +179,19 @@ TEST_F(InterruptionTest, AClosedWindowWaitsForTheRunToEndTheProgram) {
     }
 }
 
+// The user does not wait for the scan to stop: what it knows is saved all the same.
+TEST_F(InterruptionTest, AWindowThatIsClosedAfterControlCWaitsAsWell) {
+    console.redirected = {console.output};
+    progress.phase = ScanPhase::analysing;
+    ScanInterruption scan(progress, display);
+    EXPECT_EQ(ended_by(CTRL_C_EVENT), std::nullopt);
+    std::vector<DWORD> slept;
+    hooks().Sleep = [&](DWORD milliseconds) { slept.push_back(milliseconds); };
+    EXPECT_EQ(ended_by(CTRL_CLOSE_EVENT), std::nullopt);
+    EXPECT_EQ(slept, std::vector<DWORD>{INFINITE});
+    EXPECT_EQ(ended_by(CTRL_C_EVENT), control_c_exit);
+}
+
 TEST_F(InterruptionTest, TheRunGoesNoFurtherWhileAnEventEndsTheProgram) {
     ScanInterruption scan(progress, display);
     std::atomic<bool> begun{false};
