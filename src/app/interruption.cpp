@@ -8,8 +8,9 @@
 namespace larkspine {
 namespace {
 
-// The scan on which the handler acts; null when none runs. A handler that ends the program keeps
-// the lock, so that the main thread cannot print anything after it.
+// The scan on which the handler acts; null when none runs. The display starts and stops under the
+// lock: an event in between would end the program with the cursor hidden. A handler that ends the
+// program keeps the lock, so that the main thread cannot print anything after it.
 std::mutex scan_mutex;
 ScanProgress* scan_progress = nullptr;
 ProgressDisplay* scan_display = nullptr;
@@ -22,18 +23,23 @@ void end_at_once() {
     TerminateProcess(GetCurrentProcess(), static_cast<UINT>(exit_interrupted));
 }
 
+bool is_key(DWORD event) {
+    return event == CTRL_C_EVENT || event == CTRL_BREAK_EVENT;
+}
+
 BOOL WINAPI handle_console_event(DWORD event) {
     {
         const std::lock_guard lock(scan_mutex);
         if (scan_progress == nullptr)
             return FALSE;
-        if (scan_progress->phase == ScanPhase::enumerating || scan_progress->stop_requested)
+        if (scan_progress->phase == ScanPhase::enumerating ||
+            (scan_progress->stop_requested && is_key(event)))
             end_at_once();
         scan_progress->stop_requested = true;
     }
     // When a handler of any other event returns, the system ends the process; until then, and for
     // five seconds at most, the main thread can save the index and end it.
-    if (event != CTRL_C_EVENT && event != CTRL_BREAK_EVENT)
+    if (!is_key(event))
         Sleep(INFINITE);
     return TRUE;
 }
@@ -46,6 +52,7 @@ void install_interruption_handler() {
 
 ScanInterruption::ScanInterruption(ScanProgress& progress, ProgressDisplay& display) {
     const std::lock_guard lock(scan_mutex);
+    display.start(progress);
     scan_progress = &progress;
     scan_display = &display;
 }
@@ -56,6 +63,9 @@ ScanInterruption::~ScanInterruption() {
 
 void ScanInterruption::finish() {
     const std::lock_guard lock(scan_mutex);
+    if (scan_display == nullptr)
+        return;
+    scan_display->stop();
     scan_progress = nullptr;
     scan_display = nullptr;
 }

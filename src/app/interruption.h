@@ -2,8 +2,9 @@
 // the handler on a thread that it makes for the event.
 //
 // During the enumeration there is nothing to keep: the program ends at once. After it the scan is
-// asked to stop, and the run goes on to save what is known. A second event ends the program at
-// once. Outside of a scan the system's own handler ends it.
+// asked to stop, and the run goes on to save what is known. Ctrl+C or Ctrl+Break ends a program
+// that is stopping at once; a window that is closed meanwhile leaves it the time to save. Outside
+// of a scan the system's own handler ends the program.
 #pragma once
 
 #include "base/win32_api.h"
@@ -20,18 +21,19 @@ inline constexpr const wchar_t* interrupted_text = L"Analyse interrompue.\n";
 // the console for as long as a handler runs, and the one for a closed window does not return.
 void install_interruption_handler();
 
-// From its construction to finish() the handler acts on this scan. One at a time, on the main
-// thread. `progress` and `display`, which has been started, must live until finish() has returned.
+// From its construction to finish() the handler acts on this scan, and `display` shows it. One at a
+// time, on the main thread. `progress` and `display` must live until finish() has returned.
 class ScanInterruption {
   public:
+    // Starts `display`, and throws what that throws.
     ScanInterruption(ScanProgress& progress, ProgressDisplay& display);
     // finish().
     ~ScanInterruption();
     ScanInterruption(const ScanInterruption&) = delete;
     ScanInterruption& operator=(const ScanInterruption&) = delete;
 
-    // The scan is over: `display` may be stopped. Does not return when an event is ending the
-    // program at this very moment. A second call does nothing.
+    // The scan is over: stops `display`. Does not return when an event is ending the program at
+    // this very moment. A second call does nothing.
     void finish();
 };
 

@@ -54,25 +54,23 @@ ScanOutcome scan_with_display(const ScanOptions& options) {
     constexpr const wchar_t* unfinished = L"L’analyse n’a pas pu être terminée.\n";
     ScanProgress progress;
     ProgressDisplay display;
-    display.start(progress);
+    ScanInterruption interruption(progress, display);
     ScanOutcome outcome;
     try {
-        ScanInterruption interruption(progress, display);
         outcome.result = scan(options, progress);
-        interruption.finish();
-        outcome.interrupted = progress.stop_requested;
     } catch (const std::exception& error) {
-        display.stop();
+        interruption.finish();
         std::wcerr << unfinished;
         print_error(error);
         return {};
     } catch (...) {
-        display.stop();
+        interruption.finish();
         std::wcerr << unfinished << unknown_exception;
         return {};
     }
     // Outside of the try block: a failure of the display is not reported as one of the scan.
-    display.stop();
+    interruption.finish();
+    outcome.interrupted = progress.stop_requested;
     return outcome;
 }
 

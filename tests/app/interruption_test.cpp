@@ -3,6 +3,7 @@
 #include "app/interruption.h"
 
 #include <atomic>
+#include <functional>
 #include <gtest/gtest.h>
 #include <optional>
 #include <string>
@@ -81,7 +82,6 @@ TEST_F(InterruptionTest, OutsideOfAScanTheSystemIsLeftToEndTheProgram) {
 }
 
 TEST_F(InterruptionTest, DuringTheEnumerationTheProgramEndsAtOnceBelowItsBlock) {
-    display.start(progress);
     ScanInterruption scan(progress, display);
     EXPECT_EQ(ended_by(CTRL_C_EVENT), control_c_exit);
     EXPECT_EQ(errors.str(), plain);
@@ -89,6 +89,56 @@ TEST_F(InterruptionTest, DuringTheEnumerationTheProgramEndsAtOnceBelowItsBlock) 
     EXPECT_TRUE(console.cursor.bVisible);
     const FakeConsole::Calls calls = console.calls();
     EXPECT_EQ(calls[calls.size() - 2], "SetConsoleCursorInfo 25 visible");
+}
+
+// Runs `meanwhile` on a thread of its own when the display next asks where its block is: when it
+// starts, the cursor has just been hidden, and when it stops, it is not visible again yet.
+class DuringTheNextQuestion {
+  public:
+    DuringTheNextQuestion(FakeConsole& console, std::function<void()> meanwhile) {
+        console.on_call = [this, meanwhile](const std::string& call) {
+            if (call != "GetConsoleScreenBufferInfo" || asked_)
+                return;
+            asked_ = true;
+            thread_ = std::thread([this, meanwhile] {
+                begun_ = true;
+                meanwhile();
+            });
+            while (!begun_)
+                std::this_thread::yield();
+            for (int turn = 0; turn < 1000; ++turn)
+                std::this_thread::yield();
+        };
+    }
+    void join() { thread_.join(); }
+
+  private:
+    std::atomic<bool> asked_{false};
+    std::atomic<bool> begun_{false};
+    std::thread thread_;
+};
+
+TEST_F(InterruptionTest, AnEventWhileTheDisplayStartsEndsTheProgramBelowTheBlock) {
+    std::optional<UINT> code;
+    DuringTheNextQuestion event(console, [&] { code = ended_by(CTRL_C_EVENT); });
+    ScanInterruption scan(progress, display);
+    event.join();
+    EXPECT_EQ(code, control_c_exit);
+    EXPECT_EQ(console.calls("SetConsoleCursorInfo 25 visible").size(), 1u);
+}
+
+TEST_F(InterruptionTest, AnEventWhileTheDisplayStopsWaitsUntilTheCursorIsVisible) {
+    ScanInterruption scan(progress, display);
+    std::optional<BOOL> answer;
+    std::size_t shown = 0;
+    DuringTheNextQuestion event(console, [&] {
+        answer = handler(CTRL_C_EVENT);
+        shown = console.calls("SetConsoleCursorInfo 25 visible").size();
+    });
+    scan.finish();
+    event.join();
+    EXPECT_EQ(answer, std::optional<BOOL>(FALSE));
+    EXPECT_EQ(shown, 1u);
 }
 
 TEST_F(InterruptionTest, DuringTheAnalysisTheScanIsAskedToStop) {
@@ -112,6 +162,7 @@ TEST_F(InterruptionTest, ASecondEventEndsTheProgramAtOnce) {
 
 // When the handler of these events returns, the system ends the process.
 TEST_F(InterruptionTest, AClosedWindowWaitsForTheRunToEndTheProgram) {
+    console.redirected = {console.output};  // the one who sleeps is not the display
     progress.phase = ScanPhase::analysing;
     for (const DWORD event : {CTRL_CLOSE_EVENT, CTRL_LOGOFF_EVENT, CTRL_SHUTDOWN_EVENT}) {
         progress.stop_requested = false;
@@ -126,6 +177,19 @@ TEST_F(InterruptionTest, AClosedWindowWaitsForTheRunToEndTheProgram) {
         EXPECT_EQ(slept, std::vector<DWORD>{INFINITE});
         EXPECT_TRUE(progress.stop_requested);
     }
+}
+
+// The user does not wait for the scan to stop: what it knows is saved all the same.
+TEST_F(InterruptionTest, AWindowThatIsClosedAfterControlCWaitsAsWell) {
+    console.redirected = {console.output};
+    progress.phase = ScanPhase::analysing;
+    ScanInterruption scan(progress, display);
+    EXPECT_EQ(ended_by(CTRL_C_EVENT), std::nullopt);
+    std::vector<DWORD> slept;
+    hooks().Sleep = [&](DWORD milliseconds) { slept.push_back(milliseconds); };
+    EXPECT_EQ(ended_by(CTRL_CLOSE_EVENT), std::nullopt);
+    EXPECT_EQ(slept, std::vector<DWORD>{INFINITE});
+    EXPECT_EQ(ended_by(CTRL_C_EVENT), control_c_exit);
 }
 
 TEST_F(InterruptionTest, TheRunGoesNoFurtherWhileAnEventEndsTheProgram) {
