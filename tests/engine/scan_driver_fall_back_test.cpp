@@ -9,7 +9,6 @@
 #include <ostream>
 #include <stdexcept>
 #include <string>
-#include <vector>
 
 #include "support/fake_clock.h"
 #include "support/import_replacement.h"

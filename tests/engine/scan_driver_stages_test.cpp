@@ -5,7 +5,6 @@
 #include <cstdint>
 #include <gtest/gtest.h>
 #include <new>
-#include <optional>
 #include <set>
 #include <string>
 #include <utility>

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 #include <map>
+#include <new>
 #include <ostream>
 #include <string>
 #include <utility>
@@ -243,6 +244,14 @@ TEST_F(MetadataRefreshTest, EveryPairOfQueriesIsAwaitedBeforeTheNext) {
     worker_pool one(1);
     EXPECT_TRUE(refresh(changed, one));
     EXPECT_EQ(asked_for.size(), 20u);
+}
+
+TEST_F(MetadataRefreshTest, WhatAJobThrowsPassesThrough) {
+    const std::uint64_t a = add(L"a");
+    hooks().GetFileAttributesExW = [](auto...) -> BOOL { throw std::bad_alloc(); };
+    EXPECT_THROW((void)refresh({a}), std::bad_alloc);
+    EXPECT_EQ(records.size(), 1u);
+    EXPECT_EQ(statistics.failures, 0u);
 }
 
 }  // namespace

@@ -66,6 +66,7 @@ TEST_F(MftFailureTest, WithoutTheRootTheSerialNumberOrTheJournalNoTableIsRead) {
                                failing(Request::volume_information, 1, ERROR_NOT_READY),
                                failing(Request::query_journal, 0, ERROR_JOURNAL_NOT_ACTIVE),
                                claiming(Request::query_journal, 0, 55)}) {
+        SCOPED_TRACE("request " + std::to_string(static_cast<int>(fault.request)));
         volume.plant(fault);
         expect_given_up();
         EXPECT_EQ(volume.count(Request::list_table), 0u);

@@ -161,6 +161,7 @@ TEST_F(UsnDeltaReadingTest, WithoutTheRootOrTheSerialNumberNothingIsRead) {
     for (const Fault& fault : {failing(Request::open_file, 0, ERROR_ACCESS_DENIED),
                                failing(Request::identify_file, 0, ERROR_INVALID_FUNCTION),
                                failing(Request::volume_information, 0, ERROR_NOT_READY)}) {
+        SCOPED_TRACE("request " + std::to_string(static_cast<int>(fault.request)));
         volume.plant(fault);
         expect_refused_unread();
         EXPECT_EQ(volume.faults_left(), 0u);

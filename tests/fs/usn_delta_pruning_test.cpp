@@ -5,7 +5,6 @@
 #include <cstdint>
 #include <gtest/gtest.h>
 #include <string>
-#include <vector>
 
 #include "fs/usn_delta.h"
 #include "support/delta_volume.h"
