@@ -163,9 +163,24 @@ TEST_F(SizeGroupsTest, AFurtherNameOfAFileWhoseDigestsAreKnownIsRead) {
     identify(1, 4, 6, 7);
     identify(3, 5, 5, 7);
     identify(4, 5, 6, 8);
+    identify(5, 5, 6, 7);
+    entries[5].has_file_id = false;
     EXPECT_EQ(unread_of(10), 4U) << "all but the file and its one further name";
     entries[2].has_file_id = false;
     EXPECT_EQ(unread_of(10), 5U);
+}
+
+TEST_F(SizeGroupsTest, FurtherNamesAreFoundInWhateverOrderTheFilesStand) {
+    for (int i = 0; i < 12; ++i)
+        add(10);
+    for (std::size_t i = 0; i < 6; ++i) {
+        identify(i, 10 - i, i % 2, 7 - i % 3);
+        entries[i].has_sample_digest = true;
+        identify(11 - i, 10 - i, i % 2, 7 - i % 3);
+    }
+    EXPECT_EQ(unread_of(10), 0U);
+    ++entries[6].file_id.low;
+    EXPECT_EQ(unread_of(10), 1U);
 }
 
 TEST_F(SizeGroupsTest, AnEmptyFileIsReadWhenItsIdentityIsKnown) {

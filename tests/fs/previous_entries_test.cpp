@@ -94,6 +94,19 @@ TEST(PreviousEntriesTest, PathsAreMetAsNewAndThenAsKnown) {
     }
 }
 
+TEST(PreviousEntriesTest, AGrowingFolderKeepsItsOwnNamesApartFromThoseOfTheFolderBefore) {
+    Paths paths;
+    for (const wchar_t* const folder : {L"a\\", L"b\\"})
+        for (wchar_t name = 0x100; name < 0x500; ++name)
+            if (folder[0] == L'b' || name < 0x11D)
+                paths.push_back(std::wstring(folder) + name);
+    detail::MetPaths met;
+    for (const std::wstring& path : paths)
+        ASSERT_TRUE(met.add(path));
+    for (std::size_t i = 29; i < paths.size(); ++i)
+        EXPECT_FALSE(met.add(paths[i]));
+}
+
 TEST(PreviousEntriesTest, APathIsMetAgainWhereverItsFolderStands) {
     detail::MetPaths met;
     EXPECT_TRUE(met.add(L"a"));
