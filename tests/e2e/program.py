@@ -132,9 +132,10 @@ class Workspace:
     def new_folder(self, name):
         return pathlib.Path(tempfile.mkdtemp(prefix=name + "-", dir=self.path))
 
-    def run(self, *arguments, folder=None, environment=None, prefix=None, command=None):
+    def run(self, *arguments, folder=None, environment=None, prefix=None, command=None,
+            time_limit=TIME_LIMIT):
         """Runs the program. `environment` adds variables (None removes one); `command` replaces
-        the program, for one that starts it."""
+        the program, for one that starts it; `time_limit` is in seconds."""
         folder = pathlib.Path(folder) if folder else self.new_folder("run")
         variables = wine_environment(prefix.path if prefix else None)
         variables["LARKSPINE_INDEX_DIRECTORY"] = windows_path(self.new_folder("index"))
@@ -150,7 +151,7 @@ class Workspace:
             with tempfile.TemporaryFile() as out, tempfile.TemporaryFile() as err:
                 done = subprocess.run([*launcher, wine(), *(command or [exe()]), *arguments],
                                       cwd=folder, env=variables, stdin=subprocess.DEVNULL,
-                                      stdout=out, stderr=err, timeout=TIME_LIMIT, check=False)
+                                      stdout=out, stderr=err, timeout=time_limit, check=False)
                 out.seek(0)
                 err.seek(0)
                 written = tuple(sorted(set(_reports_in(folder)) - before))
