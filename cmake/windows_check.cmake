@@ -13,6 +13,11 @@ add_library(windows_check_core STATIC ${check_sources})
 target_include_directories(windows_check_core PUBLIC "${PROJECT_SOURCE_DIR}/windows_check")
 target_link_libraries(windows_check_core PUBLIC windows_check_leaves)
 larkspine_warnings(windows_check_core)
+# The target all_verify_interface_header_sets compiles each header alone.
+file(GLOB check_headers CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/windows_check/*.h")
+target_sources(windows_check_core INTERFACE
+    FILE_SET HEADERS BASE_DIRS "${PROJECT_SOURCE_DIR}/windows_check" FILES ${check_headers})
+set_target_properties(windows_check_core PROPERTIES VERIFY_INTERFACE_HEADER_SETS ON)
 
 add_executable(windows_check windows_check/main.cpp)
 target_link_libraries(windows_check PRIVATE windows_check_core)

@@ -29,10 +29,16 @@ VIRTUAL_STORAGE_TYPE vhdx() {
 // Not linked: a kit that finds no such library still runs in a folder.
 class VirtualDiskLibrary {
   public:
+    // Null when it has none of that name.
+    template <typename Function>
+    Function find(const char* name) const noexcept {
+        if (library_ == nullptr)
+            return nullptr;
+        return reinterpret_cast<Function>(reinterpret_cast<void*>(GetProcAddress(library_, name)));
+    }
     template <typename Function>
     Function get(const char* name) const {
-        const auto function =
-            reinterpret_cast<Function>(reinterpret_cast<void*>(GetProcAddress(library_, name)));
+        const auto function = find<Function>(name);
         if (function == nullptr)
             throw std::runtime_error(std::string("virtdisk.dll: ") + name);
         return function;
@@ -73,12 +79,9 @@ void must_be_blank(const std::wstring& disk, std::uint64_t size) {
         throw std::runtime_error("un disque qui n’est pas vierge / a disk that is not blank");
 }
 
-class WindowsDiskTools : public DiskTools {
+class WindowsDiskTools final : public DiskTools {
   public:
     explicit WindowsDiskTools(std::wstring scratch) : scratch_(std::move(scratch)) {}
-    ~WindowsDiskTools() override { detach(); }
-    WindowsDiskTools(const WindowsDiskTools&) = delete;
-    WindowsDiskTools& operator=(const WindowsDiskTools&) = delete;
 
     void create_image(const std::wstring& file, std::uint64_t size) override {
         VIRTUAL_STORAGE_TYPE type = vhdx();
@@ -124,7 +127,13 @@ class WindowsDiskTools : public DiskTools {
         return static_cast<unsigned>(std::stoul(disk.substr(prefix.size())));
     }
 
-    void detach() noexcept override { disk_.reset(); }
+    void detach() noexcept override {
+        // Closing the handle does it too, but may not be over when the image is to be deleted.
+        const auto detach = library_.find<decltype(&DetachVirtualDisk)>("DetachVirtualDisk");
+        if (disk_ && detach != nullptr)
+            detach(disk_.get(), DETACH_VIRTUAL_DISK_FLAG_NONE, 0);
+        disk_.reset();
+    }
 
     void diskpart(const std::string& script) override {
         const std::wstring commands = join_path(scratch_, L"diskpart.txt");

@@ -3,9 +3,9 @@
 #pragma once
 
 #include <array>
-#include <compare>
 #include <cstdint>
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace larkspine::check {
@@ -13,7 +13,10 @@ namespace larkspine::check {
 struct FileIdentifier {
     std::uint64_t volume = 0;
     std::array<std::uint8_t, 16> file{};
-    auto operator<=>(const FileIdentifier&) const = default;
+    bool operator==(const FileIdentifier&) const = default;
+    friend bool operator<(const FileIdentifier& a, const FileIdentifier& b) {
+        return std::tie(a.volume, a.file) < std::tie(b.volume, b.file);
+    }
 };
 
 struct WalkedFile {

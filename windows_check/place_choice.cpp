@@ -1,6 +1,6 @@
 #include "place_choice.h"
 
-#include <array>
+#include <algorithm>
 
 #include "base/path_forms.h"
 #include "files.h"
@@ -23,10 +23,8 @@ bool is_empty(const std::wstring& folder) {
     const auto names = list_folder(folder);
     if (!names)
         throw std::runtime_error("illisible / not readable: " + utf8(folder));
-    for (const ListedName& entry : *names)
-        if (!is_of_the_system(entry.name))
-            return false;
-    return true;
+    return std::ranges::all_of(
+        *names, [](const ListedName& entry) { return is_of_the_system(entry.name); });
 }
 
 // A drive or folder of the user's, which was empty and is empty again.
@@ -63,7 +61,7 @@ class EmptyPlace : public ChosenPlace {
 class OwnVolume : public ChosenPlace {
   public:
     explicit OwnVolume(const WorkFolder& work)
-        : tools_(make_disk_tools(work.path())),
+        : tools_(make_disk_tools(work.runs())),
           image_(*tools_, strip_long_path_prefix(work.image())) {}
 
     [[nodiscard]] std::wstring root() const override { return image_.root(); }
@@ -103,7 +101,7 @@ std::unique_ptr<ChosenPlace> choose_place(const KitOptions& options, const WorkF
     if (!options.folder.empty())
         return std::make_unique<EmptyPlace>(strip_long_path_prefix(long_form(options.folder)));
     if (!options.drive.empty()) {
-        if (!make_disk_tools(work.path())->drive_answers(options.drive))
+        if (!make_disk_tools(work.runs())->drive_answers(options.drive))
             throw std::runtime_error("pas de NTFS / no NTFS: " + utf8(options.drive));
         return std::make_unique<EmptyPlace>(options.drive);
     }

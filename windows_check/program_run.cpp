@@ -66,8 +66,11 @@ void plant_fault(const Child& child) {
 ProgramRun::ProgramRun(ProgramSettings settings) : settings_(std::move(settings)) {}
 
 std::wstring ProgramRun::prepare(const RunRequest& request) const {
-    // A name of the step may hold what a file name cannot.
-    std::wstring name = request.name;
+    // A name of the step may hold what a file name cannot; and the path of a current directory has
+    // no more than 260 characters.
+    std::wstring name = request.name.substr(0, 40);
+    while (name.ends_with(L' '))
+        name.pop_back();
     for (wchar_t& unit : name)
         if (std::wstring_view(L"<>:\"/\\|?*").find(unit) != std::wstring_view::npos)
             unit = L'_';
@@ -80,7 +83,8 @@ std::wstring ProgramRun::prepare(const RunRequest& request) const {
     return folder;
 }
 
-RunOutcome ProgramRun::attempt(const RunRequest& request, const std::wstring& folder, bool fault) {
+RunOutcome ProgramRun::attempt(const RunRequest& request, const std::wstring& folder,
+                               bool fault) const {
     const std::wstring output = join_path(folder, L"stdout.txt");
     const std::wstring errors = join_path(folder, L"stderr.txt");
     RunOutcome outcome;

@@ -40,9 +40,9 @@ class ProgramRun : public Program {
     [[nodiscard]] unsigned starts_repeated() const { return starts_repeated_; }
 
   private:
-    struct Attempt;
     [[nodiscard]] std::wstring prepare(const RunRequest& request) const;
-    RunOutcome attempt(const RunRequest& request, const std::wstring& folder, bool fault);
+    [[nodiscard]] RunOutcome attempt(const RunRequest& request, const std::wstring& folder,
+                                     bool fault) const;
 
     ProgramSettings settings_;
     unsigned starts_repeated_ = 0;

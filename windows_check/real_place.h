@@ -25,11 +25,11 @@ class RealPlace : public Place {
                    std::string_view contents) override;
     void truncate(std::wstring_view file, std::uint64_t size) override;
     void rename(std::wstring_view from, std::wstring_view to) override;
-    void remove(std::wstring_view path) override;
+    void remove(std::wstring_view relative) override;
     void remove_tree(std::wstring_view folder) override;
     void link(std::wstring_view existing, std::wstring_view added) override;
-    void set_attributes(std::wstring_view path, std::uint32_t attributes) override;
-    void touch(std::wstring_view path) override;
+    void set_attributes(std::wstring_view relative, std::uint32_t attributes) override;
+    void touch(std::wstring_view relative) override;
 
     [[nodiscard]] std::optional<USN_JOURNAL_DATA_V0> journal() override;
     [[nodiscard]] std::string why_no_journal() const override { return no_journal_; }

@@ -34,10 +34,13 @@ void VolumeImage::build() {
     disk_ = tools_.attach(file_, image_size);
     stop_if_interrupted();
     root_ = std::wstring(1, tools_.free_letter()) + L":\\";
-    // diskpart ends at the first command that fails. None of these takes anything from a disk that
+    // A system may leave new disks offline. diskpart ends at the first command that fails without
+    // being allowed to. None of these takes anything from a disk that
     // already has partitions.
     tools_.diskpart("select disk " + std::to_string(disk_) +
                     "\r\n"
+                    "online disk noerr\r\n"
+                    "attributes disk clear readonly noerr\r\n"
                     "create partition primary size=1900\r\n"
                     "format fs=ntfs label=LARKSPINE quick\r\n"
                     "assign letter=" +
@@ -65,8 +68,9 @@ void VolumeImage::undo() noexcept {
     if (!mounted_.empty())
         tools_.delete_mount_point(mounted_);
     tools_.detach();
-    if (exists(file_))
-        remove_tree(file_);
+    // The system may hold it for a moment longer.
+    for (int attempt = 0; exists(file_) && !remove_tree(file_) && attempt < 50; ++attempt)
+        Sleep(100);
 }
 
 }  // namespace larkspine::check

@@ -55,14 +55,14 @@ def wine_environment(prefix=None):
     environment.setdefault("WINEDLLOVERRIDES", "mscoree,mshtml=;winedbg.exe=d")
     return environment
 
-def completed(command, **settings):
+def completed(command, time_limit=TIME_LIMIT, **settings):
     """subprocess.run for a command that starts Wine; what it says is kept as bytes."""
     for attempt in range(3):
         # Files, not pipes: Wine's services may inherit them and would hold a pipe open.
         with tempfile.TemporaryFile() as out, tempfile.TemporaryFile() as err:
             began = time.monotonic()
             code = subprocess.run(command, stdin=subprocess.DEVNULL, stdout=out, stderr=err,
-                                  timeout=TIME_LIMIT, check=False, **settings).returncode
+                                  timeout=time_limit, check=False, **settings).returncode
             took = time.monotonic() - began
             out.seek(0)
             err.seek(0)
@@ -156,9 +156,10 @@ class Workspace:
     def new_folder(self, name):
         return pathlib.Path(tempfile.mkdtemp(prefix=name + "-", dir=self.path))
 
-    def run(self, *arguments, folder=None, environment=None, prefix=None, command=None):
+    def run(self, *arguments, folder=None, environment=None, prefix=None, command=None,
+            time_limit=TIME_LIMIT):
         """Runs the program. `environment` adds variables (None removes one); `command` replaces
-        the program, for one that starts it."""
+        the program, for one that starts it; `time_limit` is in seconds."""
         folder = pathlib.Path(folder) if folder else self.new_folder("run")
         variables = wine_environment(prefix.path if prefix else None)
         variables["LARKSPINE_INDEX_DIRECTORY"] = windows_path(self.new_folder("index"))
@@ -170,7 +171,7 @@ class Workspace:
         launcher = prefix.launcher if prefix else ()
         before = set(_reports_in(folder))
         done = completed([*launcher, wine(), *(command or [exe()]), *arguments],
-                         cwd=folder, env=variables)
+                         cwd=folder, env=variables, time_limit=time_limit)
         written = tuple(sorted(set(_reports_in(folder)) - before))
         return Run(done.returncode, done.stdout, done.stderr, folder, written)
 

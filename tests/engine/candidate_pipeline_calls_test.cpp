@@ -141,7 +141,7 @@ TEST_F(CandidatePipelineCallsTest, VerificationComparesWithTheFirstOfEachClassIn
 // Paths that differ beyond ASCII are compared by the system, which is how comparisons are counted.
 TEST_F(CandidatePipelineCallsTest, RowsThatComeSortedAreComparedOnceEachAndOthersAreSorted) {
     for (wchar_t letter = 0x660; letter < 0x66A; ++letter) {
-        candidates.emplace_back().path = std::wstring(L"\\\\?\\C:\\") + letter;
+        candidates.emplace_back().path = tree.path(std::wstring(1, letter));
         list.push_back(&candidates.back());
     }
     std::uint64_t comparisons = 0;
