@@ -95,11 +95,12 @@ TEST(PreviousEntriesTest, PathsAreMetAsNewAndThenAsKnown) {
 }
 
 TEST(PreviousEntriesTest, AGrowingFolderKeepsItsOwnNamesApartFromThoseOfTheFolderBefore) {
+    // The names of the first folder come last in the second, behind all growing.
     Paths paths;
-    for (const wchar_t* const folder : {L"a\\", L"b\\"})
-        for (wchar_t name = 0x100; name < 0x500; ++name)
-            if (folder[0] == L'b' || name < 0x11D)
-                paths.push_back(std::wstring(folder) + name);
+    for (wchar_t name = 0x100; name < 0x11D; ++name)
+        paths.push_back(std::wstring(L"a\\") + name);
+    for (wchar_t name = 0x500; name-- > 0x100;)
+        paths.push_back(std::wstring(L"b\\") + name);
     detail::MetPaths met;
     for (const std::wstring& path : paths)
         ASSERT_TRUE(met.add(path));

@@ -19,6 +19,7 @@ TEST(CsvRowTest, DoubleQuotesAreDoubledWhereverTheyStand) {
     EXPECT_EQ(doubled("\"a"), "\"\"a");
     EXPECT_EQ(doubled("a\""), "a\"\"");
     EXPECT_EQ(doubled("a\"b\"\"c"), "a\"\"b\"\"\"\"c");
+    EXPECT_EQ(doubled("\"\"bb"), "\"\"\"\"bb");
 }
 
 TEST(CsvRowTest, AnyOtherByteStaysAsItIs) {
