@@ -6,7 +6,7 @@
 
 #include "app/console_handle.h"
 #include "app/console_pause.h"
-#include "app/run.h"
+#include "app/exit_codes.h"
 
 namespace larkspine {
 namespace {

@@ -3,7 +3,7 @@
 #include <iostream>
 #include <mutex>
 
-#include "app/run.h"
+#include "app/exit_codes.h"
 
 namespace larkspine {
 namespace {
@@ -50,7 +50,8 @@ void install_interruption_handler() {
     SetConsoleCtrlHandler(handle_console_event, TRUE);
 }
 
-ScanInterruption::ScanInterruption(ScanProgress& progress, ProgressDisplay& display) {
+ScanInterruption::ScanInterruption(ScanProgress& progress, ProgressDisplay& display)
+    : display_(display) {
     const std::lock_guard lock(scan_mutex);
     display.start(progress);
     scan_progress = &progress;
@@ -63,9 +64,7 @@ ScanInterruption::~ScanInterruption() {
 
 void ScanInterruption::finish() {
     const std::lock_guard lock(scan_mutex);
-    if (scan_display == nullptr)
-        return;
-    scan_display->stop();
+    display_.stop();
     scan_progress = nullptr;
     scan_display = nullptr;
 }

@@ -22,7 +22,7 @@ inline constexpr const wchar_t* interrupted_text = L"Analyse interrompue.\n";
 void install_interruption_handler();
 
 // From its construction to finish() the handler acts on this scan, and `display` shows it. One at a
-// time, on the main thread. `progress` and `display` must live until finish() has returned.
+// time, on the main thread. `progress` and `display` must outlive it.
 class ScanInterruption {
   public:
     // Starts `display`, and throws what that throws.
@@ -35,6 +35,9 @@ class ScanInterruption {
     // The scan is over: stops `display`. Does not return when an event is ending the program at
     // this very moment. A second call does nothing.
     void finish();
+
+  private:
+    ProgressDisplay& display_;
 };
 
 }  // namespace larkspine

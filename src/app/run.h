@@ -2,16 +2,9 @@
 // which the caller has made able to carry it (wide_output). Called on the main thread.
 #pragma once
 
-namespace larkspine {
+#include "app/exit_codes.h"
 
-// One exit code for each outcome.
-inline constexpr int exit_success = 0;
-inline constexpr int exit_invalid_parameters = 1;
-inline constexpr int exit_folder_not_accessible = 2;
-inline constexpr int exit_exception = 3;
-inline constexpr int exit_report_not_written = 4;
-// Ctrl+C and its like during a scan: what Windows gives a program that does not handle them.
-inline constexpr int exit_interrupted = static_cast<int>(0xC000013A);
+namespace larkspine {
 
 // Banner, options, scan, report, summary. Returns the exit code of a normal outcome, exit_exception
 // when the scan threw, or exit_interrupted, after which run_guarded does not pause. Exceptions from

@@ -36,6 +36,30 @@ bool candidate_less(const FileCandidate* a, const FileCandidate* b) noexcept {
     return path_less(a->path, b->path);
 }
 
+// Sorts by path; false, with the order undefined, when `stop` is set on the way. Millions of files
+// of one size take seconds, so they are sorted in runs, which are then merged, with a look at
+// `stop` between two steps of a tenth of a second or so.
+bool sort_by_path(std::vector<FileCandidate*>& candidates, const std::atomic<bool>& stop) {
+    constexpr std::size_t run = 32'768;
+    const std::size_t size = candidates.size();
+    const auto at = [&](std::size_t index) {
+        return candidates.begin() + static_cast<std::ptrdiff_t>(std::min(index, size));
+    };
+    for (std::size_t first = 0; first < size; first += run) {
+        if (stop)
+            return false;
+        std::sort(at(first), at(first + run), candidate_less);
+    }
+    for (std::size_t sorted = run; sorted < size; sorted *= 2)
+        for (std::size_t first = 0; first + sorted < size; first += 2 * sorted) {
+            if (stop)
+                return false;
+            std::inplace_merge(at(first), at(first + sorted), at(first + 2 * sorted),
+                               candidate_less);
+        }
+    return true;
+}
+
 // Buckets the candidates by their digest of `stage`, keeping their order; those that could not be
 // hashed are left out. The table and its lists are in `memory`, which must outlive them: a span of
 // a bucket is good as long as the table and `memory` are. The candidates belong to the snapshot.
@@ -89,13 +113,16 @@ std::vector<FileCandidate*> collapse_hardlinks(std::span<FileCandidate* const> c
             ++stats.failures;
     }
     for (auto& [identity, names] : buckets) {
+        if (stop)
+            return {};
         if (names.size() > 1) {
             ++stats.hardlink_groups;
             stats.hardlinks_collapsed += names.size() - 1;
         }
         survivors.push_back(*std::min_element(names.begin(), names.end(), candidate_less));
     }
-    std::sort(survivors.begin(), survivors.end(), candidate_less);
+    if (!sort_by_path(survivors, stop))
+        return {};
     return survivors;
 }
 

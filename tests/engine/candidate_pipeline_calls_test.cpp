@@ -2,6 +2,8 @@
 #include "base/win32_api.h"
 
 #include <algorithm>
+#include <atomic>
+#include <cstddef>
 #include <gtest/gtest.h>
 #include <iterator>
 #include <string>
@@ -157,6 +159,28 @@ TEST_F(CandidatePipelineCallsTest, RowsThatComeSortedAreComparedOnceEachAndOther
     for (wchar_t letter = 0x660; letter < 0x66A; ++letter)
         sorted.emplace_back(1, letter);
     EXPECT_EQ(groups(), std::vector<Names>(2, sorted));
+}
+
+// Sorting two million names takes nine seconds, which nobody who pressed Ctrl+C waits for.
+TEST_F(CandidatePipelineCallsTest, AStopWhileMillionsAreSortedIsSeenBetweenTwoSteps) {
+    constexpr std::size_t files = 150'000;
+    constexpr std::size_t units = 20'000;  // no two names differ first in an ASCII character
+    std::vector<detail::FileCandidate> many(files);
+    std::vector<detail::FileCandidate*> group;
+    for (std::size_t i = 0; i < files; ++i) {
+        many[i].path = {static_cast<wchar_t>(0x4E00 + i % units),
+                        static_cast<wchar_t>(0x4E00 + i / units)};
+        group.push_back(&identify(many[i], 0, i));
+    }
+    std::atomic<bool> stop{false};
+    std::size_t comparisons = 0;
+    hooks().CompareStringOrdinal = [&](auto... arguments) {
+        ++comparisons;
+        stop = true;
+        return real_imports().CompareStringOrdinal(arguments...);
+    };
+    EXPECT_TRUE(detail::collapse_hardlinks(group, statistics, stop).empty());
+    EXPECT_LT(comparisons, files * 5);
 }
 
 }  // namespace
