@@ -14,9 +14,9 @@ GROWTH_TARGET = 1.10  # cost per entry at a larger size, divided by that at the 
 
 
 class Row:
-    def __init__(self, name, program, size, target, what, tenth=True, large=True):
+    def __init__(self, name, program, size, target, what, tenth=True, large=True, unit='ms'):
         self.name, self.program, self.size, self.target = name, program, size, target
-        self.what, self.tenth, self.large = what, tenth, large
+        self.what, self.tenth, self.large, self.unit = what, tenth, large, unit
 
     def sizes(self, times):
         sizes = [self.size // 10] if self.tenth else []
@@ -44,10 +44,27 @@ ROWS = [
     Row('metadata', 'volume', 20_000, 1.3, 'metadata of files answered at once'),
     Row('delta', 'volume', MILLION, 2, 'journal delta, files, of which 1 % changed'),
     Row('pipeline', 'pipeline', MILLION, 5, 'candidate pipeline, candidates'),
-    Row('report', 'report', MILLION, 1.5, 'report, rows'),
+    Row('report', 'report', MILLION, 2.2, 'report, rows'),
+    Row('carry-over', 'carry_over', MILLION, 0.1, 'digests carried over, all as before, entries'),
+    Row('carry-over-1', 'carry_over', MILLION, 0.5, 'the same, 1 % of the files renamed'),
+    Row('carry-over-all', 'carry_over', MILLION, 1.05, 'the same, everything moved'),
     Row('second-run', 'run', 20_000, 0.25, 'second run of the program beside the first, files'),
-    Row('memory', 'index', MILLION, 2.5, 'peak memory of load and save, entries'),
+    Row('memory', 'index', MILLION, 2.5, 'peak memory of load and save, entries', unit='MB'),
+    Row('memory-walk', 'walk_memory', 1_060_000, 1, 'peak of a walked second run, entries',
+        unit='MB'),
+    Row('bar-small', 'bar', 4_000, 0.10, 'bar beside time, small files', tenth=False, large=False,
+        unit=''),
+    Row('bar-mixed', 'bar', 4_000, 0.10, 'bar beside time, files of all sizes', tenth=False,
+        large=False, unit=''),
+    Row('bar-huge', 'bar', 1_000, 0.10, 'bar beside time, the same with ten of 2 GiB', tenth=False,
+        large=False, unit=''),
 ]
+
+
+def chosen_rows(names):
+    """The rows that the names stand for: `bar` for every row that begins with `bar-`, too."""
+    return [row for row in ROWS
+            if not names or any(f'{row.name}-'.startswith(f'{name}-') for name in names)]
 
 
 def run(row, sizes, rounds):
@@ -94,16 +111,15 @@ class Figures:
 
 
 def amount(row, value):
-    if row.name == 'memory':
-        return f'{value / 1e6:,.1f} MB'
-    return f'{value * 1e3:,.1f} ms'
+    factor = {'ms': 1e3, 'MB': 1e-6, '': 1}[row.unit]
+    return f'{value * factor:,.{1 if row.unit else 3}f} {row.unit}'.strip()
 
 
 def print_table_row(row, figures):
     last = next(one for one in figures if one.size == row.size)
     growth = ', '.join(f'{one.growth:.2f}{"" if one.growth <= GROWTH_TARGET else " (no)"}'
                        for one in figures if one.growth is not None)
-    print(f'| {row.name:12} | {row.what:44} | {row.size:9,} | {amount(row, last.ours):>12} '
+    print(f'| {row.name:14} | {row.what:44} | {row.size:9,} | {amount(row, last.ours):>12} '
           f'| {amount(row, last.beside):>12} | {last.ratio:6.2f} | {last.target:6.2f} '
           f'| {last.reached():7} | {growth or "-":15} |', flush=True)
 
@@ -121,7 +137,7 @@ def print_heading(csv):
     if csv:
         print('row,size,ours,beside,second,ratio,target,reached,growth,beside_growth')
         return
-    print(f'| {"row":12} | {"what":44} | {"size":>9} | {"ours":>12} | {"beside":>12} '
+    print(f'| {"row":14} | {"what":44} | {"size":>9} | {"ours":>12} | {"beside":>12} '
           f'| {"ratio":>6} | {"target":>6} | {"reached":7} | {"growth":15} |')
     print('|---|---|--:|--:|--:|--:|--:|---|---|', flush=True)
 
@@ -139,9 +155,9 @@ def main():
     options = parser.parse_args()
     if options.list:
         for row in ROWS:
-            print(f'{row.name:12} {row.what}')
+            print(f'{row.name:14} {row.what}')
         return
-    unknown = set(options.rows) - {row.name for row in ROWS}
+    unknown = {name for name in options.rows if not chosen_rows([name])}
     if unknown:
         sys.exit(f'bench: no row is named {", ".join(sorted(unknown))}')
     if options.times is not None and options.times < 2:
@@ -152,9 +168,7 @@ def main():
     if options.processor:
         os.environ['LARKSPINE_BENCH_CLOCK'] = 'processor'
     print_heading(options.csv)
-    for row in ROWS:
-        if options.rows and row.name not in options.rows:
-            continue
+    for row in chosen_rows(options.rows):
         sizes = row.sizes(options.times)
         taken = run(row, sizes, options.rounds)
         figures = [Figures(row, size, taken[size],

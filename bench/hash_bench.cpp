@@ -1,10 +1,9 @@
 // How fast are contents hashed?
 //
-// full-hash    eight large files of the same size, SIZE MiB in all, one worker; beside, as first
-// and
-//              second way: a loop that reads the same files in blocks of 1 MiB, and BLAKE3 over the
-//              same blocks in memory, the slower of the two first. One worker does both in turn, so
-//              what is allowed for is the slower one's share and all of the other
+// full-hash    eight large files of the same size, SIZE MiB in all, one worker; beside, two ways:
+//              a loop that reads the same files in blocks of 1 MiB, and BLAKE3 over the same
+//              blocks in memory, the slower one first. One worker does both in turn, so the
+//              target allows for the share of the slower one and for all of the other
 // full-hash-2  two workers; beside: one
 // samples      SIZE files of ordinary sizes (made_files.h), in folders of 100, one worker; beside:
 //              opening, reading and closing the same regions

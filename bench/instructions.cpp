@@ -14,7 +14,7 @@
 // rebuild-paths   the same files and folders as entries of a snapshot, their paths built anew
 // changes         changes of such entries: a tenth rename, a tenth write, a tenth delete a file,
 //                 the others set its attributes
-// csv-rows        rows of a report
+// csv-rows        rows of a report in groups of three
 // path-compare    a path in the form for comparison
 // path-views      two equal paths compared without that form
 #include <cstddef>
@@ -157,8 +157,9 @@ void rebuild_paths(std::size_t items) {
     detail::EntryMap entries(&memory);
     fill_entries(items, entries);
     const std::size_t before = entries.size();
-    measured(
-        [&] { larkspine::detail::rebuild_paths(root, root_reference, volume_serial, entries); });
+    measured([&] {
+        larkspine::detail::rebuild_paths(root, {root_reference, volume_serial}, {}, entries);
+    });
     require(entries.size() == before + 1, "rebuilding paths");
 }
 
@@ -192,10 +193,16 @@ void csv_rows(std::size_t items) {
     std::string text;
     std::size_t written = 0;
     measured([&] {
+        CsvRowFrame frame;
         for (std::size_t i = 0; i < items; ++i) {
+            if (i % 3 == 0)
+                frame.begin_group(1 + i / 3);
             text.clear();
-            append_csv_row(text, {.group = 1 + i / 3, .original = i % 3 == 0, .size = 100'000},
-                           path);
+            frame.append_start(text, i % 3 == 0);
+            const std::size_t start = text.size();
+            text.append(path);
+            double_quotes(text, start);
+            frame.append_end(text, 100'000 + i / 3);
             written += text.size();
         }
     });

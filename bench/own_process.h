@@ -1,5 +1,5 @@
-// Programs started from a benchmark: this one again, so that a measurement has a process and
-// thereby a peak of memory of its own, or another.
+// Starts programs from a benchmark: another program, or the benchmark itself, so that a measurement
+// has a process and a memory peak of its own.
 #pragma once
 
 #include "base/win32_api.h"

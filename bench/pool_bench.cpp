@@ -2,8 +2,8 @@
 //
 // SIZE empty jobs, no seed, in batches of twice the threads, each awaited before the next begins.
 //
-// pool  a pool of two threads; beside: the same batches handed to one thread, and its answer handed
-//       back, with one mutex and a condition variable for each direction and no futures
+// pool  a pool of two threads; beside: the same batches handed to one thread and its answers handed
+//       back, with one mutex, a condition variable for each direction, and no futures
 #include <condition_variable>
 #include <functional>
 #include <memory>

@@ -1,8 +1,8 @@
 // How fast is the report written?
 //
 // Groups of three files in path order, as a scan hands them over: paths of 76 code units, one in
-// ten with an accented letter. No seed: everything follows from the number of the row. SIZE is the
-// number of rows.
+// ten with an accented letter. No seed: a row's number determines all of it. SIZE is the number of
+// rows.
 //
 // report  beside: each row, ready as wide text, converted into a buffer of 256 KiB, which is
 //         written whenever it is full

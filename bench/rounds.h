@@ -1,13 +1,12 @@
-// What the small programs here have in common: each answers a few questions ("rows"), each question
-// at one or more sizes, and prints what every round took. What is made of the numbers is up to
-// scripts/bench_table.py.
+// What the benchmark programs share. Each answers a few questions ("rows") at one or more sizes,
+// and prints the time of every round. bench/bench_table.py makes the table.
 //
 //     x_bench ROW ROUNDS SIZE...
 //
-// All sizes are made first. Then every round asks each of them once, ours and the way beside it in
-// turn, so that a change of the machine's speed meets all alike. One round more than asked for is
-// run, and the first does not count. A line of the output is "SIZE OURS BESIDE SECOND", in seconds
-// (in bytes for a question about memory); SECOND is 0 unless the row has a second way beside it.
+// The input of every size is made first. Then each round runs every size, ours and the way beside
+// it in turn, so that a change of the machine's speed affects all alike. The first round does not
+// count; ROUNDS more follow. A line of the output is "SIZE OURS BESIDE SECOND", in seconds (in
+// bytes for a row about memory). SECOND is 0 unless the row has a second way beside it.
 #pragma once
 
 #include <algorithm>

@@ -1,11 +1,11 @@
 // What does the index save?
 //
 // A tree of SIZE files of ordinary sizes (made_files.h), in folders of 100; three in ten are copies
-// of the file before; seed 1. All files are in the cache. The program is the finished larkspine.exe
-// beside this one's folder, with four workers; its start is part of the time.
+// of the file before; seed 1. All files are in the cache. The program is the larkspine.exe beside
+// the folder of this one, with four workers. Its start is part of the time.
 //
-// second-run  a run on the unchanged tree with the index of the run before; beside: that run,
-//             which had none
+// second-run  a run on the unchanged tree with the index of the first run; beside: the first run,
+//             which had no index
 #include <string>
 #include <vector>
 

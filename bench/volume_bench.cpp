@@ -1,8 +1,8 @@
-// How does the program take a whole NTFS volume that answers at once?
+// How fast is a whole NTFS volume scanned when it answers at once?
 //
 // The large fake volume of the tests: SIZE files, a folder for every hundred, sixteen folders in a
-// folder, names of 14 and 17 code units; everything follows from a file's number, and so does what
-// is stored of it in an index. No seed.
+// folder, names of 14 and 17 code units. A file's number determines everything about it, its entry
+// in an index too. No seed.
 //
 // fast-path  a whole scan of an unchanged volume; a tenth of the files are in groups of three with
 //            equal digests, no other two have one size; beside: loading the index

@@ -6,6 +6,7 @@ set(windows_sources
     ${portable_sources}
     src/app/console_pause.cpp
     src/app/fatal_fault.cpp
+    src/app/interruption.cpp
     src/app/process_settings.cpp
     src/app/progress_display.cpp
     src/app/run.cpp
@@ -17,9 +18,9 @@ set(windows_sources
     src/engine/candidate_pipeline.cpp
     src/engine/content_hashing.cpp
     src/engine/scan_driver.cpp
-    src/fs/digest_carry_over.cpp
     src/fs/directory_walk.cpp
     src/fs/entry_identity.cpp
+    src/fs/exclusions.cpp
     src/fs/file_metadata.cpp
     src/fs/metadata_refresh.cpp
     src/fs/mft_enumeration.cpp

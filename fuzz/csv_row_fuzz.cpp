@@ -99,9 +99,17 @@ class RowsOfInput {
     std::span<const std::uint8_t> rest_;
 };
 
+void append_field(std::string& text, const std::string& path) {
+    text.push_back('"');
+    const std::size_t start = text.size();
+    text.append(path);
+    double_quotes(text, start);
+    text.push_back('"');
+}
+
 void check_field(const std::string& path) {
     std::string written;
-    append_csv_field(written, path);
+    append_field(written, path);
     std::size_t quotes = 0;
     for (const char unit : path)
         quotes += unit == '"' ? 1 : 0;
@@ -115,14 +123,20 @@ void check_field(const std::string& path) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     std::string written;
+    CsvRowFrame frame;
     std::vector<std::vector<std::string>> expected;
     for (RowsOfInput input(data, size); !input.empty();) {
-        const CsvRow row = {input.number(), input.byte() % 2 == 1, input.number()};
+        const std::uint64_t group = input.number();
+        const bool original = input.byte() % 2 == 1;
+        const std::uint64_t size_of_file = input.number();
         const std::string path = input.text();
         check_field(path);
-        append_csv_row(written, row, path);
-        expected.push_back({std::to_string(row.group), row.original ? "Original" : "Doublon", path,
-                            std::to_string(row.size)});
+        frame.begin_group(group);
+        frame.append_start(written, original);
+        append_field(written, path);
+        frame.append_end(written, size_of_file);
+        expected.push_back({std::to_string(group), original ? "Original" : "Doublon", path,
+                            std::to_string(size_of_file)});
     }
     const auto read = CsvReader(written).records();
     expect(read.size() == expected.size(), "every row is one record");

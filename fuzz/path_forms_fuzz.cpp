@@ -10,7 +10,7 @@
 
 #include "base/path_forms.h"
 #include "expect.h"
-#include "fs/exclusions.h"
+#include "fs/exclusion_rule.h"
 #include "index/index_key.h"
 #include "input_text.h"
 

@@ -18,8 +18,8 @@ export CCACHE_SLOPPINESS=pch_defines,time_macros,include_file_mtime,include_file
 # The Windows view of an absolute Linux path: drive Z: is the root folder.
 windows_path() { printf 'Z:%s' "${1//\//\\}"; }
 
-# Makes the Wine prefix unless it is there. The stamp holds this file's own checksum, so a change of
-# the settings below makes a new one.
+# Makes the Wine prefix unless it exists. The stamp holds this file's checksum, so a change of the
+# settings below makes a new prefix.
 make_wine_prefix() {
     local stamp="$WINEPREFIX/.ready" version
     version=$(cksum <"${BASH_SOURCE[0]}")
@@ -28,7 +28,7 @@ make_wine_prefix() {
     rm -rf "$WINEPREFIX"
     mkdir -p "$WINEPREFIX"
     "$WINE" wineboot --init </dev/null >/dev/null 2>&1
-    # Windows 10; consoles without a display; a crash shows no dialog that nobody could close.
+    # Windows 10; consoles without a display; no dialog after a crash.
     cat >"$WINEPREFIX/settings.reg" <<'REG'
 REGEDIT4
 
@@ -46,11 +46,10 @@ REG
     printf '%s' "$version" >"$stamp"
 }
 
-# With a server that stays, a program starts in 16 to 25 ms instead of 0.4 s and more. It ends by
-# itself after five minutes without a program. The server and the services that it starts inherit all
-# open files, hence the redirections.
+# With a running server a program starts in 16 to 25 ms instead of 0.4 s and more. The server ends after
+# five minutes without a program. It and its services inherit all open files, hence the redirections.
 start_wine_server() {
-    "$wineserver" -p300 </dev/null >/dev/null 2>&1 || true  # refused when one is running already
+    "$wineserver" -p300 </dev/null >/dev/null 2>&1 || true  # fails when one is already running
     "$WINE" wineboot </dev/null >/dev/null 2>&1
 }
 stop_wine_server() {
@@ -60,9 +59,8 @@ stop_wine_server() {
 
 minutes() { printf '%d:%02d' $(($1 / 60)) $(($1 % 60)); }
 
-# Runs a command as a stage of a longer run: one line when it is over, with the time that it took, and
-# a sign of life every 20 seconds. What the command prints is kept below build/log, and shown when it
-# fails.
+# Runs a command as a stage of a longer run. Prints its last line every 20 seconds, and its duration at
+# the end. All of its output is kept below build/log, and shown when it fails.
 stage() {
     local name=$1 began=$SECONDS shown=$SECONDS log code=0
     shift
@@ -86,8 +84,8 @@ stage() {
     printf '%s: %s\n' "$name" "$(minutes $((SECONDS - began)))"
 }
 
-# Runs a command that may take long for a person who waits: says what is done, unless it is over at
-# once, and shows what it printed only when it fails.
+# Runs a command that may take long. Says after two seconds what is running, then every 20 seconds, and
+# shows the command's output only when it fails.
 patiently() {
     local message=$1 log code=0 began=$SECONDS shown=-1
     shift

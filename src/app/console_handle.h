@@ -1,11 +1,11 @@
-// Telling a console from a file or a pipe. A failure of either test means that there is none.
+// Tells a console from a file or a pipe. When a test fails, there is no console.
 #pragma once
 
 #include "base/win32_api.h"
 
 namespace larkspine {
 
-// What GetStdHandle returned is a handle at all.
+// Whether GetStdHandle returned a handle.
 [[nodiscard]] inline bool is_valid_handle(HANDLE handle) noexcept {
     return handle != nullptr && handle != INVALID_HANDLE_VALUE;
 }

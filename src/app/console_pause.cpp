@@ -17,7 +17,7 @@ void flush(std::wostream& stream) {
     try {
         stream.flush();
     } catch (...) {
-        // A stream that throws has nowhere left to say so.
+        // There is no other stream on which to report that this one failed.
     }
 }
 

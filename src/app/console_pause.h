@@ -1,13 +1,13 @@
-// The pause that keeps a console window open which the program owns, and the cursor that the
-// progress block hides. Every console call may fail; a failure skips its own step.
+// The pause before a console window of the program's own closes, and the cursor, which the progress
+// block hides. Every console call may fail; a failure skips its own step.
 #pragma once
 
 #include <atomic>
 
 namespace larkspine {
 
-// Whether the program must not let its console window vanish. Set once at the start; any thread may
-// then take it.
+// Whether the program waits for Enter before it ends. Set once at the start; the first thread that
+// pauses clears it.
 extern std::atomic<bool> pause_on_exit;
 
 // Whether standard input and output are consoles to which this process alone is attached, as after

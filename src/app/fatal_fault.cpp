@@ -11,14 +11,14 @@
 namespace larkspine {
 namespace {
 
-// Reports on a stack of its own, because the thread has used up its own: what the system leaves for
+// Reports on a separate stack, because the thread's own is used up: what the system leaves for
 // handlers is less than a page, and formatting and the console need more. Never returns.
 [[noreturn]] void report_stack_overflow(EXCEPTION_POINTERS* exception) {
-    // Under Wine the report was seen to use 1.2 KiB; what the console of Windows needs is not
-    // known.
+    // Under Wine the report uses 1.2 KiB; what the console of Windows needs is not known.
     alignas(16) static std::byte stack[64 * 1024];
     static std::atomic<bool> taken = false;
-    // A second thread that overflows meanwhile has nowhere to go; the first ends the process.
+    // There is one such stack. A second thread that overflows waits here until the first has ended
+    // the process.
     while (taken.exchange(true))
         YieldProcessor();
     // 32 bytes above the return address belong to the called function.
@@ -29,16 +29,15 @@ namespace {
     __builtin_unreachable();
 }
 
-// MinGW's runtime wraps main and every thread in a handler of its own, which lets these few faults
-// go on as if nothing had happened, so that no filter would hear of them; and a stack overflow
-// leaves no room for the search that ends in the filter. All others are left to the handlers that
-// come after this one.
+// Five faults never reach the filter without this handler. MinGW's runtime wraps main and every
+// thread in a handler of its own, which swallows four of them; a stack overflow leaves no room for
+// the search that ends in the filter. All other faults go on to the handlers after this one.
 //
-// The price: a vectored handler is asked before any frame's own. A library that another program
-// puts into this process, as virus scanners do, and that expects one of these five in a frame of
-// its own and would recover, ends the program instead. This program has no such frame. Threads are
-// not told apart: a foreign library also runs on this program's threads.
-LONG WINAPI filter_unheard_faults(EXCEPTION_POINTERS* exception) {
+// The price: a vectored handler runs before any handler of a stack frame. Virus scanners load
+// libraries into other processes; when such a library raises one of the five and would recover by
+// itself, the program ends instead. This program has no such frame. The handler does not look at
+// the thread, because foreign libraries also run on this program's threads.
+LONG WINAPI filter_swallowed_faults(EXCEPTION_POINTERS* exception) {
     switch (exception->ExceptionRecord->ExceptionCode) {
         case EXCEPTION_INT_OVERFLOW:
         case EXCEPTION_ARRAY_BOUNDS_EXCEEDED:
@@ -84,7 +83,7 @@ LONG WINAPI fatal_fault_filter(EXCEPTION_POINTERS* exception) {
 void install_fatal_fault_filter() {
     SetUnhandledExceptionFilter(fatal_fault_filter);
     // Last, after any other vectored handler.
-    AddVectoredExceptionHandler(0, filter_unheard_faults);
+    AddVectoredExceptionHandler(0, filter_swallowed_faults);
 }
 
 }  // namespace larkspine

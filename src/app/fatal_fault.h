@@ -1,17 +1,17 @@
-// The last resort for processor faults that nothing caught: says what struck, and ends the process.
+// The last resort for processor faults that nothing caught: reports the fault and ends the process.
 #pragma once
 
 #include "base/win32_api.h"
 
 namespace larkspine {
 
-// The filter of unhandled exceptions. Runs on whichever thread faulted, while others go on,
-// and touches nothing but the console and the process: it does not unwind. Writes the exception's
+// The filter of unhandled exceptions. Runs on the thread that faulted, while the others go on, and
+// touches nothing but the console and the process: it does not unwind. Writes the exception's
 // code and address to the standard error, pauses when the program owns its console, and ends the
 // process with exit code 3. Never returns to the system.
 LONG WINAPI fatal_fault_filter(EXCEPTION_POINTERS* exception);
 
-// Lets fatal_fault_filter hear of every fault that nothing catches, on every thread, from now on.
+// Makes fatal_fault_filter receive every fault that nothing catches, on every thread, from now on.
 void install_fatal_fault_filter();
 
 }  // namespace larkspine

@@ -1,12 +1,12 @@
 #include "app/console_pause.h"
 #include "app/fatal_fault.h"
+#include "app/interruption.h"
 #include "app/process_settings.h"
 #include "app/run.h"
 #include "app/wide_output.h"
 
-// Read by MinGW's start-up code: arguments arrive as they were typed. Windows leaves wildcards to
-// the program, and how this runtime was built must not decide whether "i*" becomes some folder's
-// name.
+// MinGW's start-up code reads this: arguments arrive as they were typed. Otherwise the way in which
+// the runtime was built decides whether "i*" is replaced by the name of some folder.
 extern "C" int _dowildcard;
 int _dowildcard = 0;
 
@@ -16,5 +16,6 @@ int wmain(int argc, wchar_t** argv) {
     pause_on_exit = owns_console();
     install_fatal_fault_filter();
     const WideStandardStreams streams;
-    return run_and_report(argc, argv);
+    install_interruption_handler();
+    return run_guarded(argc, argv);
 }

@@ -12,7 +12,7 @@ std::uint64_t default_workers(unsigned hardware_threads) noexcept {
 
 std::optional<std::uint64_t> parse_workers(std::wstring_view text) noexcept {
     constexpr std::uint64_t highest = std::numeric_limits<std::uint64_t>::max();
-    std::uint64_t value = 0;  // also of an empty text, and too few
+    std::uint64_t value = 0;  // an empty text stays 0, which is out of range
     for (const wchar_t unit : text) {
         if (unit < L'0' || unit > L'9')
             return std::nullopt;

@@ -8,8 +8,8 @@
 
 namespace larkspine {
 
-// The most workers that may be asked for, and the most that are used without being asked for: a
-// program that someone starts and leaves running should not take the whole machine.
+// The most workers that the command line may ask for, and the most that run by default: a program
+// that runs in the background should not take the whole machine.
 inline constexpr std::uint64_t max_workers = 64;
 inline constexpr std::uint64_t max_default_workers = 4;
 

@@ -3,9 +3,9 @@
 
 namespace larkspine {
 
-// A drive without a medium makes calls fail instead of opening a dialog that a scheduled run would
-// wait for, and files of a cloud are shown as the placeholders they are. What a system is too old
-// for is left out. Called once, before any other thread runs.
+// With them, a call on a drive without a medium fails, instead of opening a dialog that would stop
+// a scheduled run; and placeholders of cloud storage appear as reparse points. A system that is too
+// old for one of them goes without. Called once, before any other thread runs.
 void apply_process_settings();
 
 }  // namespace larkspine

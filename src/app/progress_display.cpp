@@ -51,7 +51,7 @@ void restore_cursor(const ProgressDisplay& display) {
 }
 
 // Makes room for the block below what has been written, scrolling at the bottom of the buffer;
-// false when the place cannot be told.
+// false when the console does not say where that is.
 bool reserve_lines(ProgressDisplay& display) {
     write(display.console, L"\r\n\r\n\r\n\r\n");
     CONSOLE_SCREEN_BUFFER_INFO buffer = {};

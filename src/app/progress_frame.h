@@ -11,7 +11,7 @@
 
 namespace larkspine {
 
-// A line of fixed room, so that drawing allocates nothing. Longer text is cut.
+// A line of fixed capacity, so that drawing allocates nothing. Longer text is cut.
 struct FrameLine {
     static constexpr std::size_t capacity = 127;
 

@@ -10,6 +10,7 @@
 
 #include "app/banner.h"
 #include "app/console_pause.h"
+#include "app/interruption.h"
 #include "app/options.h"
 #include "app/progress_display.h"
 #include "app/statistics_report.h"
@@ -20,10 +21,12 @@
 namespace larkspine {
 namespace {
 
+constexpr const wchar_t* kept_text =
+    L"Analyse interrompue : les empreintes déjà calculées sont conservées dans l’index.\n";
 constexpr const wchar_t* unknown_exception = L"Erreur : exception C++ inconnue.\n";
 
-// Exception messages are narrow; each byte becomes one character. Allocates nothing: memory may be
-// what ran out, and an exception from here would end the program without a word.
+// Exception messages are narrow; each byte becomes one character. Allocates nothing: the exception
+// may be about memory, and a second one from here would end the program without a message.
 void print_error(const std::exception& error) {
     std::wcerr << L"Erreur : ";
     wchar_t wide[64];
@@ -36,34 +39,39 @@ void print_error(const std::exception& error) {
     std::wcerr << L'\n';
 }
 
-bool is_folder(const std::wstring& path) {
+bool is_existing_folder(const std::wstring& path) {
     const DWORD attributes = GetFileAttributesW(path.c_str());
     return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
 }
 
-// Runs the scan under the progress display; empty when it threw, which has then been reported below
-// the block.
-std::optional<ScanResult> scan_and_report(const ScanOptions& options) {
+// How a scan under the progress display ended.
+struct ScanOutcome {
+    std::optional<ScanResult> result;  // empty when it threw; the message has been printed
+    bool interrupted = false;
+};
+
+ScanOutcome scan_with_display(const ScanOptions& options) {
     constexpr const wchar_t* unfinished = L"L’analyse n’a pas pu être terminée.\n";
     ScanProgress progress;
     ProgressDisplay display;
-    display.start(progress);
-    std::optional<ScanResult> result;
+    ScanInterruption interruption(progress, display);
+    ScanOutcome outcome;
     try {
-        result = scan(options, progress);
+        outcome.result = scan(options, progress);
     } catch (const std::exception& error) {
-        display.stop();
+        interruption.finish();
         std::wcerr << unfinished;
         print_error(error);
-        return std::nullopt;
+        return {};
     } catch (...) {
-        display.stop();
+        interruption.finish();
         std::wcerr << unfinished << unknown_exception;
-        return std::nullopt;
+        return {};
     }
-    // What fails here is no failure of the scan.
-    display.stop();
-    return result;
+    // Outside of the try block: a failure of the display is not reported as one of the scan.
+    interruption.finish();
+    outcome.interrupted = progress.stop_requested;
+    return outcome;
 }
 
 std::uint64_t count_duplicates(const std::vector<DuplicateGroup>& groups) {
@@ -76,7 +84,7 @@ std::uint64_t count_duplicates(const std::vector<DuplicateGroup>& groups) {
 
 void print_summary(const ScanResult& result, const std::wstring& report) {
     const std::uint64_t duplicates = count_duplicates(result.groups);
-    // A banner that could not be written is no reason to keep silent about this.
+    // The stream may still be in the failed state of a banner that could not be written.
     std::wcout.clear();
     std::wcout << L"Analyse terminée.\n\n"
                << L"Documents détectés : " << result.statistics.files << L'\n';
@@ -97,14 +105,20 @@ int run(int argc, const wchar_t* const* argv) {
         std::wcerr << L"Les paramètres fournis ne sont pas valides.\n";
         return exit_invalid_parameters;
     }
-    if (!is_folder(to_long_path(options->root))) {
+    if (!is_existing_folder(to_long_path(options->root))) {
         std::wcerr << L"Impossible d’accéder au dossier sélectionné.\n";
         return exit_folder_not_accessible;
     }
 
-    const std::optional<ScanResult> result = scan_and_report(*options);
+    const auto [result, interrupted] = scan_with_display(*options);
     if (!result)
         return exit_exception;
+    if (interrupted) {
+        std::wcerr << (result->index_saved ? kept_text : interrupted_text);
+        // A user who interrupts a run does not want to press a key as well.
+        pause_on_exit = false;
+        return exit_interrupted;
+    }
 
     const std::optional<std::wstring> report = results_file_path();
     if (!report || !write_results_csv(*report, result->groups)) {
@@ -117,7 +131,7 @@ int run(int argc, const wchar_t* const* argv) {
     return exit_success;
 }
 
-int run_and_report(int argc, const wchar_t* const* argv) {
+int run_guarded(int argc, const wchar_t* const* argv) {
     constexpr const wchar_t* unfinished = L"Larkspine n’a pas pu terminer l’opération.\n";
     int code = exit_exception;
     try {

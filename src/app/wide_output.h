@@ -1,9 +1,9 @@
-// Wide standard output that arrives right: UTF-16 through WriteConsoleW on a console, whatever its
-// code page, and UTF-8 bytes on a file or a pipe. The runtime's own wide streams do neither: in the
-// C locale they stop at the first character outside ASCII.
+// Wide standard output: UTF-16 through WriteConsoleW on a console, whatever its code page, and
+// UTF-8 bytes on a file or a pipe. The runtime's own wide streams do neither: in the C locale they
+// stop at the first character outside ASCII.
 //
-// A surrogate pair is never split between two writes, whatever the pieces in which it was inserted;
-// only a system that takes less than it was given can split one. Each buffer belongs to one stream
+// A surrogate pair that arrives in two pieces is written in one; only a system call that takes less
+// than it was given can split one. Each buffer belongs to one stream
 // and so to one thread at a time.
 #pragma once
 
@@ -15,8 +15,8 @@
 
 namespace larkspine {
 
-// Writes to `handle`, which it does not own. A handle that is null or invalid makes every write
-// fail, which the stream shows in its state.
+// Writes to `handle`, which it does not own. With a null or invalid handle every write fails, and
+// the stream's state says so.
 class WideOutputBuffer : public std::wstreambuf {
   public:
     explicit WideOutputBuffer(HANDLE handle);
@@ -38,8 +38,8 @@ class WideOutputBuffer : public std::wstreambuf {
     bool console_ = false;
     // 4096 code units: more than the banner, so that it goes out in one call.
     std::array<wchar_t, 4096> units_;
-    // All that a full buffer can become: a code unit takes at most three bytes. Here and not on the
-    // heap, so that neither a start nor an error message fails for want of memory.
+    // Room for a full buffer: a code unit takes at most three bytes. A member and not on the heap,
+    // so that error messages come out when memory has run out.
     std::array<char, 3 * 4096> utf8_;
 };
 

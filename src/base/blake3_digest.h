@@ -1,5 +1,5 @@
-// A 32-byte BLAKE3 output as a value: compared bytewise, usable as a hash-table key. A leaf; it
-// does not know how digests are made (content_hashing does).
+// A 32-byte BLAKE3 output as a value: compared bytewise, usable as a hash-table key. A leaf.
+// content_hashing computes them.
 #pragma once
 
 #include <array>

@@ -1,5 +1,5 @@
-// Reading stored bytes: bounds-checked, little-endian, and sticky. Once anything is missing every
-// later read fails too, so a caller may read a whole record and ask once. A leaf; pure.
+// Reads stored bytes, bounds-checked and little-endian. After one read has failed all later ones
+// fail too, so a caller may read a whole record and check once. A leaf; pure.
 #pragma once
 
 #include <bit>
@@ -30,7 +30,7 @@ class ByteReader {
     // Bytes not yet read; 0 after a failure.
     [[nodiscard]] std::size_t remaining() const noexcept { return rest_.size(); }
 
-    // Makes this and every later read fail, for contents that are there but make no sense.
+    // Makes this and every later read fail: for a value that is present but out of range.
     void fail() noexcept {
         ok_ = false;
         rest_ = {};

@@ -8,6 +8,12 @@
 
 namespace larkspine::detail {
 
+// What the entries of a volume need to know of it.
+struct VolumeIdentity {
+    std::uint64_t root_reference = 0;  // file reference number of the root folder
+    std::uint64_t serial = 0;          // 32 bits, widened
+};
+
 // Two paths with equal identities are two names of one file.
 struct FileIdentity {
     std::uint32_t volume_serial = 0;
@@ -20,6 +26,15 @@ struct FileIdentity {
 // table scan knows no more of it, a query of the file knows all 64, and both mean the same file.
 [[nodiscard]] inline FileIdentity identity_of(const FileCandidate& entry) noexcept {
     return {static_cast<std::uint32_t>(entry.volume_serial), entry.file_id};
+}
+
+// Gives an entry the identity that the records of a volume know: its serial number and the file
+// reference number, which fills the low half of the identifier.
+inline void set_identity(FileCandidate& entry, std::uint64_t volume_serial,
+                         std::uint64_t reference) noexcept {
+    entry.volume_serial = volume_serial;
+    entry.file_id = {reference, 0};
+    entry.has_file_id = true;
 }
 
 struct FileIdentityHash {

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <optional>
 
 namespace larkspine {
 
@@ -40,18 +41,40 @@ constexpr bool is_ascii(wchar_t unit) noexcept {
     return unit < 0x80;
 }
 
-// How many code units the two have in common at least, of the first `length`. Paths that are sorted
-// together mostly begin alike, so this looks at four code units at a time.
-std::size_t equal_start(std::wstring_view a, std::wstring_view b, std::size_t length) noexcept {
+// How many code units the two begin with in common, rounded down to a multiple of four: paths that
+// are sorted together mostly begin alike, so this looks at four at a time.
+std::size_t common_prefix(std::wstring_view a, std::wstring_view b) noexcept {
+    const std::size_t shorter = std::min(a.size(), b.size());
     constexpr std::size_t step = sizeof(std::uint64_t) / sizeof(wchar_t);
-    std::size_t equal = 0;
-    while (length - equal >= step &&
-           std::memcmp(a.data() + equal, b.data() + equal, sizeof(std::uint64_t)) == 0)
-        equal += step;
-    return equal;
+    std::size_t common = 0;
+    while (shorter - common >= step &&
+           std::memcmp(a.data() + common, b.data() + common, sizeof(std::uint64_t)) == 0)
+        common += step;
+    return common;
 }
 
-bool path_less_by_system(std::wstring_view a, std::wstring_view b) noexcept {
+// The ordering, as far as it can be told without the system, whose table of capitals is not needed
+// while only ASCII differs: by the first difference in upper case, then by length, then by the
+// first difference. Empty when another code unit differs.
+std::optional<bool> less_in_ascii(std::wstring_view a, std::wstring_view b) noexcept {
+    const std::size_t shorter = std::min(a.size(), b.size());
+    std::optional<bool> less_by_case;
+    for (std::size_t i = 0; i < shorter; ++i) {
+        if (a[i] == b[i])
+            continue;
+        if (!is_ascii(a[i]) || !is_ascii(b[i]))
+            return std::nullopt;
+        if (upper_ascii(a[i]) != upper_ascii(b[i]))
+            return upper_ascii(a[i]) < upper_ascii(b[i]);
+        if (!less_by_case)
+            less_by_case = a[i] < b[i];
+    }
+    if (a.size() != b.size())
+        return a.size() < b.size();
+    return less_by_case.value_or(false);
+}
+
+bool less_by_system(std::wstring_view a, std::wstring_view b) noexcept {
     const int a_length = static_cast<int>(a.size());
     const int b_length = static_cast<int>(b.size());
     const int ignoring_case = CompareStringOrdinal(a.data(), a_length, b.data(), b_length, TRUE);
@@ -66,25 +89,13 @@ bool path_less_by_system(std::wstring_view a, std::wstring_view b) noexcept {
 }  // namespace
 
 bool path_less(std::wstring_view a, std::wstring_view b) noexcept {
-    // Ignoring case, the system compares the upper case of one code unit after the other. As long
-    // as only ASCII differs its table is not needed, and most pairs are decided here, in a tenth of
-    // the time. Case decides between paths that are otherwise alike, by its first difference.
-    const std::size_t shorter = std::min(a.size(), b.size());
-    std::size_t case_difference = shorter;
-    for (std::size_t i = equal_start(a, b, shorter); i < shorter; ++i) {
-        if (a[i] == b[i])
-            continue;
-        if (!is_ascii(a[i]) || !is_ascii(b[i]))
-            return path_less_by_system(a, b);
-        const wchar_t a_upper = upper_ascii(a[i]);
-        const wchar_t b_upper = upper_ascii(b[i]);
-        if (a_upper != b_upper)
-            return a_upper < b_upper;
-        case_difference = std::min(case_difference, i);
-    }
-    if (a.size() != b.size())
-        return a.size() < b.size();
-    return case_difference < shorter && a[case_difference] < b[case_difference];
+    // What the two begin with in common decides nothing.
+    const std::size_t common = common_prefix(a, b);
+    a.remove_prefix(common);
+    b.remove_prefix(common);
+    // Most pairs are decided without the system, in a tenth of the time.
+    const std::optional<bool> less = less_in_ascii(a, b);
+    return less ? *less : less_by_system(a, b);
 }
 
 }  // namespace larkspine

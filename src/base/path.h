@@ -1,5 +1,6 @@
-// What the system has to say about paths: the absolute long form, and the one ordering. Neither
-// opens a file. Any thread may call them; to_long_path depends on the process's current directory.
+// The path operations that call the system: the absolute long form, and the one ordering. Those
+// that only look at the text are in path_forms. Neither opens a file. Any thread may call them;
+// to_long_path depends on the process's current directory.
 #pragma once
 
 #include <string>

@@ -115,7 +115,7 @@ struct ScanStatistics {
 
 // Live counters, written by the scan and read by the progress display's thread about eight times a
 // second. The counters of a phase are set before `phase` itself, and every access is sequentially
-// consistent, so a reader that sees a phase sees its counters.
+// consistent, so a reader that sees a phase sees its counters. The last member goes the other way.
 struct ScanProgress {
     std::atomic<ScanPhase> phase{ScanPhase::enumerating};
     std::atomic<std::uint64_t> entries_seen{0};
@@ -123,8 +123,14 @@ struct ScanProgress {
     std::atomic<std::uint64_t> candidates_done{0};   // candidates of fully analysed size groups
     std::atomic<std::uint64_t> candidates_total{0};  // files in size groups of two or more
     std::atomic<std::uint64_t> duplicates{0};        // n - 1 for each confirmed group of n
+    // Set by whoever wants the analysis to end: it stops between two files, or between two reads of
+    // one, and the scan keeps what it knows by then.
+    std::atomic<bool> stop_requested{false};
 };
 static_assert(sizeof(std::atomic<ScanPhase>) == 1);
+
+// For calls that nobody stops.
+inline const std::atomic<bool> never_stopped{false};
 
 // One row of the report.
 struct DuplicateEntry {
@@ -135,11 +141,12 @@ struct DuplicateEntry {
 // At least two files with the same contents, sorted by path; the first is the original.
 using DuplicateGroup = std::vector<DuplicateEntry>;
 
-// What a scan hands back.
+// What a scan hands back. One that was asked to stop has no groups.
 struct ScanResult {
     std::vector<DuplicateGroup> groups;  // sorted by the path of each group's first entry
     std::uint64_t failures = 0;          // the statistics field of that name
     ScanStatistics statistics;
+    bool index_saved = false;  // the index file holds what this scan knows
 };
 
 }  // namespace larkspine

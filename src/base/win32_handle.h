@@ -1,6 +1,6 @@
-// Ownership of Win32 handles: one owner, one empty state, and closing never hides why the caller
-// gave up; and how this program opens the files of others. A leaf. An owner belongs to one thread
-// at a time.
+// Ownership of Win32 handles: one owner, one empty state, and closing keeps the last error, so that
+// the caller can still report it. Also the one way in which this program opens users' files. A
+// leaf. An owner belongs to one thread at a time.
 #pragma once
 
 #include "base/win32_api.h"
@@ -10,14 +10,16 @@
 
 namespace larkspine {
 
-struct CloseHandleKeepingError {
+template <BOOL(WINAPI* Close)(HANDLE)>
+struct KeepingLastError {
     void operator()(HANDLE handle) const noexcept {
         const DWORD before = GetLastError();
-        CloseHandle(handle);
+        Close(handle);
         SetLastError(before);
     }
 };
-using unique_handle = std::unique_ptr<void, CloseHandleKeepingError>;
+using unique_handle = std::unique_ptr<void, KeepingLastError<CloseHandle>>;
+using unique_find_handle = std::unique_ptr<void, KeepingLastError<FindClose>>;
 
 // Takes over what CreateFileW returned; empty when the call failed (which it says with -1, not
 // null).
@@ -25,7 +27,7 @@ using unique_handle = std::unique_ptr<void, CloseHandleKeepingError>;
     return unique_handle(raw == INVALID_HANDLE_VALUE ? nullptr : raw);
 }
 
-// Whoever else uses a file may go on reading, writing, renaming and deleting it meanwhile.
+// Other programs may go on reading, writing, renaming and deleting the file meanwhile.
 inline constexpr DWORD share_everything = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
 
 // Opens an existing file for reading; empty when the system refuses. `flags`: file attributes and
@@ -34,15 +36,6 @@ inline constexpr DWORD share_everything = FILE_SHARE_READ | FILE_SHARE_WRITE | F
     return own_handle(CreateFileW(path.c_str(), GENERIC_READ, share_everything, nullptr,
                                   OPEN_EXISTING, flags, nullptr));
 }
-
-struct FindCloseKeepingError {
-    void operator()(HANDLE handle) const noexcept {
-        const DWORD before = GetLastError();
-        FindClose(handle);
-        SetLastError(before);
-    }
-};
-using unique_find_handle = std::unique_ptr<void, FindCloseKeepingError>;
 
 // Takes over what FindFirstFileExW returned; empty when the call failed.
 [[nodiscard]] inline unique_find_handle own_find_handle(HANDLE raw) noexcept {

@@ -1,4 +1,4 @@
-// Writing a block to an open file, whatever pieces the system takes it in. A leaf; any thread.
+// Writes a block to an open file in as many calls as the system needs. A leaf; any thread.
 #pragma once
 
 #include "base/win32_api.h"

@@ -18,7 +18,8 @@ bool read_block(HANDLE file, std::byte* buffer, DWORD& got) {
 
 }  // namespace
 
-bool files_identical(const std::wstring& first, const std::wstring& second) {
+bool files_identical(const std::wstring& first, const std::wstring& second,
+                     const std::atomic<bool>& stop) {
     const unique_handle first_file = open_for_comparison(first);
     if (!first_file)
         return false;
@@ -33,7 +34,7 @@ bool files_identical(const std::wstring& first, const std::wstring& second) {
     for (;;) {
         DWORD first_got = 0;
         DWORD second_got = 0;
-        if (!read_block(first_file.get(), first_buffer, first_got) ||
+        if (stop || !read_block(first_file.get(), first_buffer, first_got) ||
             !read_block(second_file.get(), second_buffer, second_got))
             return false;
         // A short read on one side counts as a difference. Local files give short reads only at

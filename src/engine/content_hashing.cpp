@@ -26,14 +26,15 @@ blake3_digest finish(const blake3_hasher& hasher) {
     return digest;
 }
 
-// Feeds exactly `wanted` bytes from the file pointer on; false when the file ends before or a read
-// fails.
-bool feed_exactly(HANDLE file, std::uint64_t wanted, blake3_hasher& hasher) {
+// Feeds exactly `wanted` bytes from the file pointer on; false when the file ends before, a read
+// fails, or the scan is to stop.
+bool feed_exactly(HANDLE file, std::uint64_t wanted, const std::atomic<bool>& stop,
+                  blake3_hasher& hasher) {
     std::byte buffer[sample_region];
     while (wanted > 0) {
         const auto request = static_cast<DWORD>(std::min<std::uint64_t>(wanted, sizeof buffer));
         DWORD got = 0;
-        if (!ReadFile(file, buffer, request, &got, nullptr) || got == 0 || got > request)
+        if (stop || !ReadFile(file, buffer, request, &got, nullptr) || got == 0 || got > request)
             return false;
         blake3_hasher_update(&hasher, buffer, got);
         wanted -= got;
@@ -41,7 +42,8 @@ bool feed_exactly(HANDLE file, std::uint64_t wanted, blake3_hasher& hasher) {
     return true;
 }
 
-std::optional<blake3_digest> sample_fingerprint(const std::wstring& path, std::uint64_t size) {
+std::optional<blake3_digest> sample_fingerprint(const std::wstring& path, std::uint64_t size,
+                                                const std::atomic<bool>& stop) {
     const unique_handle file = open_for_reading(path, FILE_ATTRIBUTE_NORMAL);
     if (!file)
         return std::nullopt;
@@ -55,20 +57,20 @@ std::optional<blake3_digest> sample_fingerprint(const std::wstring& path, std::u
     blake3_hasher_update(&hasher, size_bytes, sizeof size_bytes);
 
     if (size <= 2 * sample_region) {
-        if (!feed_exactly(file.get(), size, hasher))
+        if (!feed_exactly(file.get(), size, stop, hasher))
             return std::nullopt;
         return finish(hasher);
     }
     LARGE_INTEGER tail;
     tail.QuadPart = static_cast<LONGLONG>(size - sample_region);
-    if (!feed_exactly(file.get(), sample_region, hasher) ||
+    if (!feed_exactly(file.get(), sample_region, stop, hasher) ||
         !SetFilePointerEx(file.get(), tail, nullptr, FILE_BEGIN) ||
-        !feed_exactly(file.get(), sample_region, hasher))
+        !feed_exactly(file.get(), sample_region, stop, hasher))
         return std::nullopt;
     return finish(hasher);
 }
 
-std::optional<blake3_digest> full_hash(const std::wstring& path) {
+std::optional<blake3_digest> full_hash(const std::wstring& path, const std::atomic<bool>& stop) {
     const unique_handle file =
         open_for_reading(path, FILE_FLAG_SEQUENTIAL_SCAN | FILE_ATTRIBUTE_NORMAL);
     if (!file)
@@ -80,7 +82,7 @@ std::optional<blake3_digest> full_hash(const std::wstring& path) {
     blake3_hasher_init(&hasher);
     for (;;) {
         DWORD got = 0;
-        if (!ReadFile(file.get(), buffer, read_buffer_size, &got, nullptr) ||
+        if (stop || !ReadFile(file.get(), buffer, read_buffer_size, &got, nullptr) ||
             got > read_buffer_size)
             return std::nullopt;
         if (got == 0)
@@ -109,7 +111,7 @@ constexpr StageFields fields_of(hash_stage stage) {
 
 std::vector<std::optional<blake3_digest>> hash_candidates_parallel(
     std::span<FileCandidate* const> candidates, hash_stage stage, worker_pool& pool,
-    ScanStatistics& statistics) {
+    ScanStatistics& stats, const std::atomic<bool>& stop) {
     using Result = std::optional<blake3_digest>;
     const StageFields fields = fields_of(stage);
     std::vector<Result> results(candidates.size());
@@ -118,29 +120,33 @@ std::vector<std::optional<blake3_digest>> hash_candidates_parallel(
     const auto collect = [&](std::size_t index, Result result) {
         results[index] = result;
         if (!result) {
-            ++statistics.failures;
+            ++stats.failures;
             return;
         }
         FileCandidate& candidate = *candidates[index];
         candidate.*fields.digest = *result;
         candidate.*fields.has_digest = true;
-        ++(statistics.*fields.computed);
+        ++(stats.*fields.computed);
     };
 
     for (std::size_t i = 0; i < candidates.size(); ++i) {
         const FileCandidate& candidate = *candidates[i];
         if (candidate.*fields.has_digest) {
             results[i] = candidate.*fields.digest;
-            ++(statistics.*fields.reused);
+            ++(stats.*fields.reused);
             continue;
         }
-        // The job owns all that it uses: it may outlive this call when another job's exception ends
-        // it first.
+        if (stop)
+            break;
+        // Apart from `stop` the job owns all that it uses: it may outlive this call when another
+        // job's exception ends it first.
         batch.submit(
             i,
-            [path = candidate.path, size = candidate.size, stage]() -> Result {
-                return stage == hash_stage::sample ? sample_fingerprint(path, size)
-                                                   : full_hash(path);
+            [path = candidate.path, size = candidate.size, stage, &stop]() -> Result {
+                if (stop)
+                    return std::nullopt;
+                return stage == hash_stage::sample ? sample_fingerprint(path, size, stop)
+                                                   : full_hash(path, stop);
             },
             collect);
     }

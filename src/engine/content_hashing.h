@@ -1,8 +1,10 @@
 // BLAKE3 digests of candidate files, computed on the worker pool and written back into the
 // candidates. Reused digests are trusted as they stand; whoever updates a candidate's metadata
-// clears them. Runs on the scan thread; only its jobs run on the pool, and they share nothing.
+// clears them. Runs on the scan thread; only its jobs run on the pool, and all that they share is
+// the request to stop.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -28,10 +30,13 @@ namespace detail {
 // At most twice the pool's threads are queued or running: a full batch is awaited whole before the
 // next is submitted, which bounds open handles and pending futures.
 //
+// When `stop` is set, files that are not hashed yet stay without a digest: no further one is
+// opened, and none is read on. Jobs read `stop`, so it must outlive the pool.
+//
 // Rethrows what a job threw (memory exhaustion); the jobs still queued run on without effect.
 [[nodiscard]] std::vector<std::optional<blake3_digest>> hash_candidates_parallel(
     std::span<FileCandidate* const> candidates, hash_stage stage, worker_pool& pool,
-    ScanStatistics& statistics);
+    ScanStatistics& stats, const std::atomic<bool>& stop = never_stopped);
 
 }  // namespace detail
 }  // namespace larkspine

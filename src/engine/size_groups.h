@@ -13,6 +13,11 @@ namespace larkspine::detail {
 struct SizeGroup {
     std::uint64_t size = 0;
     std::span<FileCandidate* const> members;
+    // How many members are still to be read, as far as that is known before: those whose sample
+    // digest is not known, without further names of a file whose digests are. A sample without a
+    // full digest counts as read: no other file had that sample, so there was nothing more to read.
+    // Of an empty file nothing but its identity is ever read.
+    std::size_t unread = 0;
 };
 
 // By ascending size. `groups` looks into `candidates`: it may be moved, not copied.

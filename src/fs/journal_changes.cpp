@@ -6,8 +6,9 @@
 #include <string_view>
 #include <utility>
 
+#include "base/entries.h"
 #include "base/path_forms.h"
-#include "fs/exclusions.h"
+#include "fs/exclusion_rule.h"
 
 namespace larkspine::detail {
 namespace {
@@ -40,16 +41,12 @@ struct NameInFolderHash {
     }
 };
 
-bool is_folder(const FileCandidate& entry) {
-    return (entry.attributes & attribute_directory) != 0;
-}
-
 // The folders in which a change gave a file its name.
 ReferenceSet folders_named_in(const std::vector<JournalChange>& changes, const EntryMap& records) {
     ReferenceSet folders;
     for (const JournalChange& change : changes)
         if (const auto named = records.find(change.file_reference);
-            named != records.end() && !is_folder(named->second))
+            named != records.end() && !is_folder(named->second.attributes))
             folders.insert(named->second.record_id);
     return folders;
 }
@@ -61,7 +58,7 @@ class PathResolver {
   public:
     PathResolver(const std::wstring& root, std::uint64_t root_reference, EntryMap& records)
         : root_(root), root_reference_(root_reference), records_(records) {
-        states_.reserve(records.size());
+        resolve_state_.reserve(records.size());
     }
 
     bool resolve(std::uint64_t reference) {
@@ -73,7 +70,7 @@ class PathResolver {
             const auto [child_reference, child] = chain_.back();
             // In place: most paths come out as they were, and need no room but their own.
             assign_joined(child->path, parent->path, child->name);
-            states_[child_reference] = Resolution::resolved;
+            resolve_state_[child_reference] = Resolution::resolved;
             parent = child;
         }
         return true;
@@ -92,7 +89,7 @@ class PathResolver {
                 entry.path = root_;
                 return &entry;
             }
-            Resolution& state = states_[reference];
+            Resolution& state = resolve_state_[reference];
             if (state == Resolution::resolved)
                 return &entry;
             if (state == Resolution::resolving_or_failed)
@@ -107,7 +104,7 @@ class PathResolver {
     std::uint64_t root_reference_;
     EntryMap& records_;
     std::pmr::monotonic_buffer_resource memory_;
-    ResolutionMap states_{&memory_};
+    ResolutionMap resolve_state_{&memory_};
     std::vector<std::pair<std::uint64_t, FileCandidate*>> chain_;
 };
 
@@ -120,9 +117,7 @@ bool apply_journal_change(JournalChange&& change, std::uint64_t volume_serial, E
 
     const auto [place, created] = records.try_emplace(change.file_reference);
     FileCandidate& entry = place->second;
-    entry.volume_serial = volume_serial;
-    entry.file_id.low = change.file_reference;
-    entry.has_file_id = true;
+    set_identity(entry, volume_serial, change.file_reference);
     entry.record_stamp = static_cast<std::uint64_t>(change.usn);
     // The old half of a rename must not overwrite the new name, which may have come before it.
     if ((change.reason & (reason_old_name | reason_new_name)) != reason_old_name) {
@@ -130,10 +125,8 @@ bool apply_journal_change(JournalChange&& change, std::uint64_t volume_serial, E
         entry.name = std::move(change.name);
         entry.attributes = change.attributes;
     }
-    if ((change.reason & reason_contents) != 0) {
-        entry.has_sample_digest = false;
-        entry.has_full_digest = false;
-    }
+    if ((change.reason & reason_contents) != 0)
+        drop_digests(entry);
     // A record has neither size nor times. Whatever it is about, an entry that it creates would
     // count as an empty file until its metadata is read.
     if (created || (change.reason & reason_metadata) != 0)
@@ -141,22 +134,20 @@ bool apply_journal_change(JournalChange&& change, std::uint64_t volume_serial, E
     return false;
 }
 
-void rebuild_paths(const std::wstring& root, std::uint64_t root_reference,
-                   std::uint64_t volume_serial, EntryMap& records) {
-    if (const auto [place, added] = records.try_emplace(root_reference); added) {
+void rebuild_paths(const std::wstring& root, const VolumeIdentity& volume,
+                   std::span<const std::wstring> index_folders, EntryMap& records) {
+    if (const auto [place, added] = records.try_emplace(volume.root_reference); added) {
         FileCandidate& entry = place->second;
         entry.attributes = attribute_directory;
-        entry.record_id = root_reference;
-        entry.volume_serial = volume_serial;
-        entry.file_id.low = root_reference;
-        entry.has_file_id = true;
+        entry.record_id = volume.root_reference;
+        set_identity(entry, volume.serial, volume.root_reference);
     }
 
-    PathResolver resolver(root, root_reference, records);
+    PathResolver resolver(root, volume.root_reference, records);
     std::vector<std::uint64_t> pruned;
     for (const auto& [reference, entry] : records)
-        if (!resolver.resolve(reference) || is_excluded_path(entry.path) ||
-            (entry.attributes & attribute_reparse_point) != 0)
+        if (!resolver.resolve(reference) || is_excluded_from(entry.path, index_folders) ||
+            is_reparse_point(entry.attributes))
             pruned.push_back(reference);
     for (const std::uint64_t reference : pruned)
         records.erase(reference);
@@ -169,7 +160,7 @@ bool erase_lost_names(const std::vector<JournalChange>& changes, EntryMap& recor
     std::vector<std::uint64_t> lost;
     for (const auto& entry : records) {
         const FileCandidate& file = entry.second;
-        if (is_folder(file) || !folders.contains(file.record_id))
+        if (is_folder(file.attributes) || !folders.contains(file.record_id))
             continue;
         Holder& holder = holders[{file.record_id, file.name}];
         if (holder == nullptr) {

@@ -1,15 +1,16 @@
-// What the records of the change journal do to the entries of a snapshot. Portable and pure but for
-// the list of excluded folders, which is_excluded_path reads once.
+// What the records of the change journal do to the entries of a snapshot. Portable and pure.
 #pragma once
 
 #include <cstdint>
 #include <memory_resource>
+#include <span>
 #include <string>
 #include <unordered_map>
-#include <unordered_set>
 #include <vector>
 
+#include "base/file_identity.h"
 #include "base/scan_records.h"
+#include "fs/usn_record.h"
 
 namespace larkspine::detail {
 
@@ -25,7 +26,6 @@ struct JournalChange {
 
 // The entries of a volume by file reference number. Its nodes may live in a buffer of the caller's.
 using EntryMap = std::pmr::unordered_map<std::uint64_t, FileCandidate>;
-using ReferenceSet = std::unordered_set<std::uint64_t>;
 
 // Applies one change: erases a deleted entry, makes or moves any other, drops its digests when its
 // contents may differ, and notes in `changed_ids` whose metadata must be read: each entry that it
@@ -36,14 +36,15 @@ bool apply_journal_change(JournalChange&& change, std::uint64_t volume_serial, E
 
 // Makes sure that the root folder has an entry, then builds every entry's path anew from its chain
 // of parents, so that a renamed folder moves all that is below it, and erases the entries that do
-// not lie below the root, are excluded or are reparse points.
-void rebuild_paths(const std::wstring& root, std::uint64_t root_reference,
-                   std::uint64_t volume_serial, EntryMap& records);
+// not lie below the root, are excluded or are reparse points. `index_folders`: those that
+// is_excluded_from takes.
+void rebuild_paths(const std::wstring& root, const VolumeIdentity& volume,
+                   std::span<const std::wstring> index_folders, EntryMap& records);
 
-// A folder holds a name once. Where two files have one name in one folder, the journal told of a
-// name that one of them lost, a link of its several, and that the other has taken since: the one
-// with the older record is erased. Only folders in which one of `changes` named a file are looked
-// at. True when an entry was erased.
+// Erases entries whose name another file has taken. A file with several links keeps the name of its
+// last record, also when that link was removed; a later file may have the same name in the same
+// folder. Of two such entries the one with the older record goes. Only folders that one of
+// `changes` names are looked at. True when an entry was erased.
 bool erase_lost_names(const std::vector<JournalChange>& changes, EntryMap& records);
 
 }  // namespace larkspine::detail

@@ -2,6 +2,7 @@
 
 #include <optional>
 
+#include "base/entries.h"
 #include "fs/file_metadata.h"
 #include "pool/job_batch.h"
 
@@ -23,15 +24,13 @@ bool refresh_changed_metadata(EntryMap& records, const ReferenceSet& changed_ids
         FileCandidate& entry = found->second;
         // The creation time says nothing about the contents.
         if (size_of(*metadata) != entry.size ||
-            last_write_time_of(*metadata) != entry.last_write_time) {
-            entry.has_sample_digest = false;
-            entry.has_full_digest = false;
-        }
+            last_write_time_of(*metadata) != entry.last_write_time)
+            drop_digests(entry);
         store_metadata(*metadata, entry);
     };
     for (const std::uint64_t reference : changed_ids) {
         const auto found = records.find(reference);
-        if (found == records.end() || (found->second.attributes & attribute_directory) != 0)
+        if (found == records.end() || is_folder(found->second.attributes))
             continue;
         batch.submit(
             reference, [path = found->second.path] { return file_metadata_of(path); }, collect);

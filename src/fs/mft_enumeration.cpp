@@ -8,12 +8,13 @@
 #include <vector>
 
 #include "base/byte_reader.h"
+#include "base/entries.h"
+#include "base/file_identity.h"
 #include "base/path_forms.h"
 #include "base/read_buffer.h"
 #include "base/win32_handle.h"
 #include "fs/exclusions.h"
 #include "fs/file_metadata.h"
-#include "fs/journal_changes.h"
 #include "fs/usn_record.h"
 #include "fs/volume.h"
 #include "pool/job_batch.h"
@@ -21,28 +22,11 @@
 namespace larkspine::detail {
 namespace {
 
-// Stores the records of one answer; false when one of them is not understood.
-bool store_records(const std::byte* bytes, std::size_t size, MftRecordMap& records,
-                   ScanProgress& progress) {
-    UsnRecord record;
-    for (std::size_t offset = 0; offset < size; offset += record.record_length) {
-        if (parse_usn_record_v2(bytes + offset, size - offset, record) != RecordStatus::ok)
-            return false;
-        ++progress.entries_seen;
-        records.insert_or_assign(record.file_reference,
-                                 MftRecord{record.parent_reference, std::exchange(record.name, {}),
-                                           record.attributes, record.reason, record.usn});
-    }
-    return true;
-}
-
 // Takes the record's name.
 void fill_entry(std::uint64_t reference, std::uint64_t volume_serial, MftRecord& record,
                 FileCandidate& entry) {
     entry.name = std::move(record.name);
-    entry.volume_serial = volume_serial;
-    entry.file_id.low = reference;
-    entry.has_file_id = true;
+    set_identity(entry, volume_serial, reference);
     entry.record_id = record.parent_reference;
     entry.attributes = record.attributes;
     entry.record_stamp = static_cast<std::uint64_t>(record.usn);
@@ -74,15 +58,9 @@ bool build_path(std::uint64_t reference, const MftRecord& record, bool is_leaf,
     return parent != nullptr;
 }
 
-// What every entry of one volume needs to know about it.
-struct Volume {
-    std::uint64_t root_reference = 0;
-    std::uint64_t serial = 0;
-};
-
 // Appends the root and every record that lies below it, with the names taken from the records. The
 // indices of the files among them are returned: their sizes and times are still to be fetched.
-std::vector<std::size_t> build_entries(const std::wstring& root, const Volume& volume,
+std::vector<std::size_t> build_entries(const std::wstring& root, const VolumeIdentity& volume,
                                        MftRecordMap& records, std::vector<FileCandidate>& entries,
                                        ScanStatistics& statistics) {
     entries.clear();
@@ -114,10 +92,10 @@ std::vector<std::size_t> build_entries(const std::wstring& root, const Volume& v
             ++statistics.excluded_entries;
             continue;
         }
-        if ((record.attributes & attribute_reparse_point) != 0)
+        if (is_reparse_point(record.attributes))
             continue;
         // Folders stay in the snapshot: later journal changes rebuild their children's paths.
-        if ((record.attributes & attribute_directory) != 0)
+        if (is_folder(record.attributes))
             ++statistics.directories;
         else
             files.push_back(entries.size());
@@ -125,6 +103,22 @@ std::vector<std::size_t> build_entries(const std::wstring& root, const Volume& v
         entries.push_back(std::move(entry));
     }
     return files;
+}
+
+// The whole table as entries, and the indices of the files among them; empty, with `entries` as
+// they were, when it cannot be read. The records are gone when this returns: at ten million of them
+// they would hold 0.8 GB while the metadata is fetched.
+std::optional<std::vector<std::size_t>> read_entries(const std::wstring& root, HANDLE volume,
+                                                     const USN_JOURNAL_DATA_V0& journal,
+                                                     const VolumeIdentity& identity,
+                                                     std::vector<FileCandidate>& entries,
+                                                     ScanStatistics& statistics,
+                                                     ScanProgress& progress) {
+    std::pmr::monotonic_buffer_resource memory;
+    MftRecordMap records(&memory);
+    if (!enumerate_usn_records(volume, journal, records, progress))
+        return std::nullopt;
+    return build_entries(root, identity, records, entries, statistics);
 }
 
 // Fetches the metadata of the entries at `files` and removes those that are files no more.
@@ -176,12 +170,19 @@ bool enumerate_usn_records(HANDLE volume, const USN_JOURNAL_DATA_V0& journal, Mf
         if (returned == next_reference_size)
             return true;
         const auto next = load_little_endian<std::uint64_t>(buffer->bytes);
-        // A call that does not get on would be repeated for ever.
+        // Without progress this would loop forever.
         if (next <= request.StartFileReferenceNumber)
             return false;
         request.StartFileReferenceNumber = next;
-        if (!store_records(buffer->bytes + next_reference_size, returned - next_reference_size,
-                           records, progress))
+        const auto store = [&](UsnRecord& record) {
+            ++progress.entries_seen;
+            records.insert_or_assign(
+                record.file_reference,
+                MftRecord{record.parent_reference, std::exchange(record.name, {}),
+                          record.attributes, record.reason, record.usn});
+        };
+        if (!for_each_record({buffer->bytes + next_reference_size, returned - next_reference_size},
+                             store))
             return false;
     }
 }
@@ -193,23 +194,21 @@ bool scan_ntfs_mft(const std::wstring& root, IndexSnapshot& snapshot, ScanStatis
     const unique_handle volume = own_handle(open_volume(root));
     if (!volume)
         return false;
-    const std::optional<std::uint64_t> root_reference = file_reference_of(root);
-    const std::optional<std::uint32_t> serial = volume_serial_of(root);
-    if (!root_reference || !serial)
+    const std::optional<VolumeIdentity> identity = volume_identity_of(root);
+    if (!identity)
         return false;
     const std::optional<USN_JOURNAL_DATA_V0> journal = query_usn_journal(volume.get());
-    std::pmr::monotonic_buffer_resource memory;
-    MftRecordMap records(&memory);
-    if (!journal || !enumerate_usn_records(volume.get(), *journal, records, progress))
+    if (!journal)
         return false;
-
+    const std::optional<std::vector<std::size_t>> files = read_entries(
+        root, volume.get(), *journal, *identity, snapshot.entries, statistics, progress);
+    if (!files)
+        return false;
     snapshot.root = root;
     snapshot.journal_valid = true;
     snapshot.journal_id = journal->UsnJournalID;
     snapshot.next_usn = journal->NextUsn;
-    const std::vector<std::size_t> files =
-        build_entries(root, {*root_reference, *serial}, records, snapshot.entries, statistics);
-    fetch_metadata(files, snapshot.entries, statistics, progress, pool);
+    fetch_metadata(*files, snapshot.entries, statistics, progress, pool);
     statistics.index_entries = snapshot.entries.size();
     statistics.mft_used = true;
     return true;

@@ -8,28 +8,15 @@
 #include <utility>
 
 #include "base/byte_reader.h"
+#include "base/entries.h"
 #include "base/read_buffer.h"
+#include "fs/exclusions.h"
 #include "fs/metadata_refresh.h"
 #include "fs/usn_record.h"
 #include "fs/volume.h"
 
 namespace larkspine::detail {
 namespace {
-
-// Appends the records of one answer; false when one of them is not understood.
-bool append_changes(const std::byte* bytes, std::size_t size, std::vector<JournalChange>& out,
-                    ScanProgress& progress) {
-    UsnRecord record;
-    for (std::size_t offset = 0; offset < size; offset += record.record_length) {
-        if (parse_usn_record_v2(bytes + offset, size - offset, record) != RecordStatus::ok)
-            return false;
-        out.push_back({record.file_reference, record.parent_reference,
-                       std::exchange(record.name, {}), record.attributes, record.reason,
-                       record.usn});
-        ++progress.entries_seen;
-    }
-    return true;
-}
 
 // The entries that have an identity, by file reference; the others do not survive a delta. Leaves
 // `entries` empty. There is room for as many more as there are changes.
@@ -44,18 +31,11 @@ EntryMap take_entries(std::vector<FileCandidate>& entries, std::size_t changes,
     return records;
 }
 
-void store_entries(EntryMap& records, IndexSnapshot& snapshot, ScanStatistics& statistics) {
-    statistics.directories = 0;
-    statistics.files = 0;
-    snapshot.entries.clear();
-    snapshot.entries.reserve(records.size());
-    for (auto& [reference, entry] : records) {
-        if ((entry.attributes & attribute_directory) != 0)
-            ++statistics.directories;
-        else
-            ++statistics.files;
-        snapshot.entries.push_back(std::move(entry));
-    }
+void store_entries(EntryMap& records, std::vector<FileCandidate>& entries) {
+    entries.clear();
+    entries.reserve(records.size());
+    for (auto& [reference, entry] : records)
+        entries.push_back(std::move(entry));
 }
 
 }  // namespace
@@ -74,11 +54,17 @@ bool read_journal_changes(HANDLE volume, const USN_JOURNAL_DATA_V0& journal, std
                              buffer->bytes, sizeof buffer->bytes, &returned, nullptr) ||
             returned < next_usn_size || returned > sizeof buffer->bytes)
             return false;
-        if (!append_changes(buffer->bytes + next_usn_size, returned - next_usn_size, out, progress))
+        const auto append = [&](UsnRecord& record) {
+            out.push_back({record.file_reference, record.parent_reference,
+                           std::exchange(record.name, {}), record.attributes, record.reason,
+                           record.usn});
+            ++progress.entries_seen;
+        };
+        if (!for_each_record({buffer->bytes + next_usn_size, returned - next_usn_size}, append))
             return false;
         const auto next =
             static_cast<std::int64_t>(load_little_endian<std::uint64_t>(buffer->bytes));
-        // A call that does not get on would be repeated for ever.
+        // Without progress this would loop forever.
         if (next <= request.StartUsn)
             return false;
         request.StartUsn = next;
@@ -90,9 +76,8 @@ bool apply_usn_delta(const std::wstring& root, HANDLE volume, const USN_JOURNAL_
                      IndexSnapshot& snapshot, ScanStatistics& statistics, ScanProgress& progress,
                      worker_pool& pool, bool& changed) {
     changed = false;
-    const std::optional<std::uint64_t> root_reference = file_reference_of(root);
-    const std::optional<std::uint32_t> serial = volume_serial_of(root);
-    if (!root_reference || !serial)
+    const std::optional<VolumeIdentity> identity = volume_identity_of(root);
+    if (!identity)
         return false;
     std::vector<JournalChange> changes;
     if (!read_journal_changes(volume, journal, snapshot.next_usn, changes, progress))
@@ -102,9 +87,9 @@ bool apply_usn_delta(const std::wstring& root, HANDLE volume, const USN_JOURNAL_
     EntryMap records = take_entries(snapshot.entries, changes.size(), &memory);
     ReferenceSet changed_ids;
     for (JournalChange& change : changes)
-        if (apply_journal_change(std::move(change), *serial, records, changed_ids))
+        if (apply_journal_change(std::move(change), identity->serial, records, changed_ids))
             changed = true;
-    rebuild_paths(root, *root_reference, *serial, records);
+    rebuild_paths(root, *identity, excluded_folders(), records);
     if (erase_lost_names(changes, records))
         changed = true;
     if (!refresh_changed_metadata(records, changed_ids, pool, statistics))
@@ -113,7 +98,8 @@ bool apply_usn_delta(const std::wstring& root, HANDLE volume, const USN_JOURNAL_
                   return records.contains(reference);
               });
 
-    store_entries(records, snapshot, statistics);
+    store_entries(records, snapshot.entries);
+    count_entries(snapshot.entries, statistics);
     snapshot.journal_valid = true;
     snapshot.journal_id = journal.UsnJournalID;
     snapshot.next_usn = journal.NextUsn;

@@ -27,7 +27,8 @@ namespace larkspine::detail {
                                    worker_pool& pool, bool& changed);
 
 // Appends the records from `start_usn` up to the journal's next USN, in journal order. False when
-// that range is not in the journal, a call fails or does not get on, or a record is not understood.
+// that range is not in the journal, a call fails or makes no progress, or a record is not
+// understood.
 [[nodiscard]] bool read_journal_changes(HANDLE volume, const USN_JOURNAL_DATA_V0& journal,
                                         std::int64_t start_usn, std::vector<JournalChange>& out,
                                         ScanProgress& progress);

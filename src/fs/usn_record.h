@@ -22,7 +22,9 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <string>
+#include <unordered_set>
 
 namespace larkspine::detail {
 
@@ -36,6 +38,9 @@ struct UsnRecord {
     std::int64_t usn = 0;
 };
 
+// File reference numbers.
+using ReferenceSet = std::unordered_set<std::uint64_t>;
+
 enum class RecordStatus : std::uint8_t { ok, unsupported_version, malformed };
 
 // Decodes the record at the start of `bytes`, of which `available` may be read.
@@ -43,5 +48,19 @@ enum class RecordStatus : std::uint8_t { ok, unsupported_version, malformed };
 // caller can tell how far the record reaches. On `malformed` nothing counts.
 [[nodiscard]] RecordStatus parse_usn_record_v2(const std::byte* bytes, std::size_t available,
                                                UsnRecord& parsed);
+
+// Decodes the records that fill `bytes`, one after the other, and hands each to `take`, which may
+// move its name away. False when one of them is not understood; those before it were handed over.
+template <typename Take>
+[[nodiscard]] bool for_each_record(std::span<const std::byte> bytes, Take&& take) {
+    UsnRecord record;
+    while (!bytes.empty()) {
+        if (parse_usn_record_v2(bytes.data(), bytes.size(), record) != RecordStatus::ok)
+            return false;
+        bytes = bytes.subspan(record.record_length);
+        take(record);
+    }
+    return true;
+}
 
 }  // namespace larkspine::detail

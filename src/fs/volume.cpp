@@ -66,6 +66,14 @@ std::optional<std::uint64_t> file_reference_of(const std::wstring& path) {
     return join_halves(information.nFileIndexHigh, information.nFileIndexLow);
 }
 
+std::optional<detail::VolumeIdentity> volume_identity_of(const std::wstring& root) {
+    const std::optional<std::uint64_t> root_reference = file_reference_of(root);
+    const std::optional<std::uint32_t> serial = volume_serial_of(root);
+    if (!root_reference || !serial)
+        return std::nullopt;
+    return detail::VolumeIdentity{*root_reference, *serial};
+}
+
 std::optional<FILE_ID_INFO> identity_of_open(HANDLE file) {
     FILE_ID_INFO identity = {};
     if (!GetFileInformationByHandleEx(file, FileIdInfo, &identity, sizeof identity))

@@ -10,6 +10,8 @@
 #include <string>
 #include <string_view>
 
+#include "base/file_identity.h"
+
 namespace larkspine {
 
 // Whether `path` names the root folder of a lettered volume (C:\, \\?\C:\, c:/). Pure.
@@ -28,6 +30,10 @@ namespace larkspine {
 
 // The volume serial number of a drive root.
 [[nodiscard]] std::optional<std::uint32_t> volume_serial_of(const std::wstring& root);
+
+// The reference of the root folder and the serial number of a drive root; empty when either cannot
+// be read.
+[[nodiscard]] std::optional<detail::VolumeIdentity> volume_identity_of(const std::wstring& root);
 
 // The 64-bit file reference number of a file or folder.
 [[nodiscard]] std::optional<std::uint64_t> file_reference_of(const std::wstring& path);

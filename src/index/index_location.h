@@ -1,6 +1,6 @@
 // Where index files live: the per-user directory and the file of one scan root. Prints nothing;
-// every failure is an empty result. Reads the environment, so it is called from the scan thread
-// (and once, guarded, by the exclusion test).
+// every failure is an empty result. Reads the environment. Called on the scan thread, and by the
+// first exclusion test, on whichever thread that is.
 #pragma once
 
 #include <optional>

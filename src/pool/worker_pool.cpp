@@ -31,7 +31,7 @@ void worker_pool::shutdown() {
 }
 
 // Returns with the lock held, when a task is queued or the pool is stopping. Jobs come in short
-// bursts, so the next is looked for a while before the thread sleeps.
+// bursts, so the thread polls for a while before it sleeps.
 void worker_pool::await_task(std::unique_lock<std::mutex>& lock) {
     const auto has_work = [this] { return stopping_ || !tasks_.empty(); };
     for (int turn = 0; turn < turns_before_sleep && !has_work(); ++turn) {

@@ -42,8 +42,9 @@ class worker_pool {
         using Result = std::invoke_result_t<std::decay_t<F>&>;
         auto task = std::make_shared<std::packaged_task<Result()>>(std::forward<F>(job));
         std::function<void()> queued = [task] { (*task)(); };
-        // The last to be made and so the first to go when memory runs out below: a task that goes
-        // before its future breaks a promise, which allocates, in a destructor.
+        // Declared after `queued`, so that it is destroyed before it when memory runs out below: a
+        // task that is destroyed before its future breaks a promise, which allocates in a
+        // destructor.
         std::future<Result> future = task->get_future();
         {
             const std::lock_guard lock(mutex_);

@@ -1,7 +1,7 @@
 #include "report/csv_row.h"
 
+#include <algorithm>
 #include <charconv>
-#include <cstddef>
 #include <iterator>
 
 namespace larkspine {
@@ -15,23 +15,36 @@ void append_number(std::string& text, std::uint64_t value) {
 
 }  // namespace
 
-void append_csv_field(std::string& text, std::string_view utf8) {
-    text.push_back('"');
-    for (std::size_t quote = utf8.find('"'); quote != std::string_view::npos;
-         quote = utf8.find('"')) {
-        text.append(utf8.substr(0, quote + 1)).push_back('"');
-        utf8.remove_prefix(quote + 1);
+void double_quotes(std::string& text, std::size_t start) {
+    const auto from = static_cast<std::ptrdiff_t>(start);
+    const auto quotes = std::count(text.begin() + from, text.end(), '"');
+    std::size_t end = text.size();
+    text.resize(end + static_cast<std::size_t>(quotes), '"');
+    // From the back: all that stands behind a quote moves by the quotes up to it.
+    for (std::size_t to = text.size(); to != end;) {
+        text[--to] = text[--end];
+        if (text[end] == '"')
+            text[--to] = '"';
     }
-    text.append(utf8).push_back('"');
 }
 
-void append_csv_row(std::string& text, const CsvRow& row, std::string_view utf8_path) {
-    append_number(text, row.group);
-    text.append(row.original ? ";Original;" : ";Doublon;");
-    append_csv_field(text, utf8_path);
-    text.push_back(';');
-    append_number(text, row.size);
-    text.append("\r\n");
+void CsvRowFrame::begin_group(std::uint64_t number) {
+    number_.clear();
+    append_number(number_, number);
+}
+
+void CsvRowFrame::append_start(std::string& text, bool original) const {
+    text.append(number_).append(original ? ";Original;" : ";Doublon;");
+}
+
+void CsvRowFrame::append_end(std::string& text, std::uint64_t size) {
+    if (size != size_) {
+        size_ = size;
+        end_.assign(1, ';');
+        append_number(end_, size);
+        end_.append("\r\n");
+    }
+    text.append(end_);
 }
 
 }  // namespace larkspine

@@ -1,25 +1,31 @@
-// The text of the report's rows, once the paths are UTF-8. Portable and pure; any thread.
-// Everything is appended to the caller's text, whose room is used again from row to row.
+// The text of the report's rows but for the conversion of their paths. Portable and pure; any
+// thread. Everything is appended to the caller's text, whose room is used again from row to row.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
-#include <string_view>
 
 namespace larkspine {
 
-// One quoted field: `utf8` between double quotes, its own double quotes doubled. The bytes are not
-// looked at otherwise. `utf8` must not look into `text`.
-void append_csv_field(std::string& text, std::string_view utf8);
+// Doubles each double quote from `start` on, as a quoted field wants it.
+void double_quotes(std::string& text, std::size_t start);
 
-// What a row says besides its path.
-struct CsvRow {
-    std::uint64_t group = 0;  // from 1
-    bool original = false;    // the first of its group
-    std::uint64_t size = 0;   // bytes
+// What a row says besides its path. The rows of a group share a number and mostly a size, so both
+// are put into digits only when they change.
+class CsvRowFrame {
+  public:
+    // The rows that follow are those of group `number`, from 1.
+    void begin_group(std::uint64_t number);
+    // What stands before the path; `original` is the first row of its group.
+    void append_start(std::string& text, bool original) const;
+    // What stands behind the path, `size` in bytes, with the end of the line.
+    void append_end(std::string& text, std::uint64_t size);
+
+  private:
+    std::string number_;
+    std::uint64_t size_ = 0;
+    std::string end_ = ";0\r\n";
 };
-
-// One row with its line end. The path alone is quoted.
-void append_csv_row(std::string& text, const CsvRow& row, std::string_view utf8_path);
 
 }  // namespace larkspine

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cwchar>
 #include <iterator>
+#include <utility>
 #include <vector>
 
 #include "base/path.h"
@@ -16,7 +17,7 @@ namespace larkspine {
 namespace {
 
 // 256 KiB: rows are gathered and written in large blocks, never line by line.
-constexpr std::size_t output_buffer_size = 262'144;
+constexpr std::size_t block_size = 262'144;
 constexpr std::string_view byte_order_mark = "\xEF\xBB\xBF";
 constexpr std::string_view header_line = "Groupe;Statut;Chemin complet;Taille en octets\r\n";
 static_assert(header_line.size() == 47);
@@ -56,18 +57,79 @@ std::vector<RankedGroup> rank_groups(std::span<const DuplicateGroup> groups) {
     return ranked;
 }
 
-// `path` in UTF-8 into `utf8`, whose room is used again; empty when it is not valid UTF-16.
-void assign_utf8(std::string& utf8, std::wstring_view path) {
-    utf8.clear();
+// The rows of a group in path order, into `rows`, whose room is used again.
+void assign_rows(std::vector<const DuplicateEntry*>& rows, const RankedGroup& ranked) {
+    rows.clear();
+    for (const DuplicateEntry& entry : *ranked.group)
+        rows.push_back(&entry);
+    if (!ranked.sorted)
+        std::sort(rows.begin(), rows.end(), entry_less);
+}
+
+// Appends `path` in UTF-8; nothing when it is not valid UTF-16.
+void append_utf8(std::string& text, std::wstring_view path) {
+    const std::size_t start = text.size();
     const int wide_length = static_cast<int>(path.size());
     const int length = WideCharToMultiByte(CP_UTF8, WC_ERR_INVALID_CHARS, path.data(), wide_length,
                                            nullptr, 0, nullptr, nullptr);
     if (length <= 0)
         return;
-    utf8.resize(static_cast<std::size_t>(length));
-    if (WideCharToMultiByte(CP_UTF8, WC_ERR_INVALID_CHARS, path.data(), wide_length, utf8.data(),
-                            length, nullptr, nullptr) != length)
-        utf8.clear();
+    text.resize(start + static_cast<std::size_t>(length));
+    if (WideCharToMultiByte(CP_UTF8, WC_ERR_INVALID_CHARS, path.data(), wide_length,
+                            text.data() + start, length, nullptr, nullptr) != length)
+        text.resize(start);
+}
+
+// Appends `path` as csv_quote_utf8 returns it.
+void append_path_field(std::string& text, std::wstring_view path) {
+    text.push_back('"');
+    const std::size_t start = text.size();
+    append_utf8(text, path);
+    double_quotes(text, start);
+    text.push_back('"');
+}
+
+// A file that is written in blocks of whole rows, each as soon as it is full.
+class BlockWriter {
+  public:
+    explicit BlockWriter(HANDLE file) : file_(file) { block_.reserve(block_size); }
+
+    // False when a block cannot be written whole.
+    [[nodiscard]] bool append(std::string_view row) {
+        block_.append(row);
+        return block_.size() < block_size || flush();
+    }
+    // Writes what is left.
+    [[nodiscard]] bool flush() {
+        const bool written = write_all(file_, std::as_bytes(std::span(block_)));
+        block_.clear();
+        return written;
+    }
+
+  private:
+    HANDLE file_;
+    std::string block_;
+};
+
+bool write_rows(BlockWriter& writer, std::span<const RankedGroup> groups) {
+    CsvRowFrame frame;
+    std::string row;
+    std::vector<const DuplicateEntry*> entries;
+    std::uint64_t number = 0;
+    for (const RankedGroup& ranked : groups) {
+        frame.begin_group(++number);
+        bool original = true;
+        assign_rows(entries, ranked);
+        for (const DuplicateEntry* entry : entries) {
+            row.clear();
+            frame.append_start(row, std::exchange(original, false));
+            append_path_field(row, entry->path);
+            frame.append_end(row, entry->size);
+            if (!writer.append(row))
+                return false;
+        }
+    }
+    return true;
 }
 
 }  // namespace
@@ -96,11 +158,8 @@ std::optional<std::wstring> results_file_path() {
 }
 
 std::string csv_quote_utf8(std::wstring_view path) {
-    std::string utf8;
-    assign_utf8(utf8, path);
     std::string quoted;
-    quoted.reserve(utf8.size() + 2);
-    append_csv_field(quoted, utf8);
+    append_path_field(quoted, path);
     return quoted;
 }
 
@@ -110,34 +169,9 @@ bool write_results_csv(const std::wstring& path, std::span<const DuplicateGroup>
                                CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
     if (!file)
         return false;
-
-    std::string output;
-    output.reserve(output_buffer_size);
-    output.append(byte_order_mark).append(header_line);
-    std::string line;
-    std::string utf8;
-    std::vector<const DuplicateEntry*> entries;
-    std::uint64_t number = 0;
-    for (const RankedGroup& ranked : rank_groups(groups)) {
-        ++number;
-        entries.clear();
-        for (const DuplicateEntry& entry : *ranked.group)
-            entries.push_back(&entry);
-        if (!ranked.sorted)
-            std::sort(entries.begin(), entries.end(), entry_less);
-        for (std::size_t j = 0; j < entries.size(); ++j) {
-            line.clear();
-            assign_utf8(utf8, entries[j]->path);
-            append_csv_row(line, {number, j == 0, entries[j]->size}, utf8);
-            output.append(line);
-            if (output.size() >= output_buffer_size) {
-                if (!write_all(file.get(), std::as_bytes(std::span(output))))
-                    return false;
-                output.clear();
-            }
-        }
-    }
-    return write_all(file.get(), std::as_bytes(std::span(output)));
+    BlockWriter writer(file.get());
+    return writer.append(byte_order_mark) && writer.append(header_line) &&
+           write_rows(writer, rank_groups(groups)) && writer.flush();
 }
 
 }  // namespace larkspine

@@ -8,6 +8,7 @@
 
 #include "app/console_pause.h"
 #include "support/fake_console.h"
+#include "support/file_writes.h"
 #include "support/import_replacement.h"
 
 namespace larkspine::testing {
@@ -111,10 +112,10 @@ TEST_F(FatalFaultTest, TheLongestTextIsPlainAsciiAndFitsItsBuffer) {
 TEST_F(FatalFaultTest, WithoutAnErrorHandleNothingIsWrittenAndTheProcessEnds) {
     for (HANDLE none : {HANDLE{nullptr}, INVALID_HANDLE_VALUE}) {
         console.error = none;
-        hooks().WriteFile = [](auto...) -> BOOL {
+        answer_writes([](FileWrite&, DWORD&) -> std::optional<BOOL> {
             ADD_FAILURE();
             return FALSE;
-        };
+        });
         EXPECT_EQ(strike(access_violation), std::optional<UINT>(3));
     }
 }

@@ -10,6 +10,7 @@
 #include "app/fatal_fault.h"
 #include "app/progress_display.h"
 #include "pool/worker_pool.h"
+#include "support/file_writes.h"
 #include "support/headless_console.h"
 #include "support/import_replacement.h"
 
@@ -70,10 +71,10 @@ void fault_on_a_worker(const std::wstring& kind) {
 
 // The second worker faults while the first is still writing its report.
 void fault_on_two_workers(const std::wstring& kind) {
-    hooks().WriteFile = [](auto... arguments) {
+    answer_writes([](FileWrite&, DWORD&) {
         real_imports().Sleep(50);
-        return real_imports().WriteFile(arguments...);
-    };
+        return std::optional<BOOL>();
+    });
     worker_pool pool(2);
     std::atomic<int> arrived = 0;
     const auto job = [&] {

@@ -89,12 +89,6 @@ class ProgressDisplayTest : public ::testing::Test {
     HANDLE output_ = GetStdHandle(STD_OUTPUT_HANDLE);
 };
 
-TEST_F(ProgressDisplayTest, StartDrawsTheFirstFrameAtOnce) {
-    start();
-    EXPECT_EQ(block(0), fresh());
-    EXPECT_EQ(screen->row(4), L"");
-}
-
 TEST_F(ProgressDisplayTest, TheBlockStandsBelowWhatWasPrinted) {
     print(L"première\r\ndernière\r\n");
     start();
@@ -123,14 +117,6 @@ TEST_F(ProgressDisplayTest, AtTheBottomTheBufferScrollsAndTheBlockStandsInItsLas
     display->stop();
     EXPECT_EQ(block(height - 5), finished());
     EXPECT_EQ(screen->row(0), L"4");
-    expect_cursor_at(height - 1);
-}
-
-TEST_F(ProgressDisplayTest, NearTheBottomTheBufferScrollsNoFurtherThanItMust) {
-    screen->put_cursor({0, height - 3});
-    start();
-    EXPECT_EQ(block(height - 5), fresh());
-    display->stop();
     expect_cursor_at(height - 1);
 }
 
@@ -208,25 +194,6 @@ TEST_F(ProgressDisplayTest, StopLeavesTheFinalFrameWithTheCursorBelowIt) {
     EXPECT_EQ(screen->row(5), L"Analyse terminée.");
 }
 
-TEST_F(ProgressDisplayTest, TheCursorIsHiddenWithItsSizeKeptAndComesBackAtTheEnd) {
-    screen->set_cursor({40, TRUE});
-    start();
-    expect_cursor(40, FALSE);
-    progress.documents = 1;
-    EXPECT_TRUE(appears(drawn(L"░░░░░░░░░░░░░░░░░░░░] 0 %", L"1", L"0"), 0));
-    expect_cursor(40, FALSE);
-    display->stop();
-    expect_cursor(40, TRUE);
-}
-
-TEST_F(ProgressDisplayTest, ACursorThatWasHiddenStaysHidden) {
-    screen->set_cursor({70, FALSE});
-    start();
-    expect_cursor(70, FALSE);
-    display->stop();
-    expect_cursor(70, FALSE);
-}
-
 TEST_F(ProgressDisplayTest, ASecondStartReservesNothingAndKeepsTheFirstRecord) {
     start();
     ScanProgress other;
@@ -259,11 +226,6 @@ TEST_F(ProgressDisplayTest, StopWithoutStartDoesNothing) {
     EXPECT_EQ(screen->cursor_place().Y, 2);
 }
 
-TEST_F(ProgressDisplayTest, DrawingWithoutStartDoesNothing) {
-    display->draw();
-    EXPECT_EQ(screen->rows(0, 5), Rows(5));
-}
-
 TEST_F(ProgressDisplayTest, DestructionWhileRunningStopsIt) {
     start();
     expect_cursor(25, FALSE);
@@ -289,25 +251,6 @@ TEST_F(ProgressDisplayTest, ARestartDrawsAnotherBlockBelow) {
     EXPECT_EQ(block(0), finished());
     expect_cursor_at(8);
     expect_cursor(25, TRUE);
-}
-
-TEST_F(ProgressDisplayTest, AnOutputThatIsAFileIsLeftAlone) {
-    wchar_t folder[MAX_PATH + 1];
-    wchar_t path[MAX_PATH + 1];
-    ASSERT_NE(GetTempPathW(MAX_PATH, folder), 0u);
-    ASSERT_NE(GetTempFileNameW(folder, L"dsp", 0, path), 0u);
-    const unique_handle file =
-        own_handle(CreateFileW(path, GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
-                               FILE_FLAG_DELETE_ON_CLOSE, nullptr));
-    SetStdHandle(STD_OUTPUT_HANDLE, file.get());
-    start();
-    EXPECT_FALSE(display->enabled);
-    EXPECT_FALSE(display->thread.joinable());
-    display->stop();
-    LARGE_INTEGER size = {};
-    ASSERT_TRUE(GetFileSizeEx(file.get(), &size));
-    EXPECT_EQ(size.QuadPart, 0);
-    EXPECT_EQ(screen->rows(0, 5), Rows(5));
 }
 
 }  // namespace

@@ -114,14 +114,6 @@ TEST_F(RunConsoleTest, AnyOtherExceptionOutOfTheScanIsReportedBelowTheBlock) {
     expect_block();
 }
 
-TEST_F(RunConsoleTest, MemoryThatRunsOutInTheScanIsReportedBelowTheBlock) {
-    throw_in_the_scan(std::bad_alloc());
-    expect_at(show, banner);
-    EXPECT_EQ(run_on(in),
-              (Outcome{3, banner, unfinished_scan + std::wstring(L"Erreur : std::bad_alloc\n")}));
-    expect_block();
-}
-
 TEST_F(RunConsoleTest, AnExceptionAfterTheScanIsReportedBelowTheFullBlock) {
     hooks().GetCurrentDirectoryW = [](auto...) -> DWORD { throw std::runtime_error("lost"); };
     expect_at(show, banner);
@@ -179,31 +171,11 @@ TEST_F(RunConsoleTest, TheStatisticsFollowTheSummaryWhenTheyAreAskedFor) {
     EXPECT_EQ(outcome.output.substr(0, expected.size()), expected);
 }
 
-TEST_F(RunConsoleTest, WithoutAReportThereAreNoStatistics) {
-    hooks().GetCurrentDirectoryW = [](auto...) { return DWORD{0}; };
-    EXPECT_EQ(run_with({in.c_str(), L"--no-index", L"--stats"}), (Outcome{4, banner, not_saved}));
-}
-
 TEST_F(RunConsoleTest, EveryRunOnAConsoleOfItsOwnEndsWithThePauseAfterItsMessages) {
     pause_on_exit = true;
     expect_at(request, banner + empty_summary());
     EXPECT_EQ(run_on(in).code, 0);
     EXPECT_EQ(output.flushed(), output.str());
-    expect_pause_last();
-}
-
-TEST_F(RunConsoleTest, ARefusedRunEndsWithThePauseToo) {
-    pause_on_exit = true;
-    expect_at(request, banner + invalid_parameters);
-    EXPECT_EQ(run_with({L"-x"}).code, 1);
-    EXPECT_EQ(console.calls(), pause_calls);
-}
-
-TEST_F(RunConsoleTest, ARunThatThrewEndsWithThePauseToo) {
-    pause_on_exit = true;
-    throw_in_the_scan(7);
-    expect_at(request, banner + unfinished_scan + unknown_exception);
-    EXPECT_EQ(run_on(in).code, 3);
     expect_pause_last();
 }
 

@@ -93,7 +93,7 @@ class RunTest : public ::testing::Test {
         argv.insert(argv.end(), arguments);
         const int count = static_cast<int>(argv.size());
         argv.push_back(nullptr);
-        const int code = run_and_report(count, argv.data());
+        const int code = run_guarded(count, argv.data());
         return {code, output.str(), errors.str()};
     }
     std::wstring summary(const std::wstring& counts) const {

@@ -12,7 +12,6 @@
 #include "index/index_file.h"
 #include "index/index_location.h"
 #include "support/real_files.h"
-#include "support/reference_groups.h"
 #include "support/thread_starts.h"
 
 namespace larkspine::testing {
@@ -187,7 +186,7 @@ int RunSweep::run_program(const Means& means) {
         arm_allocations(means.failing_allocation, means.shortage);
     pause_on_exit = owns_console();
     const WideStandardStreams wide;
-    return run_and_report(count, argv.data());
+    return run_guarded(count, argv.data());
 }
 
 void RunSweep::run_scan(Outcome& outcome) {
@@ -199,12 +198,7 @@ void RunSweep::run_scan(Outcome& outcome) {
     ScanProgress progress;
     try {
         const ScanResult result = scan(options, progress);
-        outcome.groups.emplace();
-        for (const DuplicateGroup& group : result.groups) {
-            outcome.groups->emplace_back();
-            for (const DuplicateEntry& entry : group)
-                outcome.groups->back().push_back(entry.path);
-        }
+        outcome.groups = groups_of(result);
         outcome.failures = result.failures;
     } catch (const std::exception&) {
         outcome.code = exit_exception;

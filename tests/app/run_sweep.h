@@ -19,12 +19,11 @@
 #include "support/call_faults.h"
 #include "support/failing_allocations.h"
 #include "support/program_streams.h"
+#include "support/reference_groups.h"
 #include "support/scoped_environment.h"
 #include "support/temp_tree.h"
 
 namespace larkspine::testing {
-
-using PathGroups = std::vector<std::vector<std::wstring>>;
 
 // What a failing call may cost.
 enum class Loss : std::uint8_t {

@@ -9,7 +9,6 @@
 #include "index/index_file.h"
 #include "index/index_format.h"
 #include "support/real_files.h"
-#include "support/reference_groups.h"
 
 namespace larkspine::testing {
 namespace {

@@ -1,11 +1,9 @@
 // Runs in which each allocation fails, on whichever thread it is made: each ends with its message
 // and exit code 3, and nothing that was there before is lost.
 #include <gtest/gtest.h>
-#include <new>
 
 #include "app/run_sweep.h"
 #include "base/path_forms.h"
-#include "base/read_buffer.h"
 #include "support/fake_volume.h"
 #include "support/temp_tree.h"
 
@@ -98,15 +96,6 @@ TEST_F(RunVolumeMemorySweepTest, ADeltaReportsEveryFailedAllocation) {
     list_files();
     runs.begin_with_present_index(swept);
     expect_survived();
-}
-
-// The index of such a buffer is taken once in the life of a process, so no run can be swept for it;
-// what the exception leads to is that of an allocation.
-TEST(ReadBufferMemoryTest, WithoutRoomForAnIndexTheBufferIsOutOfMemory) {
-    const ImportReset reset;
-    hooks().FlsAlloc = [](auto) { return DWORD{FLS_OUT_OF_INDEXES}; };
-    const detail::ThreadReadBuffer buffer;
-    EXPECT_THROW(static_cast<void>(buffer.get()), std::bad_alloc);
 }
 
 }  // namespace

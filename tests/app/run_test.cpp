@@ -11,11 +11,11 @@
 
 #include "app/run_fixture.h"
 #include "support/fake_clock.h"
+#include "support/fake_console.h"
+#include "support/file_writes.h"
 
 namespace larkspine::testing {
 namespace {
-
-const HANDLE console = reinterpret_cast<HANDLE>(std::uintptr_t{0x7ffe0001});
 
 TEST_F(RunTest, DuplicatesAreCountedWithoutTheOriginalsAndTheReportIsNamed) {
     for (const wchar_t* name : {L"in\\a1", L"in\\a2", L"in\\below\\a3"})
@@ -122,17 +122,8 @@ TEST_F(RunTest, AMissingFolderEndsWithCode2) {
     EXPECT_EQ(run_on(tree.path(L"missing")), (Outcome{2, banner, not_accessible}));
 }
 
-TEST_F(RunTest, AFileInPlaceOfAFolderEndsWithCode2) {
-    EXPECT_EQ(run_on(tree.file(L"in\\a", "a")), (Outcome{2, banner, not_accessible}));
-}
-
 TEST_F(RunTest, AnEmptyFolderNameEndsWithCode2) {
     EXPECT_EQ(run_on(L""), (Outcome{2, banner, not_accessible}));
-}
-
-TEST_F(RunTest, AFolderWhoseAttributesCannotBeReadEndsWithCode2) {
-    hooks().GetFileAttributesW = [](LPCWSTR) { return INVALID_FILE_ATTRIBUTES; };
-    EXPECT_EQ(run_on(in), (Outcome{2, banner, not_accessible}));
 }
 
 TEST_F(RunTest, OnlyTheDirectoryAttributeMakesAFolder) {
@@ -196,72 +187,31 @@ TEST_F(RunTest, AnyOtherExceptionOutOfTheScanEndsWithCode3) {
 class RunExceptionTest : public RunTest {
   protected:
     RunExceptionTest() {
-        hooks().GetStdHandle = [this](DWORD which) -> HANDLE {
-            return which == STD_OUTPUT_HANDLE ? handle : real_imports().GetStdHandle(which);
-        };
-        hooks().GetConsoleCursorInfo = [this](HANDLE asked, PCONSOLE_CURSOR_INFO cursor) -> BOOL {
-            ++cursor_queries;
-            EXPECT_EQ(asked, console);
-            *cursor = {25, FALSE};
-            return has_cursor;
-        };
-        hooks().SetConsoleCursorInfo = [this](HANDLE asked, const CONSOLE_CURSOR_INFO* cursor) {
-            EXPECT_EQ(asked, console);
-            EXPECT_EQ(errors.str(), L"");
-            shown_sizes.push_back(cursor->bVisible ? cursor->dwSize : 0);
-            return TRUE;
-        };
+        console.cursor = {25, FALSE};
+        console.on_call = [this](const std::string&) { EXPECT_EQ(errors.str(), L""); };
     }
     template <typename Exception>
     void throw_at_the_folder(const Exception& exception) {
         hooks().GetFileAttributesW = [exception](LPCWSTR) -> DWORD { throw exception; };
     }
 
-    HANDLE handle = console;
-    BOOL has_cursor = TRUE;
-    int cursor_queries = 0;
-    std::vector<DWORD> shown_sizes;  // for each setting of the cursor; 0: hidden
+    FakeConsole console;
+    const FakeConsole::Calls shows_cursor = {"GetConsoleCursorInfo",
+                                             "SetConsoleCursorInfo 25 visible"};
 };
 
 TEST_F(RunExceptionTest, AStandardExceptionShowsTheCursorAndEndsWithCode3AndItsMessage) {
     throw_at_the_folder(std::runtime_error("\xE9t\xE9 \xFF\x80 100%s"));
     const std::wstring message = L"Erreur : été ÿ\u0080 100%s\n";
     EXPECT_EQ(run_on(in), (Outcome{3, banner, unfinished_run + message}));
-    EXPECT_EQ(shown_sizes, std::vector<DWORD>{25});
+    EXPECT_EQ(console.calls(), shows_cursor);
 }
 
 TEST_F(RunExceptionTest, AnyOtherExceptionShowsTheCursorAndEndsWithCode3) {
     throw_at_the_folder(7);
     EXPECT_EQ(run_on(in), (Outcome{3, banner, std::wstring(unfinished_run) + unknown_exception}));
     EXPECT_EQ(errors.flushed(), errors.str());
-    EXPECT_EQ(shown_sizes, std::vector<DWORD>{25});
-}
-
-TEST_F(RunExceptionTest, AStandardExceptionAfterTheScanPrintsNothingOfTheSummary) {
-    hooks().GetCurrentDirectoryW = [](auto...) -> DWORD { throw std::runtime_error("lost"); };
-    EXPECT_EQ(run_on(in), (Outcome{3, banner, unfinished_run + std::wstring(L"Erreur : lost\n")}));
-}
-
-TEST_F(RunExceptionTest, AnyOtherExceptionAfterTheScanPrintsNothingOfTheSummary) {
-    hooks().GetCurrentDirectoryW = [](auto...) -> DWORD { throw "lost"; };
-    EXPECT_EQ(run_on(in), (Outcome{3, banner, std::wstring(unfinished_run) + unknown_exception}));
-}
-
-TEST_F(RunExceptionTest, ACursorThatCannotBeQueriedIsLeftAlone) {
-    has_cursor = FALSE;
-    throw_at_the_folder(7);
-    EXPECT_EQ(run_on(in).code, 3);
-    EXPECT_EQ(cursor_queries, 1);
-    EXPECT_EQ(shown_sizes, std::vector<DWORD>{});
-}
-
-TEST_F(RunExceptionTest, WithoutAnOutputHandleNoCursorIsQueried) {
-    throw_at_the_folder(7);
-    for (HANDLE none : {HANDLE{nullptr}, INVALID_HANDLE_VALUE}) {
-        handle = none;
-        EXPECT_EQ(run_on(in).code, 3);
-    }
-    EXPECT_EQ(cursor_queries, 0);
+    EXPECT_EQ(console.calls(), shows_cursor);
 }
 
 TEST_F(RunExceptionTest, RunItselfLetsThemPass) {
@@ -273,30 +223,9 @@ TEST_F(RunExceptionTest, RunItselfLetsThemPass) {
     EXPECT_EQ(errors.str(), L"");
 }
 
-// Each makes the report fail in its own way; nothing of the summary is printed then.
-class RunReportTest : public RunTest {
-  protected:
-    void expect_code_4() {
-        tree.file(L"in\\a", "x");
-        tree.file(L"in\\b", "x");
-        EXPECT_EQ(run_on(in), (Outcome{4, banner, not_saved}));
-    }
-};
-
-TEST_F(RunReportTest, WithoutTheCurrentDirectoryTheRunEndsWithCode4) {
-    hooks().GetCurrentDirectoryW = [](DWORD capacity, LPWSTR) -> DWORD { return capacity ? 0 : 9; };
-    expect_code_4();
-}
-
-TEST_F(RunReportTest, AReportThatCannotBeCreatedEndsWithCode4) {
-    hooks().CreateFileW = [](LPCWSTR path, auto... others) -> HANDLE {
-        return is_report(path) ? INVALID_HANDLE_VALUE : real_imports().CreateFileW(path, others...);
-    };
-    expect_code_4();
-    EXPECT_FALSE(file_exists(report));
-}
-
-TEST_F(RunReportTest, AReportThatCannotBeWrittenEndsWithCode4AndStaysAsItIs) {
+TEST_F(RunTest, AReportThatCannotBeWrittenEndsWithCode4AndStaysAsItIs) {
+    tree.file(L"in\\a", "x");
+    tree.file(L"in\\b", "x");
     HANDLE created = nullptr;
     hooks().CreateFileW = [&](LPCWSTR path, auto... others) -> HANDLE {
         const HANDLE file = real_imports().CreateFileW(path, others...);
@@ -304,10 +233,10 @@ TEST_F(RunReportTest, AReportThatCannotBeWrittenEndsWithCode4AndStaysAsItIs) {
             created = file;
         return file;
     };
-    hooks().WriteFile = [&](HANDLE file, auto... others) -> BOOL {
-        return file != created && real_imports().WriteFile(file, others...);
-    };
-    expect_code_4();
+    answer_writes([&](const FileWrite& write, DWORD&) {
+        return write.file == created ? std::optional<BOOL>(FALSE) : std::nullopt;
+    });
+    EXPECT_EQ(run_on(in), (Outcome{4, banner, not_saved}));
     EXPECT_NE(created, nullptr);
     EXPECT_EQ(read_file(report), "");
 }

@@ -1,20 +1,20 @@
 #include "base/write_all.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <gtest/gtest.h>
 #include <memory>
+#include <optional>
 #include <span>
 #include <utility>
 #include <vector>
 
-#include "support/import_replacement.h"
+#include "support/file_writes.h"
 
 namespace larkspine {
 namespace {
-
-using testing::hooks;
 
 // What reaches the system, for a file that does not exist: each request as its place in the block
 // and its length. No byte is looked at.
@@ -23,16 +23,16 @@ class WriteAllTest : public ::testing::Test {
     using Requests = std::vector<std::pair<std::uint64_t, DWORD>>;
 
     WriteAllTest() {
-        hooks().WriteFile = [this](HANDLE file, LPCVOID bytes, DWORD length, LPDWORD written,
-                                   LPOVERLAPPED overlapped) -> BOOL {
-            if (file != no_file)
-                return testing::real_imports().WriteFile(file, bytes, length, written, overlapped);
-            requests.emplace_back(static_cast<const std::byte*>(bytes) - block, length);
+        testing::answer_writes([this](const testing::FileWrite& write,
+                                      DWORD& written) -> std::optional<BOOL> {
+            if (write.file != no_file)
+                return std::nullopt;
+            requests.emplace_back(static_cast<const std::byte*>(write.bytes) - block, write.length);
             if (requests.size() - 1 == faulty)
-                return fault(length, *written);
-            *written = length < most_taken ? length : most_taken;
+                return fault(write.length, written);
+            written = std::min(write.length, most_taken);
             return TRUE;
-        };
+        });
     }
 
     bool write(std::uint64_t size) {

@@ -1,10 +1,8 @@
 """The words in which the end-to-end tests are written, to be mixed into test cases."""
 import contextlib
-import subprocess
 
 import reference
-from program import Workspace, required, summary, windows_path, wine, wine_environment
-
+from program import Workspace, lock_helper, summary, windows_path
 
 class EndToEnd:
     """Each test has a workspace, and in it an empty root to fill and to scan."""
@@ -29,13 +27,8 @@ class EndToEnd:
 
     @contextlib.contextmanager
     def locked(self, *names):
-        # In long form, so that a name may end in a space or a full stop.
-        helper = subprocess.Popen(
-            [wine(), windows_path(required("LARKSPINE_LOCK_FILE_EXE")),
-             *("\\\\?\\" + windows_path(self.root / name) for name in names)],
-            env=wine_environment(), stdin=subprocess.PIPE, stdout=subprocess.PIPE)
-        with helper:
-            self.assertEqual(helper.stdout.readline().strip(), b"locked")
+        with lock_helper(self.root / name for name in names) as (helper, said):
+            self.assertEqual(said, b"locked")
             yield
             helper.stdin.close()  # lets go
 

@@ -1,5 +1,5 @@
 // Keeps the files named on its command line open, shared with nobody, until its input ends. Prints
-// "locked" when all of them are open; ends with 1 when one cannot be.
+// "locked" when all of them are open; ends with 2 when one cannot be.
 #include <cstdio>
 #include <vector>
 
@@ -12,7 +12,7 @@ int wmain(int argc, wchar_t** argv) {
             argv[i], GENERIC_READ, 0, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr)));
         if (!held.back()) {
             std::fprintf(stderr, "cannot open argument %d\n", i);
-            return 1;
+            return 2;
         }
     }
     std::puts("locked");

@@ -5,6 +5,7 @@ Expects in the environment LARKSPINE_EXE, LARKSPINE_LOCK_FILE_EXE and LARKSPINE_
 WINE may name another wine64. Every run gets a fresh current directory and a fresh index directory
 unless it asks for its own, so that no run sees what another one left.
 """
+import contextlib
 import dataclasses
 import os
 import pathlib
@@ -13,13 +14,13 @@ import shutil
 import subprocess
 import sys
 import tempfile
+import time
 import unittest
 
 REPORT_NAME = re.compile(r"Fennick_Resultats_(\d{4}-\d\d-\d\d_\d\d-\d\d-\d\d)\.csv")
 REPORT_TIME = "%Y-%m-%d_%H-%M-%S"
 BANNER_END = b"Version 0.0.5\nAuteur : Pelvane\nEntreprise : Ostrell\n" + 40 * b"-" + b"\n\n"
 TIME_LIMIT = 60  # seconds; a run takes one or two
-
 
 def required(variable):
     """The value of an environment variable without which nothing can be tested."""
@@ -28,25 +29,20 @@ def required(variable):
         raise RuntimeError(f"set {variable}: see the head of {__file__}")
     return value
 
-
 def exe():
     return windows_path(required("LARKSPINE_EXE"))
 
-
 def wine():
     return os.environ.get("WINE", "/usr/lib/wine/wine64")
-
 
 def skip(reason):
     """Skips the running test, and says so also where the test runner stays silent about it."""
     print(f"\nskipped: {reason}", file=sys.stderr)
     raise unittest.SkipTest(reason)
 
-
 def windows_path(path):
     """The Windows view of a Linux path: drive Z: is the root folder."""
     return "Z:" + os.path.abspath(path).replace("/", "\\")
-
 
 def wine_environment(prefix=None):
     environment = dict(os.environ)
@@ -59,16 +55,46 @@ def wine_environment(prefix=None):
     environment.setdefault("WINEDLLOVERRIDES", "mscoree,mshtml=;winedbg.exe=d")
     return environment
 
+def completed(command, time_limit=TIME_LIMIT, **settings):
+    """subprocess.run for a command that starts Wine; what it says is kept as bytes."""
+    for attempt in range(3):
+        # Files, not pipes: Wine's services may inherit them and would hold a pipe open.
+        with tempfile.TemporaryFile() as out, tempfile.TemporaryFile() as err:
+            began = time.monotonic()
+            code = subprocess.run(command, stdin=subprocess.DEVNULL, stdout=out, stderr=err,
+                                  timeout=time_limit, check=False, **settings).returncode
+            took = time.monotonic() - began
+            out.seek(0)
+            err.seek(0)
+            done = subprocess.CompletedProcess(command, code, out.read(), err.read())
+        if attempt == 2 or done.stdout or done.stderr or not was_refused(code, took):
+            return done
+
+def was_refused(code, seconds):
+    """Whether a program that ended so, without a word, never began: see tests/wine_program."""
+    return code == 1 and seconds < 0.5
 
 def run_helper(variable, *arguments):
     """What a small tool of the tests prints; `variable` holds the Linux path of it."""
-    with tempfile.TemporaryFile() as out:
-        subprocess.run([wine(), windows_path(required(variable)), *arguments],
-                       env=wine_environment(), stdin=subprocess.DEVNULL, stdout=out,
-                       timeout=TIME_LIMIT, check=True)
-        out.seek(0)
-        return out.read()
+    done = completed([wine(), windows_path(required(variable)), *arguments], env=wine_environment())
+    done.check_returncode()
+    return done.stdout
 
+@contextlib.contextmanager
+def lock_helper(paths):
+    """A program that holds the files open without sharing, and the first line that it says. It ends
+    when its input is closed; a file that it cannot open ends it at once."""
+    # In long form, so that a name may end in a space or a full stop.
+    command = [wine(), windows_path(required("LARKSPINE_LOCK_FILE_EXE")),
+               *("\\\\?\\" + windows_path(path) for path in paths)]
+    for attempt in range(3):
+        began = time.monotonic()
+        with subprocess.Popen(command, env=wine_environment(), stdin=subprocess.PIPE,
+                              stdout=subprocess.PIPE, stderr=subprocess.DEVNULL) as helper:
+            said = helper.stdout.readline().strip()
+            if attempt == 2 or said or not was_refused(helper.wait(), time.monotonic() - began):
+                yield helper, said
+                return
 
 @dataclasses.dataclass(frozen=True)
 class Run:
@@ -109,13 +135,11 @@ class Run:
             raise AssertionError(f"no banner in {self.stdout=}, {self.stderr=}")
         return at + len(BANNER_END)
 
-
 def summary(documents, duplicates, report):
     """What follows the banner after a successful run; `report` as the program names it."""
     found = f"Doublons trouvés : {duplicates}\n" if duplicates else "Aucun doublon trouvé.\n"
     return ("Analyse terminée.\n\n" f"Documents détectés : {documents}\n" f"{found}"
             f"Résultats enregistrés dans :\n{report}\n").encode()
-
 
 class Workspace:
     """A temporary directory below which a test keeps all its files; close() removes it."""
@@ -146,25 +170,13 @@ class Workspace:
                 variables[name] = value
         launcher = prefix.launcher if prefix else ()
         before = set(_reports_in(folder))
-        # Files, not pipes: Wine's services may inherit them and would hold a pipe open.
-        for last in (False, True):
-            with tempfile.TemporaryFile() as out, tempfile.TemporaryFile() as err:
-                done = subprocess.run([*launcher, wine(), *(command or [exe()]), *arguments],
-                                      cwd=folder, env=variables, stdin=subprocess.DEVNULL,
-                                      stdout=out, stderr=err, timeout=time_limit, check=False)
-                out.seek(0)
-                err.seek(0)
-                written = tuple(sorted(set(_reports_in(folder)) - before))
-                run = Run(done.returncode, out.read(), err.read(), folder, written)
-            # The banner is the first that the program does. Without it Wine has not come so far,
-            # as was seen on a busy machine (see tests/wine_program).
-            if run.stdout or run.stderr or run.code == 0 or last:
-                return run
-
+        done = completed([*launcher, wine(), *(command or [exe()]), *arguments],
+                         cwd=folder, env=variables, time_limit=time_limit)
+        written = tuple(sorted(set(_reports_in(folder)) - before))
+        return Run(done.returncode, done.stdout, done.stderr, folder, written)
 
 def _reports_in(folder):
     return [path for path in folder.iterdir() if REPORT_NAME.fullmatch(path.name)]
-
 
 def _reopen(folder):
     os.chmod(folder, 0o700)

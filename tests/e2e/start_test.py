@@ -1,13 +1,11 @@
 """How the program starts: its arguments as they were typed, its settings before its first file call."""
 import re
-import subprocess
 import unittest
 
 from language import EndToEnd
-from program import TIME_LIMIT, exe, wine, wine_environment
+from program import completed, exe, wine, wine_environment
 
 NOT_ACCESSIBLE = "Impossible d’accéder au dossier sélectionné."
-
 
 class ArgumentTest(EndToEnd, unittest.TestCase):
     def test_a_wildcard_is_no_name_of_a_folder_that_it_matches(self):
@@ -26,16 +24,14 @@ class ArgumentTest(EndToEnd, unittest.TestCase):
         self.assert_refused(self.work.run("\\\\?\\" + self.display + "\\image?"), 2,
                             NOT_ACCESSIBLE)
 
-
 class SettingTest(EndToEnd, unittest.TestCase):
     def calls(self):
         """The names of the system calls of one run, in order, of which this test knows."""
         environment = wine_environment()
         environment["WINEDEBUG"] = "+relay"
-        run = subprocess.run([wine(), exe(), self.display, "--no-index"], env=environment,
-                             cwd=self.work.new_folder("run"), stdin=subprocess.DEVNULL,
-                             stdout=subprocess.DEVNULL, stderr=subprocess.PIPE,
-                             timeout=TIME_LIMIT, check=True)
+        run = completed([wine(), exe(), self.display, "--no-index"], env=environment,
+                        cwd=self.work.new_folder("run"))
+        run.check_returncode()
         return re.findall(r"Call KERNEL32\.(SetErrorMode\([0-9a-f]+|GetProcAddress|CreateFile|"
                           r"GetFileAttributes|GetFullPathName|FindFirstFile|GetVolumeInformation)",
                           run.stderr.decode(errors="replace"))
@@ -45,7 +41,6 @@ class SettingTest(EndToEnd, unittest.TestCase):
         calls = self.calls()
         self.assertEqual(calls[:2], ["SetErrorMode(00000001", "GetProcAddress"])
         self.assertIn("FindFirstFile", calls)
-
 
 if __name__ == "__main__":
     unittest.main()

@@ -92,8 +92,7 @@ class Script {
         std::vector<const wchar_t*> arguments = {L"larkspine", L"Q:\\"};
         for (std::size_t i = 1; i < words.size(); ++i)
             arguments.push_back(words[i].c_str());
-        code_ =
-            std::max(code_, run_and_report(static_cast<int>(arguments.size()), arguments.data()));
+        code_ = std::max(code_, run_guarded(static_cast<int>(arguments.size()), arguments.data()));
     }
 
     TempTree tree_;

@@ -9,10 +9,9 @@ would; no file gets a name back that it had before.
 import os
 import pathlib
 import random
-import subprocess
 import threading
 
-from program import required, windows_path, wine, wine_environment
+from program import lock_helper
 
 LENGTHS = (0, 600, 1200, 2400)  # below a page, so that each is read and written as a whole
 TEXTS = tuple((b"%d texte " % number) * 400 for number in range(5))
@@ -20,17 +19,14 @@ CONTENTS = tuple(text[:length] for text in TEXTS for length in LENGTHS)
 FIRST_TIME = 1_000_000_000 * 10**9  # in 2001, when no file of a test was written
 FOLDERS = 6
 
-
 def last(name):
     return name.rpartition("/")[2]
-
 
 class File:
     """One physical file: all that it held since the scan began, the last being what it holds."""
 
     def __init__(self, contents):
         self.held = [contents]
-
 
 class Writer:
     def __init__(self, root, seed, files=90):
@@ -180,12 +176,8 @@ class Writer:
         try:
             while not self.stopped.is_set():
                 names = choice.sample(sorted(list(self.names)), 3)
-                with subprocess.Popen(
-                        [wine(), windows_path(required("LARKSPINE_LOCK_FILE_EXE")),
-                         *("\\\\?\\" + windows_path(self.root / name) for name in names)],
-                        env=wine_environment(), stdin=subprocess.PIPE, stdout=subprocess.PIPE,
-                        stderr=subprocess.DEVNULL) as helper:
-                    self.locks += helper.stdout.readline().strip() == b"locked"
+                with lock_helper(self.root / name for name in names) as (helper, said):
+                    self.locks += said == b"locked"
                     self.stopped.wait(choice.random() * 0.1)
                     helper.stdin.close()
         except BaseException as error:  # told by the thread that leaves the block

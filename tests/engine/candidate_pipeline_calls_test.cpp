@@ -1,96 +1,60 @@
+// What the pipeline asks the system for, and what changes while it does.
 #include "base/win32_api.h"
 
 #include <algorithm>
-#include <cstddef>
-#include <cstdint>
-#include <deque>
 #include <gtest/gtest.h>
 #include <iterator>
-#include <new>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
-#include "engine/candidate_pipeline.h"
+#include "engine/pipeline_fixture.h"
 #include "support/file_calls.h"
-#include "support/temp_tree.h"
 
 namespace larkspine::testing {
 namespace {
-
-constexpr DWORD share_all = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
 
 bool is_full_read(DWORD flags) {
     return (flags & FILE_FLAG_SEQUENTIAL_SCAN) != 0;
 }
 
-class CandidatePipelineCallsTest : public ::testing::Test {
-  protected:
-    // A file of the bucket's size.
-    detail::FileCandidate& add(std::wstring_view name, std::uint64_t changed_at = UINT64_MAX) {
-        detail::FileCandidate& candidate = candidates.emplace_back();
-        candidate.path = tree.sized_file(name, size, changed_at);
-        candidate.size = size;
-        list.push_back(&candidate);
-        return candidate;
-    }
+// Before the pool, whose threads may call until they end.
+struct WithFileCalls {
+    FileCalls calls;
+};
 
-    // One whose identity is already known.
+class CandidatePipelineCallsTest : protected WithFileCalls, public PipelineTest {
+  protected:
+    CandidatePipelineCallsTest() : PipelineTest(1) {}
+
+    // A file whose identity is already known.
     detail::FileCandidate& add_identified(std::wstring_view name,
                                           std::uint64_t changed_at = UINT64_MAX) {
-        detail::FileCandidate& candidate = add(name, changed_at);
-        candidate.file_id.low = candidates.size();
-        candidate.has_file_id = true;
+        return identify(add(name, changed_at), 0, candidates.size());
+    }
+    // One with digests too, which are those of all others.
+    detail::FileCandidate& add_hashed(std::wstring_view name,
+                                      std::uint64_t changed_at = UINT64_MAX) {
+        detail::FileCandidate& candidate = add_identified(name, changed_at);
+        candidate.has_sample_digest = candidate.has_full_digest = true;
         return candidate;
     }
 
     void process(bool verify_bytes = false) {
-        pool.submit([] {}).get();  // after jobs that an exception left behind
         calls.restart();
-        detail::process_size_group(size, list, pool, verify_bytes, statistics, results, progress);
+        PipelineTest::process(verify_bytes);
         EXPECT_EQ(calls.open_handles(), 0U);
     }
-
-    // The last letters of the paths in each result group.
-    std::vector<std::wstring> groups() const {
-        std::vector<std::wstring> all;
-        for (const DuplicateGroup& group : results) {
-            std::wstring& letters = all.emplace_back();
-            for (const DuplicateEntry& entry : group)
-                letters += entry.path.back();
-        }
-        return all;
-    }
-
-    // How many files were opened to be hashed in full.
-    std::size_t full_opens() const {
-        return static_cast<std::size_t>(
-            std::count_if(calls.opens.begin(), calls.opens.end(),
-                          [](const OpenCall& call) { return is_full_read(call.flags); }));
-    }
-
-    std::uint64_t size = 1'000;
-    TempTree tree;
-    ScanStatistics statistics;
-    ScanProgress progress;
-    std::deque<detail::FileCandidate> candidates;
-    std::vector<detail::FileCandidate*> list;
-    std::vector<DuplicateGroup> results;
-    FileCalls calls;
-    worker_pool pool{1};
 };
 
 TEST_F(CandidatePipelineCallsTest, EmptyFilesAreOpenedForTheirIdentityOnly) {
     size = 0;
-    const std::wstring path = add(L"a").path;
+    add(L"a");
     add(L"b");
     process(true);
     EXPECT_EQ(calls.events,
               (Events{"open a", "query a 18 24", "close a", "open b", "query b 18 24", "close b"}));
-    EXPECT_EQ(calls.opens.front(), (OpenCall{path, GENERIC_READ, share_all, nullptr, OPEN_EXISTING,
-                                             FILE_ATTRIBUTE_NORMAL, nullptr}));
-    EXPECT_EQ(groups(), std::vector<std::wstring>{L"ab"});
+    EXPECT_EQ(groups(), (std::vector<Names>{{L"a", L"b"}}));
 }
 
 TEST_F(CandidatePipelineCallsTest, EmptyFilesWithAKnownIdentityAreNotOpenedAtAll) {
@@ -99,51 +63,16 @@ TEST_F(CandidatePipelineCallsTest, EmptyFilesWithAKnownIdentityAreNotOpenedAtAll
     add_identified(L"b");
     process(true);
     EXPECT_EQ(calls.events, Events{});
-    EXPECT_EQ(groups(), std::vector<std::wstring>{L"ab"});
-}
-
-TEST_F(CandidatePipelineCallsTest, AnIdentityIsAskedForOnce) {
-    size = 0;
-    add(L"a");
-    add(L"b");
-    process();
-    process();
-    EXPECT_EQ(calls.events, Events{});
-}
-
-TEST_F(CandidatePipelineCallsTest, AFileWhoseIdentityIsRefusedIsKept) {
-    const detail::FileCandidate& a = add(L"a");
-    add(L"b");
-    calls.queries_work = false;
-    process();
-    EXPECT_EQ(groups(), std::vector<std::wstring>{L"ab"});
-    EXPECT_EQ(a.has_file_id, false);
-    EXPECT_EQ(a.volume_serial, 0U);
-    EXPECT_EQ(a.file_id, detail::FileId{});
-    EXPECT_EQ(statistics.failures, 0U);
-}
-
-TEST_F(CandidatePipelineCallsTest, AFileThatCannotBeOpenedForItsIdentityIsKept) {
-    add(L"a");
-    add(L"b");
-    calls.on_open = [first = true](const std::string& name, DWORD) mutable {
-        return name != "a" || !std::exchange(first, false);
-    };
-    process();
-    EXPECT_EQ(groups(), std::vector<std::wstring>{L"ab"});
-    EXPECT_EQ(list[0]->has_file_id, false);
-    EXPECT_EQ(list[1]->has_file_id, true);
+    EXPECT_EQ(groups(), (std::vector<Names>{{L"a", L"b"}}));
 }
 
 TEST_F(CandidatePipelineCallsTest, NamesOfOneFileWithoutAReadableIdentityAreTreatedAsTwoFiles) {
-    const std::wstring path = add(L"a").path;
-    add(L"b");
-    tree.remove_file(L"b");
-    (void)tree.hard_link(L"b", path);
+    add_link(L"b", add(L"a"));
     calls.queries_work = false;
     process();
-    EXPECT_EQ(groups(), std::vector<std::wstring>{L"ab"});
+    EXPECT_EQ(groups(), (std::vector<Names>{{L"a", L"b"}}));
     EXPECT_EQ(statistics.hardlink_groups, 0U);
+    EXPECT_EQ(statistics.failures, 0U);
 }
 
 TEST_F(CandidatePipelineCallsTest, ANameThatIsDroppedIsNotRead) {
@@ -152,14 +81,7 @@ TEST_F(CandidatePipelineCallsTest, ANameThatIsDroppedIsNotRead) {
     add_identified(L"c");
     process();
     EXPECT_EQ(std::count(calls.events.begin(), calls.events.end(), "open b"), 0);
-    EXPECT_EQ(groups(), std::vector<std::wstring>{L"ac"});
-}
-
-TEST_F(CandidatePipelineCallsTest, ASampleThatNobodySharesIsNotFollowedByAFullRead) {
-    add_identified(L"a");
-    add_identified(L"b", 5);
-    process();
-    EXPECT_EQ(full_opens(), 0U);
+    EXPECT_EQ(groups(), (std::vector<Names>{{L"a", L"c"}}));
 }
 
 TEST_F(CandidatePipelineCallsTest, EverySurvivorOfTheSamplesIsReadInFullOnce) {
@@ -181,7 +103,7 @@ TEST_F(CandidatePipelineCallsTest, AFileDeletedBetweenTheStagesDropsOut) {
         return true;
     };
     process();
-    EXPECT_EQ(groups(), std::vector<std::wstring>{L"ac"});
+    EXPECT_EQ(groups(), (std::vector<Names>{{L"a", L"c"}}));
     EXPECT_EQ(statistics.failures, 1U);
     EXPECT_EQ(list[1]->has_sample_digest, true);
     EXPECT_EQ(list[1]->has_full_digest, false);
@@ -194,29 +116,17 @@ TEST_F(CandidatePipelineCallsTest, AFileThatCannotBeReadInFullLeavesNoGroupOfOne
         return name != "a" || !is_full_read(flags);
     };
     process();
-    EXPECT_EQ(groups(), std::vector<std::wstring>{});
+    EXPECT_EQ(groups(), std::vector<Names>{});
     EXPECT_EQ(progress.duplicates, 0U);
     EXPECT_EQ(statistics.failures, 1U);
 }
 
-TEST_F(CandidatePipelineCallsTest, AnExceptionOfAHashingJobPassesThrough) {
-    for (const wchar_t* name : {L"a", L"b"})
-        add_identified(name);
-    for (const std::size_t read : {0U, 2U}) {  // in a sample, in a full hash
-        calls.throw_at_read(read);
-        EXPECT_THROW(process(), std::bad_alloc) << "read " << read;
-    }
-    EXPECT_EQ(groups(), std::vector<std::wstring>{});
-}
-
 // Two contents in turns, under digests that say that all four are the same.
 TEST_F(CandidatePipelineCallsTest, VerificationComparesWithTheFirstOfEachClassInOrder) {
-    for (const wchar_t* name : {L"A", L"B", L"C", L"D"}) {
-        const bool second_kind = *name == L'B' || *name == L'D';
-        detail::FileCandidate& file = add_identified(name, second_kind ? 5 : UINT64_MAX);
-        file.has_sample_digest = true;
-        file.has_full_digest = true;
-    }
+    add_hashed(L"A");
+    add_hashed(L"B", 5);
+    add_hashed(L"C");
+    add_hashed(L"D", 5);
     process(true);
     Events opened;
     std::copy_if(calls.events.begin(), calls.events.end(), std::back_inserter(opened),
@@ -224,20 +134,29 @@ TEST_F(CandidatePipelineCallsTest, VerificationComparesWithTheFirstOfEachClassIn
     EXPECT_EQ(opened, (Events{"open A", "open B", "open A", "open C", "open A", "open D", "open B",
                               "open D"}));
     EXPECT_EQ(statistics.byte_comparisons, 4U);
-    EXPECT_EQ(groups(), (std::vector<std::wstring>{L"AC", L"BD"}));
+    EXPECT_EQ(groups(), (std::vector<Names>{{L"A", L"C"}, {L"B", L"D"}}));
+    EXPECT_EQ(progress.duplicates, 2U);
 }
 
-TEST_F(CandidatePipelineCallsTest, AFailedComparisonIsCountedAndIsolatesTheFile) {
-    for (const wchar_t* name : {L"a", L"b", L"c"}) {
-        detail::FileCandidate& file = add_identified(name);
-        file.has_sample_digest = true;
-        file.has_full_digest = true;
+// Paths that differ beyond ASCII are compared by the system, which is how comparisons are counted.
+TEST_F(CandidatePipelineCallsTest, RowsThatComeSortedAreComparedOnceEachAndOthersAreSorted) {
+    for (wchar_t letter = 0x660; letter < 0x66A; ++letter) {
+        candidates.emplace_back().path = tree.path(std::wstring(1, letter));
+        list.push_back(&candidates.back());
     }
-    calls.on_open = [](const std::string& name, DWORD) { return name != "b"; };
-    process(true);
-    EXPECT_EQ(groups(), std::vector<std::wstring>{L"ac"});
-    EXPECT_EQ(statistics.byte_comparisons, 2U);
-    EXPECT_EQ(statistics.failures, 0U);
+    std::uint64_t comparisons = 0;
+    hooks().CompareStringOrdinal = [&](auto... arguments) {
+        ++comparisons;
+        return real_imports().CompareStringOrdinal(arguments...);
+    };
+    detail::emit_group(list, size, results, progress);
+    EXPECT_EQ(comparisons, list.size() - 1);
+    std::ranges::reverse(list);
+    detail::emit_group(list, size, results, progress);
+    Names sorted;
+    for (wchar_t letter = 0x660; letter < 0x66A; ++letter)
+        sorted.emplace_back(1, letter);
+    EXPECT_EQ(groups(), std::vector<Names>(2, sorted));
 }
 
 }  // namespace

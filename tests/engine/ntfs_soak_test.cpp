@@ -2,6 +2,9 @@
 // must find what a scan without one finds, and what comparing every file with every other finds;
 // and no entry that it saves has a size or a time that its file did not have when it was asked for.
 //
+// Some scans are asked to stop on the way, and the one that is compared goes on from what they
+// saved.
+//
 // The seed and the number of rounds may be set by LARKSPINE_SOAK_SEED and LARKSPINE_SOAK_ROUNDS.
 //
 // A file of several names is listed under one of them, so groups are compared by their files. What
@@ -13,6 +16,7 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <gtest/gtest.h>
@@ -261,12 +265,29 @@ class NtfsSoakTest : public SoakedVolumeTest {
         return current;
     }
 
+    // A scan that is asked to stop at a random read of a file.
+    ScanResult interrupted_run(IndexMode mode) {
+        std::atomic<std::uint32_t> reads_left = below(30);
+        const auto read = std::exchange(hooks().ReadFile, nullptr);
+        hooks().ReadFile = [&](auto... arguments) {
+            if (reads_left-- == 0)
+                progress.stop_requested = true;
+            return read(arguments...);
+        };
+        ScanResult result = run(mode);
+        hooks().ReadFile = read;
+        if (progress.stop_requested.exchange(false))
+            ++told.interruptions;
+        return result;
+    }
+
     void scan_and_compare();
 
     struct Figures {
         std::array<std::uint32_t, 5> ways{};
         std::uint32_t reasons = 0;
         std::size_t rebuilds = 0;
+        std::size_t interruptions = 0;
         std::size_t groups = 0;
         std::size_t rows = 0;
         std::size_t unsettled_files = 0;
@@ -309,6 +330,16 @@ void NtfsSoakTest::scan_and_compare() {
         ++told.rebuilds;
     }
 
+    if (below(4) == 0) {
+        const ScanResult interrupted = interrupted_run(mode);
+        EXPECT_EQ(way_of(interrupted), way);
+        if (interrupted.index_saved) {
+            note_answers(way, slice);
+            slice = {};
+            mode = IndexMode::use;
+            way = way == Way::walk ? Way::walk : Way::unchanged;
+        }
+    }
     const ScanResult result = run(mode);
     EXPECT_EQ(way_of(result), way);
     const Files missing_before = missing;
@@ -367,11 +398,13 @@ TEST_F(NtfsSoakTest, AfterAnyChangesAScanWithTheIndexFindsWhatOneWithoutItFinds)
         std::cout << ::testing::PrintToString(way) << ' ' << taken << ", ";
         EXPECT_TRUE(taken > 0 || rounds < 60) << ::testing::PrintToString(way);
     }
-    std::cout << told.rebuilds << " of them rebuilds; " << told.groups << " groups of " << told.rows
+    std::cout << told.rebuilds << " of them rebuilds, " << told.interruptions
+              << " after an interrupted scan; " << told.groups << " groups of " << told.rows
               << " rows; " << told.unsettled_files << " files changed while held open, in "
               << told.unsettled_rows << " rows; " << told.entries << " saved entries, "
               << told.digests << " digests, " << told.failures << " failed queries\n";
     EXPECT_TRUE(told.reasons == every_reason || rounds < 200) << std::hex << told.reasons;
+    EXPECT_TRUE(told.interruptions > 0 || rounds < 60);
     EXPECT_GT(told.groups, std::size_t{rounds});
     EXPECT_GT(told.digests, std::size_t{rounds});
 }

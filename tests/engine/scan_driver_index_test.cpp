@@ -11,6 +11,7 @@
 #include "index/index_file.h"
 #include "index/index_location.h"
 #include "support/import_replacement.h"
+#include "support/reference_groups.h"
 #include "support/scoped_environment.h"
 #include "support/temp_tree.h"
 
@@ -52,16 +53,6 @@ class ScanDriverIndexTest : public ::testing::Test {
     [[nodiscard]] bool index_exists() const {
         return file_exists(index_file_path(tree.root()).value());
     }
-    static std::vector<std::wstring> paths_of(const ScanResult& result) {
-        std::vector<std::wstring> paths;
-        for (const DuplicateGroup& group : result.groups) {
-            for (const DuplicateEntry& entry : group)
-                paths.push_back(entry.path);
-            paths.emplace_back(L"--");
-        }
-        return paths;
-    }
-
     TempTree tree;
     TempTree indexes;
     ScopedEnvironment directory{L"LARKSPINE_INDEX_DIRECTORY", indexes.root()};
@@ -80,7 +71,7 @@ TEST_F(ScanDriverIndexTest, ASecondRunOpensNothingAndFindsTheSame) {
     const ScanResult second = run();
     EXPECT_TRUE(second.statistics.index_loaded);
     EXPECT_EQ(opened, std::vector<std::wstring>{});
-    EXPECT_EQ(paths_of(second), paths_of(first));
+    EXPECT_EQ(groups_of(second), groups_of(first));
     EXPECT_EQ(second.groups.size(), 3u);
     EXPECT_EQ(second.statistics.sample_hashes_computed, 0u);
     EXPECT_EQ(second.statistics.full_hashes_computed, 0u);

@@ -5,52 +5,20 @@
 #include <cstdint>
 #include <gtest/gtest.h>
 #include <new>
-#include <optional>
 #include <set>
-#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "engine/scan_driver.h"
+#include "engine/scanned_tree.h"
 #include "support/fake_clock.h"
 #include "support/file_calls.h"
-#include "support/temp_tree.h"
+#include "support/thread_starts.h"
 
 namespace larkspine::testing {
 namespace {
 
 using namespace std::chrono_literals;
-
-// The threads that come here. Each is held at its first visit until the expected number has come,
-// and a little longer, for threads beyond that number to come too.
-class Visitors {
-  public:
-    explicit Visitors(std::size_t expected) : expected_(expected) {}
-
-    void visit() {
-        AcquireSRWLockExclusive(&lock_);
-        const bool is_new = threads_.insert(GetCurrentThreadId()).second;
-        ReleaseSRWLockExclusive(&lock_);
-        if (!is_new)
-            return;
-        for (int patience = 0; count() < expected_ && patience < 10'000; ++patience)
-            Sleep(1);
-        Sleep(50);
-    }
-
-    std::size_t count() {
-        AcquireSRWLockExclusive(&lock_);
-        const std::size_t threads = threads_.size();
-        ReleaseSRWLockExclusive(&lock_);
-        return threads;
-    }
-
-  private:
-    std::size_t expected_;
-    SRWLOCK lock_ = SRWLOCK_INIT;
-    std::set<DWORD> threads_;
-};
 
 // The live counters at one moment.
 struct Seen {
@@ -63,32 +31,16 @@ struct Seen {
     friend bool operator==(const Seen&, const Seen&) = default;
 };
 
-class ScanDriverStagesTest : public ::testing::Test {
+class ScanDriverStagesTest : public ScannedTreeTest {
   protected:
-    ScanDriverStagesTest() {
-        options.root = tree.root();
-        options.workers = 2;
-        options.index_mode = IndexMode::disabled;
-    }
-
     ScanResult run() {
         calls.restart();
-        return scan(options, progress);
+        return ScannedTreeTest::run();
     }
 
     Seen seen() const {
         return {progress.phase, progress.documents, progress.candidates_total,
                 progress.candidates_done, progress.duplicates};
-    }
-
-    // Makes the listing of one folder fail as a whole.
-    void refuse_to_list(const std::wstring& folder) {
-        hooks().FindFirstFileExW = [pattern = folder + L"\\*"](LPCWSTR path, auto... rest) {
-            if (path != pattern)
-                return real_imports().FindFirstFileExW(path, rest...);
-            SetLastError(ERROR_ACCESS_DENIED);
-            return INVALID_HANDLE_VALUE;
-        };
     }
 
     // The last letters of the paths in each group.
@@ -102,37 +54,27 @@ class ScanDriverStagesTest : public ::testing::Test {
         return all;
     }
 
-    TempTree tree;
-    ScanOptions options;
-    ScanProgress progress;
     FileCalls calls;
 };
 
-// Workers asked for, threads that hash.
-class ScanDriverWorkersTest
-    : public ScanDriverStagesTest,
-      public ::testing::WithParamInterface<std::pair<std::uint64_t, std::size_t>> {};
-
-// Twice 64 jobs may be in flight, so 140 files of one size keep any number of threads busy that is
-// not far too large.
-TEST_P(ScanDriverWorkersTest, TheWorkersAreAsManyAsAskedForWithinOneTo64) {
-    const auto [workers, threads] = GetParam();
-    for (std::size_t i = 1; i <= 140; ++i)
-        tree.file(std::wstring(i, L'n'), "x");
-    Visitors visitors(threads);
-    calls.on_read = [&](std::size_t, DWORD&, DWORD&) {
-        visitors.visit();
-        return std::nullopt;
-    };
-    options.workers = workers;
-    EXPECT_EQ(letters(run()), std::vector<std::wstring>{std::wstring(140, L'n')});
-    EXPECT_EQ(visitors.count(), threads);
+// Workers asked for, threads that are started.
+TEST_F(ScanDriverStagesTest, TheWorkersAreAsManyAsAskedForWithinOneTo64) {
+    for (const auto& [workers, threads] : {std::pair<std::uint64_t, std::size_t>(0, 1),
+                                           {1, 1},
+                                           {2, 2},
+                                           {64, 64},
+                                           {65, 64},
+                                           {UINT64_MAX, 64}}) {
+        const std::size_t before = threads_started();
+        options.workers = workers;
+        (void)run();
+        EXPECT_EQ(threads_started() - before, threads) << workers;
+    }
 }
 
-INSTANTIATE_TEST_SUITE_P(AroundBothLimits, ScanDriverWorkersTest,
-                         ::testing::Values(std::pair(0, 1), std::pair(1, 1), std::pair(2, 2),
-                                           std::pair(64, 64), std::pair(65, 64),
-                                           std::pair(UINT64_MAX, 64)));
+TEST_F(ScanDriverStagesTest, OptionsThatNobodySetAskForNone) {
+    EXPECT_EQ(ScanOptions().workers, 0U);
+}
 
 TEST_F(ScanDriverStagesTest, NothingIsAnalysedWhileFilesAreEnumerated) {
     for (const wchar_t* name : {L"a", L"b", L"c"})
@@ -184,51 +126,38 @@ TEST_F(ScanDriverStagesTest, CandidatesAreDoneAndDuplicatesCountedGroupByGroup) 
                                           {ScanPhase::done, 4, 4, 4, 2}}));
 }
 
-TEST_F(ScanDriverStagesTest, ARootThatCannotBeListedThrowsThatItIsNotReadable) {
-    refuse_to_list(tree.root());
-    try {
-        (void)run();
-        FAIL() << "nothing was thrown";
-    } catch (const std::runtime_error& error) {
-        EXPECT_STREQ(error.what(), "root directory is not readable");
-    }
-    EXPECT_EQ(progress.phase, ScanPhase::enumerating);
-}
-
-TEST_F(ScanDriverStagesTest, AFolderThatCannotBeListedIsCountedAndTheRestIsScanned) {
-    for (const wchar_t* name : {L"a", L"secret\\b", L"open\\c"})
-        tree.file(name, "same");
-    refuse_to_list(tree.path(L"secret"));
-    const ScanResult result = run();
-    EXPECT_EQ(letters(result), std::vector<std::wstring>{L"ac"});
-    EXPECT_EQ(result.failures, 1U);
-    EXPECT_EQ(result.statistics.failures, 1U);
-    EXPECT_EQ(result.statistics.directories, 3U);
+TEST_F(ScanDriverStagesTest, TheLargestGroupIsReadFirstAndThenTheSmallOnesFollow) {
+    for (const wchar_t* name : {L"a", L"b"})
+        tree.sized_file(name, 10);
+    for (const wchar_t* name : {L"c", L"d"})
+        tree.sized_file(name, 20);
+    for (const wchar_t* name : {L"e", L"f"})
+        tree.sized_file(name, 1'000'000);
+    options.workers = 1;
+    std::wstring opened;
+    hooks().CreateFileW = [&, others = hooks().CreateFileW](LPCWSTR path, auto... rest) {
+        const wchar_t letter = std::wstring_view(path).back();
+        if (opened.find(letter) == std::wstring::npos)
+            opened.push_back(letter);
+        return others(path, rest...);
+    };
+    EXPECT_EQ(letters(run()), (std::vector<std::wstring>{L"ab", L"cd", L"ef"}));
+    EXPECT_EQ(opened, L"efabcd");
 }
 
 TEST_F(ScanDriverStagesTest, FailuresOfEveryStageAddUp) {
     for (const wchar_t* name : {L"a", L"b", L"c", L"secret\\d"})
         tree.file(name, "same");
-    refuse_to_list(tree.path(L"secret"));
+    hooks().FindFirstFileExW = [secret = tree.path(L"secret\\*")](LPCWSTR path, auto... rest) {
+        return path == secret ? INVALID_HANDLE_VALUE
+                              : real_imports().FindFirstFileExW(path, rest...);
+    };
     calls.on_open = [](const std::string& name, DWORD) { return name != "b"; };
     const ScanResult result = run();
     EXPECT_EQ(letters(result), std::vector<std::wstring>{L"ac"});
     EXPECT_EQ(result.failures, 2U);
-}
-
-TEST_F(ScanDriverStagesTest, AFileDeletedDuringTheScanIsNotReported) {
-    for (const wchar_t* name : {L"a", L"b", L"c"})
-        tree.file(name, "same");
-    options.workers = 1;
-    calls.on_open = [this, deleted = false](const std::string& name, DWORD) mutable {
-        if (name == "b" && !std::exchange(deleted, true))
-            tree.remove_file(L"b");
-        return true;
-    };
-    const ScanResult result = run();
-    EXPECT_EQ(letters(result), std::vector<std::wstring>{L"ac"});
-    EXPECT_EQ(result.failures, 1U);
-    EXPECT_EQ(progress.candidates_done, 3U);
+    EXPECT_EQ(result.statistics.failures, 2U);
+    EXPECT_EQ(result.statistics.directories, 2U);
 }
 
 TEST_F(ScanDriverStagesTest, AnExceptionOfAJobPassesThroughAndTheWorkersAreGone) {
@@ -297,22 +226,6 @@ TEST_F(ScanDriverStagesTest, WithoutAnyCandidateTheAnalysisIsAPhaseAllTheSame) {
     };
     (void)run();
     EXPECT_EQ(moments, std::vector<Seen>({{ScanPhase::analysing, 1, 0, 0, 0}}));
-}
-
-TEST_F(ScanDriverStagesTest, OptionsThatNobodySetHaveOneWorker) {
-    EXPECT_EQ(ScanOptions().workers, 0U);
-    for (const wchar_t* name : {L"a", L"b", L"c", L"d"})
-        tree.file(name, "same");
-    options = {};
-    options.root = tree.root();
-    options.index_mode = IndexMode::disabled;
-    Visitors visitors(1);
-    calls.on_read = [&](std::size_t, DWORD&, DWORD&) {
-        visitors.visit();
-        return std::nullopt;
-    };
-    EXPECT_EQ(letters(run()), std::vector<std::wstring>{L"abcd"});
-    EXPECT_EQ(visitors.count(), 1U);
 }
 
 // The share is the tree itself: there is no server here.

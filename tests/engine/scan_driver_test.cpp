@@ -12,24 +12,14 @@
 #include <vector>
 
 #include "base/path.h"
-#include "base/win32_handle.h"
-#include "support/reference_groups.h"
+#include "engine/scanned_tree.h"
 #include "support/scoped_environment.h"
-#include "support/temp_tree.h"
 
 namespace larkspine::testing {
 namespace {
 
-using Groups = std::vector<std::vector<std::wstring>>;
-
-class ScanDriverTest : public ::testing::Test {
+class ScanDriverTest : public ScannedTreeTest {
   protected:
-    ScanDriverTest() {
-        options.root = tree.root();
-        options.workers = 2;
-        options.index_mode = IndexMode::disabled;
-    }
-
     void add(std::wstring_view name, std::string_view contents) {
         files.push_back(tree.file(name, contents));
     }
@@ -68,31 +58,7 @@ class ScanDriverTest : public ::testing::Test {
         add(L"pairs\\4", "cd");
     }
 
-    ScanResult run() { return scan(options, progress); }
-
-    static Groups paths_of(const ScanResult& result) {
-        Groups groups;
-        for (const DuplicateGroup& group : result.groups) {
-            auto& paths = groups.emplace_back();
-            for (const DuplicateEntry& entry : group)
-                paths.push_back(entry.path);
-        }
-        return groups;
-    }
-
-    std::string thrown_message() {
-        try {
-            (void)run();
-        } catch (const std::runtime_error& error) {
-            return error.what();
-        }
-        return "nothing was thrown";
-    }
-
-    TempTree tree;
     std::vector<std::wstring> files;
-    ScanOptions options;
-    ScanProgress progress;
 };
 
 class ScanDriverOptionsTest : public ScanDriverTest,
@@ -101,27 +67,12 @@ class ScanDriverOptionsTest : public ScanDriverTest,
 TEST_P(ScanDriverOptionsTest, AScanFindsWhatComparingEveryPairOfFilesFinds) {
     std::tie(options.workers, options.verify_bytes) = GetParam();
     add_mixed_tree();
-    EXPECT_EQ(paths_of(run()), reference_groups(files));
+    EXPECT_EQ(groups_of(run()), reference_groups(files));
 }
 
 INSTANTIATE_TEST_SUITE_P(WorkersAndVerification, ScanDriverOptionsTest,
                          ::testing::Combine(::testing::Values(0, 1, 2, 64, 65, 100'000),
                                             ::testing::Bool()));
-
-TEST_F(ScanDriverTest, ASecondScanFindsTheSame) {
-    add_mixed_tree();
-    const Groups first = paths_of(run());
-    EXPECT_EQ(paths_of(run()), first);
-}
-
-TEST_F(ScanDriverTest, EveryRowHasTheSizeOfItsFile) {
-    add(L"a", "12345");
-    add(L"b", "12345");
-    const ScanResult result = run();
-    ASSERT_EQ(result.groups.size(), 1U);
-    EXPECT_EQ(result.groups[0][0].size, 5U);
-    EXPECT_EQ(result.groups[0][1].size, 5U);
-}
 
 TEST_F(ScanDriverTest, GroupsAreSortedByTheirFirstPathWithoutCase) {
     for (const wchar_t* name : {L"d", L"B", L"a", L"C"}) {
@@ -130,7 +81,7 @@ TEST_F(ScanDriverTest, GroupsAreSortedByTheirFirstPathWithoutCase) {
     }
     const std::wstring folder = strip_long_path_prefix(tree.root()) + L"\\";
     std::vector<std::wstring> first_paths;
-    for (const auto& group : paths_of(run()))
+    for (const auto& group : groups_of(run()))
         first_paths.push_back(group.front().substr(folder.size()));
     EXPECT_EQ(first_paths, (std::vector<std::wstring>{L"a", L"B", L"C", L"d"}));
 }
@@ -148,7 +99,7 @@ TEST_F(ScanDriverTest, ARelativeRootIsReportedWithItsAbsolutePaths) {
     add(L"sub\\b", "same");
     const ScopedCurrentDirectory current(strip_long_path_prefix(tree.root()));
     options.root = L"sub";
-    EXPECT_EQ(paths_of(run()), reference_groups(files));
+    EXPECT_EQ(groups_of(run()), reference_groups(files));
 }
 
 TEST_F(ScanDriverTest, OnlyWhatIsBelowTheRootIsScanned) {
@@ -162,13 +113,13 @@ TEST_F(ScanDriverTest, OnlyWhatIsBelowTheRootIsScanned) {
 
 TEST_F(ScanDriverTest, AMissingRootThrowsThatItIsNotReadable) {
     options.root = tree.path(L"missing");
-    EXPECT_EQ(thrown_message(), "root directory is not readable");
+    try {
+        (void)run();
+        FAIL() << "nothing was thrown";
+    } catch (const std::runtime_error& error) {
+        EXPECT_STREQ(error.what(), "root directory is not readable");
+    }
     EXPECT_EQ(progress.phase, ScanPhase::enumerating);
-}
-
-TEST_F(ScanDriverTest, ARootThatIsAFileThrowsThatItIsNotReadable) {
-    options.root = tree.file(L"a", "contents");
-    EXPECT_EQ(thrown_message(), "root directory is not readable");
 }
 
 TEST_F(ScanDriverTest, ProgressEndsWithTheTotalsOfTheScan) {
@@ -218,39 +169,6 @@ TEST_F(ScanDriverTest, TheStatisticsCountEachStage) {
     EXPECT_EQ(statistics.byte_comparisons, 0U);
     EXPECT_EQ(statistics.excluded_entries, 0U);
     EXPECT_EQ(statistics.failures, 0U);
-}
-
-TEST_F(ScanDriverTest, AScanWithoutAnIndexSaysThatItUsedNone) {
-    add(L"a", "same");
-    const ScanStatistics statistics = run().statistics;
-    EXPECT_EQ(statistics.index_loaded, false);
-    EXPECT_EQ(statistics.fast_path_unchanged, false);
-    EXPECT_EQ(statistics.usn_delta_applied, false);
-    EXPECT_EQ(statistics.mft_used, false);
-    EXPECT_EQ(statistics.journal_changes, 0U);
-    EXPECT_EQ(statistics.index_ms, 0U);
-    EXPECT_EQ(statistics.write_ms, 0U);
-}
-
-TEST_F(ScanDriverTest, VerificationComparesEachDuplicateOnce) {
-    for (const wchar_t* name : {L"a", L"b", L"c"})
-        add(name, "same");
-    options.verify_bytes = true;
-    EXPECT_EQ(run().statistics.byte_comparisons, 2U);
-}
-
-TEST_F(ScanDriverTest, AFileThatCannotBeReadIsLeftOutAndCounted) {
-    add(L"a", "same");
-    add(L"b", "same");
-    const std::wstring locked = tree.file(L"locked", "same");
-    const unique_handle holder = own_handle(CreateFileW(
-        locked.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
-    ASSERT_TRUE(holder);
-    const ScanResult result = run();
-    EXPECT_EQ(paths_of(result), reference_groups(files));
-    EXPECT_EQ(result.failures, 1U);
-    EXPECT_EQ(result.statistics.failures, 1U);
-    EXPECT_EQ(progress.candidates_done, 3U);
 }
 
 }  // namespace

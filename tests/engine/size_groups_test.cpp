@@ -30,6 +30,22 @@ class SizeGroupsTest : public ::testing::Test {
         return places;
     }
 
+    // How many files of one size are still to be read.
+    std::size_t unread_of(std::uint64_t size) {
+        const SizeGroups grouped = group_by_size(entries);
+        for (const SizeGroup& group : grouped.groups)
+            if (group.size == size)
+                return group.unread;
+        ADD_FAILURE() << "no group of " << size << " bytes";
+        return 0;
+    }
+    void identify(std::size_t place, std::uint64_t low, std::uint64_t high = 0,
+                  std::uint64_t serial = 0) {
+        entries[place].file_id = {low, high};
+        entries[place].volume_serial = serial;
+        entries[place].has_file_id = true;
+    }
+
     std::size_t group_count() { return group_by_size(entries).groups.size(); }
 
     using Places = std::vector<std::ptrdiff_t>;
@@ -118,6 +134,72 @@ TEST_F(SizeGroupsTest, WhatIsWrittenThroughAGroupLandsInTheSnapshot) {
     const SizeGroups grouped = group_by_size(entries);
     grouped.groups.at(0).members.front()->has_full_digest = true;
     EXPECT_EQ(entries[0].has_full_digest, true);
+}
+
+TEST_F(SizeGroupsTest, WithoutDigestsEveryMemberIsUnread) {
+    for (int i = 0; i < 3; ++i)
+        add(10);
+    EXPECT_EQ(unread_of(10), 3U);
+    identify(0, 1);
+    identify(1, 1);
+    EXPECT_EQ(unread_of(10), 3U) << "two names of one file, of which no digest is known";
+}
+
+TEST_F(SizeGroupsTest, AMemberIsReadWhenItsSampleIsKnown) {
+    for (int i = 0; i < 4; ++i)
+        add(10);
+    entries[1].has_sample_digest = true;
+    entries[2].has_sample_digest = entries[2].has_full_digest = true;
+    entries[3].has_full_digest = true;
+    EXPECT_EQ(unread_of(10), 2U);
+}
+
+TEST_F(SizeGroupsTest, AFurtherNameOfAFileWhoseDigestsAreKnownIsRead) {
+    for (int i = 0; i < 6; ++i)
+        add(10);
+    entries[2].has_sample_digest = true;
+    identify(2, 5, 6, 7);
+    identify(0, 5, 6, 7);
+    identify(1, 4, 6, 7);
+    identify(3, 5, 5, 7);
+    identify(4, 5, 6, 8);
+    identify(5, 5, 6, 7);
+    entries[5].has_file_id = false;
+    EXPECT_EQ(unread_of(10), 4U) << "all but the file and its one further name";
+    entries[2].has_file_id = false;
+    EXPECT_EQ(unread_of(10), 5U);
+}
+
+TEST_F(SizeGroupsTest, FurtherNamesAreFoundInWhateverOrderTheFilesStand) {
+    for (int i = 0; i < 12; ++i)
+        add(10);
+    for (std::size_t i = 0; i < 6; ++i) {
+        identify(i, 10 - i, i % 2, 7 - i % 3);
+        entries[i].has_sample_digest = true;
+        identify(11 - i, 10 - i, i % 2, 7 - i % 3);
+    }
+    EXPECT_EQ(unread_of(10), 0U);
+    ++entries[6].file_id.low;
+    EXPECT_EQ(unread_of(10), 1U);
+}
+
+TEST_F(SizeGroupsTest, AnEmptyFileIsReadWhenItsIdentityIsKnown) {
+    for (int i = 0; i < 3; ++i)
+        add(0);
+    EXPECT_EQ(unread_of(0), 3U);
+    identify(1, 1);
+    entries[2].has_sample_digest = true;
+    EXPECT_EQ(unread_of(0), 2U);
+}
+
+TEST_F(SizeGroupsTest, EachGroupCountsItsOwnUnreadMembers) {
+    for (const std::uint64_t size : {10, 10, 20, 20})
+        add(size);
+    for (const std::size_t place : {0, 2})
+        identify(place, 1);
+    entries[0].has_sample_digest = true;
+    EXPECT_EQ(unread_of(10), 1U);
+    EXPECT_EQ(unread_of(20), 2U);
 }
 
 }  // namespace

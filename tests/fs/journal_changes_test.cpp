@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 #include <optional>
+#include <string>
 #include <utility>
+#include <vector>
 
 namespace larkspine::testing {
 namespace {
@@ -15,6 +17,7 @@ using detail::ReferenceSet;
 constexpr std::uint64_t root_reference = 5;
 constexpr std::uint64_t serial = 0x44000000;
 constexpr std::uint32_t folder = 0x10;
+const std::vector<std::wstring> index_folders = {L"c:\\indexes"};
 
 class JournalChangesTest : public ::testing::Test {
   protected:
@@ -33,7 +36,7 @@ class JournalChangesTest : public ::testing::Test {
             {reference, parent, std::wstring(name), attributes, reason, ++usn_}, serial, records_,
             changed_);
     }
-    void rebuild() { rebuild_paths(root_, root_reference, serial, records_); }
+    void rebuild() { rebuild_paths(root_, {root_reference, serial}, index_folders, records_); }
     std::optional<std::wstring> path_of(std::uint64_t reference) const {
         const auto found = records_.find(reference);
         return found == records_.end() ? std::nullopt : std::optional(found->second.path);
@@ -199,9 +202,13 @@ TEST_F(JournalChangesTest, ExcludedEntriesAndReparsePointsArePrunedButNotWhatLie
     entry(11, 10, L"system.dll");
     entry(12, root_reference, L"Windows.old", folder);
     entry(13, root_reference, L"junction", folder | 0x400);
+    entry(14, root_reference, L"Indexes", folder);
+    entry(15, 14, L"index.lsi");
     rebuild();
     EXPECT_EQ(path_of(10), std::nullopt);
     EXPECT_EQ(path_of(11), std::nullopt);
+    EXPECT_EQ(path_of(14), std::nullopt);
+    EXPECT_EQ(path_of(15), std::nullopt);
     EXPECT_EQ(path_of(12), L"\\\\?\\C:\\Windows.old");
     EXPECT_EQ(path_of(13), std::nullopt);
 }

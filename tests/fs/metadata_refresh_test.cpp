@@ -4,14 +4,16 @@
 #include "base/win32_api.h"
 
 #include <gtest/gtest.h>
+#include <map>
 #include <new>
+#include <ostream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "base/win32_handle.h"
 #include "support/fake_volume.h"
 #include "support/import_replacement.h"
-#include "support/queries_in_flight.h"
 #include "support/snapshots.h"
 #include "support/temp_tree.h"
 
@@ -80,61 +82,52 @@ class MetadataRefreshTest : public ::testing::Test {
     ScanStatistics statistics;
 };
 
-TEST_F(MetadataRefreshTest, AnUnchangedFileKeepsItsDigests) {
-    const std::uint64_t a = add(L"a");
-    const FileCandidate before = records.at(a);
-    EXPECT_TRUE(refresh({a}));
-    expect_refreshed(a, before, true);
+// What happened to the file since its entry was made, and whether the digests outlive that.
+struct ChangedFile {
+    const char* name;
+    void (*change)(FakeVolume& volume, FileCandidate& entry);
+    bool digests;
+};
+void PrintTo(const ChangedFile& changed, std::ostream* out) {
+    *out << changed.name;
 }
 
-TEST_F(MetadataRefreshTest, AnotherSizeCostsTheDigests) {
+class ChangedMetadataTest : public MetadataRefreshTest,
+                            public ::testing::WithParamInterface<ChangedFile> {};
+
+TEST_P(ChangedMetadataTest, IsStoredAndCostsTheDigestsWhereTheContentsMayHaveChanged) {
     const std::uint64_t a = add(L"a");
+    GetParam().change(volume, records.at(a));
     const FileCandidate before = records.at(a);
-    volume.append(L"a", "more");
-    volume.set_write_time(L"a", before.last_write_time);
     EXPECT_TRUE(refresh({a}));
-    expect_refreshed(a, before, false);
-    EXPECT_EQ(records.at(a).size, 8u);
-    EXPECT_EQ(records.at(a).last_write_time, before.last_write_time);
+    expect_refreshed(a, before, GetParam().digests);
 }
 
-TEST_F(MetadataRefreshTest, AnotherWriteTimeCostsTheDigests) {
-    const std::uint64_t a = add(L"a");
-    const FileCandidate before = records.at(a);
-    volume.overwrite(L"a", 0, "T");
-    EXPECT_TRUE(refresh({a}));
-    expect_refreshed(a, before, false);
-    EXPECT_EQ(records.at(a).size, 4u);
-    EXPECT_NE(records.at(a).last_write_time, before.last_write_time);
-}
-
-TEST_F(MetadataRefreshTest, AnEarlierWriteTimeIsAnotherOneToo) {
-    const std::uint64_t a = add(L"a");
-    const FileCandidate before = records.at(a);
-    volume.set_write_time(L"a", 0x01C0'0000'0000'0000);
-    EXPECT_TRUE(refresh({a}));
-    expect_refreshed(a, before, false);
-}
-
-TEST_F(MetadataRefreshTest, AnotherCreationTimeAloneKeepsTheDigests) {
-    const std::uint64_t a = add(L"a");
-    FileCandidate& entry = records.at(a);
-    entry.creation_time -= 12345;
-    const FileCandidate before = entry;
-    EXPECT_TRUE(refresh({a}));
-    expect_refreshed(a, before, true);
-    EXPECT_EQ(records.at(a).creation_time, before.creation_time + 12345);
-}
-
-TEST_F(MetadataRefreshTest, OtherAttributesAloneKeepTheDigests) {
-    const std::uint64_t a = add(L"a");
-    const FileCandidate before = records.at(a);
-    volume.set_attributes(L"a", FILE_ATTRIBUTE_READONLY);
-    EXPECT_TRUE(refresh({a}));
-    expect_refreshed(a, before, true);
-    EXPECT_NE(records.at(a).attributes, before.attributes);
-    volume.set_attributes(L"a", FILE_ATTRIBUTE_NORMAL);
-}
+INSTANTIATE_TEST_SUITE_P(
+    EachField, ChangedMetadataTest,
+    ::testing::Values(
+        ChangedFile{"nothing", [](FakeVolume&, FileCandidate&) {}, true},
+        ChangedFile{"size",
+                    [](FakeVolume& volume, FileCandidate& entry) {
+                        volume.append(L"a", "more");
+                        volume.set_write_time(L"a", entry.last_write_time);
+                    },
+                    false},
+        ChangedFile{"write time",
+                    [](FakeVolume& volume, FileCandidate&) { volume.overwrite(L"a", 0, "T"); },
+                    false},
+        ChangedFile{"earlier write time",
+                    [](FakeVolume& volume, FileCandidate&) {
+                        volume.set_write_time(L"a", 0x01C0'0000'0000'0000);
+                    },
+                    false},
+        ChangedFile{"creation time",
+                    [](FakeVolume&, FileCandidate& entry) { entry.creation_time -= 12345; }, true},
+        ChangedFile{"attributes",
+                    [](FakeVolume& volume, FileCandidate&) {
+                        volume.set_attributes(L"a", FILE_ATTRIBUTE_HIDDEN);
+                    },
+                    true}));
 
 TEST_F(MetadataRefreshTest, OneDigestIsDroppedLikeTwo) {
     const std::uint64_t a = add(L"a");
@@ -168,7 +161,9 @@ TEST_F(MetadataRefreshTest, AFileThatVanishedIsErasedAndCounted) {
     const std::uint64_t b = add(L"b");
     const FileCandidate before = records.at(b);
     volume.remove(L"a");
+    statistics.failures = 5;
     EXPECT_TRUE(refresh({a, b}));
+    EXPECT_EQ(std::exchange(statistics.failures, 1), 6u);
     expect_erased(a);
     EXPECT_TRUE(same_entry(records.at(b), before));
 }
@@ -186,14 +181,6 @@ TEST_F(MetadataRefreshTest, AFileWithoutAccessIsErasedAndCounted) {
     volume.plant(failing_at(Request::query_attributes, L"a", ERROR_ACCESS_DENIED));
     EXPECT_TRUE(refresh({a}));
     expect_erased(a);
-}
-
-TEST_F(MetadataRefreshTest, FailuresAreAddedToThoseOfBefore) {
-    const std::uint64_t a = add(L"a");
-    volume.remove(L"a");
-    statistics.failures = 5;
-    EXPECT_TRUE(refresh({a}));
-    EXPECT_EQ(statistics.failures, 6u);
 }
 
 TEST_F(MetadataRefreshTest, OnlyTheAttributesOfTheChangedFilesAreAskedFor) {
@@ -224,12 +211,6 @@ TEST_F(MetadataRefreshTest, FoldersAndUnknownReferencesAreNotAskedFor) {
     EXPECT_EQ(statistics.failures, 0u);
 }
 
-TEST_F(MetadataRefreshTest, WithNothingChangedNothingIsAskedFor) {
-    add(L"a");
-    EXPECT_TRUE(refresh({}));
-    EXPECT_EQ(volume.requests(), std::vector<Request>{});
-}
-
 TEST_F(MetadataRefreshTest, EveryOneOfManyChangedFilesIsRefreshed) {
     ReferenceSet changed;
     for (int i = 0; i < 25; ++i)
@@ -242,21 +223,34 @@ TEST_F(MetadataRefreshTest, EveryOneOfManyChangedFilesIsRefreshed) {
     EXPECT_EQ(volume.count(Request::query_attributes), 25u);
 }
 
-TEST_F(MetadataRefreshTest, TwiceTheThreadsQueriesAreInFlight) {
+// With one thread two queries are submitted, and awaited before the next two.
+TEST_F(MetadataRefreshTest, EveryPairOfQueriesIsAwaitedBeforeTheNext) {
     ReferenceSet changed;
-    for (const wchar_t* name : {L"a", L"b", L"c", L"d", L"e", L"f", L"g"})
-        changed.insert(add(name));
-    QueriesInFlight in_flight(4);
-    EXPECT_TRUE(refresh(changed));
-    EXPECT_EQ(in_flight.count(), 4u);
+    for (int i = 0; i < 20; ++i)
+        changed.insert(add(std::to_wstring(i)));
+    std::map<std::wstring, const FileCandidate*> entries;
+    for (auto& [reference, entry] : records) {
+        entry.size = 0;
+        entries[entry.path] = &entry;
+    }
+    std::vector<const FileCandidate*> asked_for;
+    hooks().GetFileAttributesExW = [&, next = hooks().GetFileAttributesExW](LPCWSTR path,
+                                                                            auto... rest) {
+        for (std::size_t i = 0; i < asked_for.size() / 2 * 2; ++i)
+            EXPECT_EQ(asked_for[i]->size, 4u) << i << " of " << asked_for.size();
+        asked_for.push_back(entries.at(path));
+        return next(path, rest...);
+    };
+    worker_pool one(1);
+    EXPECT_TRUE(refresh(changed, one));
+    EXPECT_EQ(asked_for.size(), 20u);
 }
 
 TEST_F(MetadataRefreshTest, WhatAJobThrowsPassesThrough) {
     const std::uint64_t a = add(L"a");
-    const std::uint64_t b = add(L"b");
     hooks().GetFileAttributesExW = [](auto...) -> BOOL { throw std::bad_alloc(); };
-    EXPECT_THROW((void)refresh({a, b}), std::bad_alloc);
-    EXPECT_EQ(records.size(), 2u);
+    EXPECT_THROW((void)refresh({a}), std::bad_alloc);
+    EXPECT_EQ(records.size(), 1u);
     EXPECT_EQ(statistics.failures, 0u);
 }
 

@@ -3,15 +3,17 @@
 
 #include "base/win32_api.h"
 
+#include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <gtest/gtest.h>
 #include <string>
 #include <vector>
 
 #include "base/win32_handle.h"
+#include "support/bad_answers.h"
 #include "support/enumerated_volume.h"
 #include "support/import_replacement.h"
-#include "support/queries_in_flight.h"
 
 namespace larkspine::testing {
 namespace {
@@ -32,12 +34,18 @@ class MftEnumerationTest : public EnumeratedVolumeTest {
         return data;
     }
 
-    // Folders with long names: more than one answer has room for.
-    void fill_several_answers() {
-        for (int i = 0; i < 2500; ++i)
-            volume.plant_child(root_reference,
-                               std::to_wstring(10'000 + i) + std::wstring(250, L'n'),
-                               folder_attribute);
+    // What the table alone tells of an entry.
+    [[nodiscard]] detail::FileCandidate listed(const std::wstring& relative) {
+        detail::FileCandidate entry;
+        entry.path = volume.path(relative);
+        entry.name = name_of(relative);
+        entry.volume_serial = 0x1B0C7D42;
+        entry.file_id = {volume.reference_of(relative), 0};
+        entry.has_file_id = true;
+        entry.record_id = volume.reference_of(folder_of(relative));
+        entry.attributes = folder_attribute;
+        entry.record_stamp = static_cast<std::uint64_t>(volume.usn_of(relative));
+        return entry;
     }
 };
 
@@ -72,18 +80,11 @@ TEST_F(MftEnumerationTest, AFileHasTheFieldsOfItsRecordAndTheMetadataOfTheSystem
     SetFileAttributesW(volume.real_path(L"f\\b.txt").c_str(), FILE_ATTRIBUTE_READONLY);
     ASSERT_TRUE(enumerate());
     const WIN32_FILE_ATTRIBUTE_DATA data = metadata(L"f\\b.txt");
-    detail::FileCandidate expected;
-    expected.path = volume.path(L"f\\b.txt");
-    expected.name = L"b.txt";
-    expected.volume_serial = 0x1B0C7D42;
-    expected.file_id = {volume.reference_of(L"f\\b.txt"), 0};
-    expected.has_file_id = true;
-    expected.record_id = volume.reference_of(L"f");
+    detail::FileCandidate expected = listed(L"f\\b.txt");
     expected.attributes = data.dwFileAttributes;
     expected.size = 4;
     expected.creation_time = filetime_value(data.ftCreationTime);
     expected.last_write_time = filetime_value(data.ftLastWriteTime);
-    expected.record_stamp = static_cast<std::uint64_t>(volume.usn_of(L"f\\b.txt"));
     EXPECT_TRUE(same_entry(entry(L"f\\b.txt"), expected));
     EXPECT_EQ(expected.attributes & FILE_ATTRIBUTE_READONLY, DWORD{FILE_ATTRIBUTE_READONLY});
     SetFileAttributesW(volume.real_path(L"f\\b.txt").c_str(), FILE_ATTRIBUTE_NORMAL);
@@ -92,29 +93,13 @@ TEST_F(MftEnumerationTest, AFileHasTheFieldsOfItsRecordAndTheMetadataOfTheSystem
 TEST_F(MftEnumerationTest, AFolderHasTheFieldsOfItsRecordAlone) {
     volume.make_folder(L"f\\g");
     ASSERT_TRUE(enumerate());
-    detail::FileCandidate expected;
-    expected.path = volume.path(L"f\\g");
-    expected.name = L"g";
-    expected.volume_serial = 0x1B0C7D42;
-    expected.file_id = {volume.reference_of(L"f\\g"), 0};
-    expected.has_file_id = true;
-    expected.record_id = volume.reference_of(L"f");
-    expected.attributes = folder_attribute;
-    expected.record_stamp = static_cast<std::uint64_t>(volume.usn_of(L"f\\g"));
-    EXPECT_TRUE(same_entry(entry(L"f\\g"), expected));
+    EXPECT_TRUE(same_entry(entry(L"f\\g"), listed(L"f\\g")));
 }
 
 TEST_F(MftEnumerationTest, TheRootIsTheFirstEntryAndItsOwnParent) {
     volume.write(L"a.txt", "one");
     ASSERT_TRUE(enumerate());
-    detail::FileCandidate expected;
-    expected.path = volume.root();
-    expected.volume_serial = 0x1B0C7D42;
-    expected.file_id = {root_reference, 0};
-    expected.has_file_id = true;
-    expected.record_id = root_reference;
-    expected.attributes = folder_attribute;
-    EXPECT_TRUE(same_entry(snapshot.entries.at(0), expected));
+    EXPECT_TRUE(same_entry(snapshot.entries.at(0), listed(L"")));
 }
 
 TEST_F(MftEnumerationTest, WhatWasInTheSnapshotBeforeIsGone) {
@@ -130,18 +115,6 @@ TEST_F(MftEnumerationTest, TheFoldersFoundAreCountedAnewAndFailuresAreAdded) {
     statistics.failures = 2;
     ASSERT_TRUE(scan_ntfs_mft(volume.root(), snapshot, statistics, progress, pool));
     EXPECT_EQ(counts(), (Counts{1, 0, 0, 3, 1}));
-}
-
-TEST_F(MftEnumerationTest, ASizeBeyond32BitsIsWhole) {
-    volume.write(L"a", "x");
-    hooks().GetFileAttributesExW = [next = hooks().GetFileAttributesExW](auto path, auto level,
-                                                                         LPVOID data) {
-        const BOOL done = next(path, level, data);
-        static_cast<WIN32_FILE_ATTRIBUTE_DATA*>(data)->nFileSizeHigh = 0x12;
-        return done;
-    };
-    ASSERT_TRUE(enumerate());
-    EXPECT_EQ(entry(L"a").size, 0x12'0000'0001u);
 }
 
 TEST_F(MftEnumerationTest, OnlyTheVolumeItsRootAndTheAttributesOfFilesAreAskedFor) {
@@ -190,17 +163,9 @@ TEST_F(MftEnumerationTest, TheTableIsReadInLargeAnswersFromItsBeginningToItsEnd)
 TEST_F(MftEnumerationTest, OneAlignedBufferServesTheWholeEnumeration) {
     fill_several_answers();
     std::vector<LPVOID> buffers;
-    hooks().DeviceIoControl = [&buffers, next = hooks().DeviceIoControl](HANDLE device, DWORD code,
-                                                                         LPVOID in, DWORD in_size,
-                                                                         LPVOID out, auto... rest) {
-        if (code == FSCTL_ENUM_USN_DATA)
-            buffers.push_back(out);
-        return next(device, code, in, in_size, out, rest...);
-    };
+    note_buffers(FSCTL_ENUM_USN_DATA, buffers);
     ASSERT_TRUE(enumerate());
-    ASSERT_EQ(buffers.size(), 3u);
-    EXPECT_EQ(reinterpret_cast<std::uintptr_t>(buffers[0]) % 32, 0u);
-    EXPECT_EQ(buffers, std::vector<LPVOID>(3, buffers[0]));
+    expect_one_aligned_buffer(buffers, 3);
 }
 
 TEST_F(MftEnumerationTest, ARecordChangedAtTheBoundIsListedAndOneBeyondIsNot) {
@@ -260,13 +225,17 @@ TEST_F(MftEnumerationTest, AFolderCalledWindowsOnAnotherDriveIsData) {
     EXPECT_EQ(statistics.excluded_entries, 0u);
 }
 
-TEST_F(MftEnumerationTest, TwiceTheThreadsQueriesAreInFlight) {
-    for (const wchar_t* name : {L"a", L"b", L"c", L"d", L"e", L"f", L"g"})
-        volume.write(name, "x");
-    QueriesInFlight in_flight(4);
+// With two threads four queries are submitted, and awaited before the next four.
+TEST_F(MftEnumerationTest, EveryBatchOfQueriesIsAwaitedBeforeTheNext) {
+    for (int i = 0; i < 20; ++i)
+        volume.write(std::to_wstring(i), "x");
+    std::atomic<std::size_t> begun = 0;
+    hooks().GetFileAttributesExW = [&, next = hooks().GetFileAttributesExW](auto... arguments) {
+        EXPECT_GE(progress.documents, begun++ / 4 * 4);
+        return next(arguments...);
+    };
     ASSERT_TRUE(enumerate());
-    EXPECT_EQ(in_flight.count(), 4u);
-    EXPECT_EQ(statistics.files, 7u);
+    EXPECT_EQ(begun, 20u);
 }
 
 class MftOnDriveCTest : public MftEnumerationTest {

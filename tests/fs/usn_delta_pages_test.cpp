@@ -45,26 +45,6 @@ TEST_F(UsnDeltaPagesTest, ASnapshotWhosePositionBecomesAGapIsUpdatedFromThere) {
     expect_as_enumerated();
 }
 
-TEST_F(UsnDeltaPagesTest, ASnapshotWhosePositionIsTheEndOfItsPageIsUpdatedFromThere) {
-    fill_page(record_size);
-    volume.append_to_journal(
-        {make_reference(900, 1), root_reference, 0, 0, 0x80000200, 0, 0, 0x20, L"z"});
-    enumerate_with_digests();
-    ASSERT_EQ(snapshot.next_usn % journal_page_size, 0);
-    volume.append(L"a", "more");
-    ASSERT_TRUE(apply());
-    EXPECT_EQ(without_digests(), Paths{L"a"});
-    expect_as_enumerated();
-}
-
-TEST_F(UsnDeltaPagesTest, WithNothingBehindTheGapNothingIsRead) {
-    fill_page(record_size);
-    enumerate_with_digests();
-    ASSERT_TRUE(apply());
-    EXPECT_EQ(volume.count(Request::read_journal), 0u);
-    EXPECT_FALSE(changed);
-}
-
 TEST_F(UsnDeltaPagesTest, AChangeOnBothSidesOfAGapIsTakenWhole) {
     fill_page(2 * record_size);
     enumerate_with_digests();
@@ -76,17 +56,6 @@ TEST_F(UsnDeltaPagesTest, AChangeOnBothSidesOfAGapIsTakenWhole) {
     ASSERT_TRUE(apply());
     EXPECT_EQ(statistics.journal_changes, 3u);
     EXPECT_EQ(entry(L"f\\long").size, 8u);
-    expect_as_enumerated();
-}
-
-TEST_F(UsnDeltaPagesTest, ASnapshotPurgedUpToItsGapIsStillCovered) {
-    fill_page(record_size);
-    enumerate_with_digests();
-    volume.purge_journal();
-    volume.append(L"f\\long", "more");
-    ASSERT_EQ(volume.journal().FirstUsn, snapshot.next_usn);
-    ASSERT_TRUE(apply());
-    EXPECT_EQ(without_digests(), Paths{L"f\\long"});
     expect_as_enumerated();
 }
 

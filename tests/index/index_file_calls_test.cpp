@@ -3,48 +3,30 @@
 #include <limits>
 #include <vector>
 
-#include "index/index_file.h"
 #include "index/index_format.h"
-#include "index/index_location.h"
+#include "index/saved_index.h"
 #include "support/failing_steps.h"
+#include "support/file_writes.h"
 #include "support/import_replacement.h"
-#include "support/scoped_environment.h"
-#include "support/snapshots.h"
-#include "support/temp_tree.h"
 
 namespace larkspine::testing {
 namespace {
 
 using detail::encode_index;
-using detail::IndexSnapshot;
 using detail::load_index;
 using detail::save_index;
 
-constexpr const wchar_t* root = L"\\\\?\\D:\\Photos";
-
-class IndexFileCallsTest : public ::testing::Test {
+class IndexFileCallsTest : public SavedIndexTest {
   protected:
-    void SetUp() override {
-        old_ = snapshot_of(root, {walked_file(L"\\\\?\\D:\\Photos\\old.txt", 1)});
-        new_ = snapshot_of(root, {full_entry(L"\\\\?\\D:\\Photos\\new.txt", L"new.txt")});
-        ASSERT_TRUE(save_index(old_));
-    }
-    [[nodiscard]] static std::wstring index_path() { return index_file_path(root).value(); }
-    [[nodiscard]] static std::wstring temporary_path() {
-        return index_path() + L".tmp-" + std::to_wstring(GetCurrentProcessId());
-    }
-    static bool loads(const IndexSnapshot& expected) {
-        const std::optional<IndexSnapshot> loaded = load_index(root);
-        return loaded.has_value() && same_snapshot(*loaded, expected);
-    }
+    void SetUp() override { ASSERT_TRUE(save_index(old_)); }
     // Every call of a save counts as a step of `steps`.
     static void count_save_calls(FailingSteps& steps) {
         hooks().CreateFileW = [&](auto... a) {
             return steps.fails() ? INVALID_HANDLE_VALUE : real_imports().CreateFileW(a...);
         };
-        hooks().WriteFile = [&](auto... a) {
-            return steps.fails() ? FALSE : real_imports().WriteFile(a...);
-        };
+        answer_writes([&](FileWrite&, DWORD&) {
+            return steps.fails() ? std::optional<BOOL>(FALSE) : std::nullopt;
+        });
         hooks().FlushFileBuffers = [&](HANDLE file) {
             return steps.fails() ? FALSE : real_imports().FlushFileBuffers(file);
         };
@@ -64,14 +46,6 @@ class IndexFileCallsTest : public ::testing::Test {
             return real_imports().CloseHandle(file);
         };
     }
-    void expect_save_fails_cleanly() {
-        count_handles();
-        EXPECT_FALSE(save_index(new_));
-        hooks() = {};
-        EXPECT_EQ(open_, 0);
-        EXPECT_TRUE(loads(old_));
-        EXPECT_FALSE(file_exists(temporary_path()));
-    }
     void expect_load_fails_cleanly() {
         count_handles();
         EXPECT_FALSE(load_index(root).has_value());
@@ -80,11 +54,7 @@ class IndexFileCallsTest : public ::testing::Test {
         EXPECT_TRUE(loads(old_));
     }
 
-    TempTree tree_;
-    ScopedEnvironment directory_{L"LARKSPINE_INDEX_DIRECTORY", tree_.root()};
     ImportReset reset_;
-    IndexSnapshot old_;
-    IndexSnapshot new_;
     int open_ = 0;
 };
 
@@ -107,11 +77,7 @@ TEST_F(IndexFileCallsTest, WhicheverCallOfASaveFailsTheOldIndexStaysAndTheTempor
 }
 
 TEST_F(IndexFileCallsTest, ShortWritesAreContinuedFromTheFirstUnwrittenByte) {
-    hooks().WriteFile = [](HANDLE file, LPCVOID bytes, DWORD count, LPDWORD written,
-                           LPOVERLAPPED overlapped) {
-        return real_imports().WriteFile(file, bytes, std::min<DWORD>(count, 13), written,
-                                        overlapped);
-    };
+    shorten_writes(13);
     EXPECT_TRUE(save_index(new_));
     EXPECT_TRUE(loads(new_));
 }
@@ -158,11 +124,11 @@ TEST_F(IndexFileCallsTest, ASaveMakesExactlyTheseCalls) {
         calls.emplace_back(L"create");
         return real_imports().CreateFileW(path, access, share, s, disposition, flags, t);
     };
-    hooks().WriteFile = [&](HANDLE f, LPCVOID b, DWORD count, LPDWORD w, LPOVERLAPPED o) {
-        EXPECT_EQ(count, encode_index(new_)->size);
+    answer_writes([&](const FileWrite& write, DWORD&) {
+        EXPECT_EQ(write.length, encode_index(new_)->size);
         calls.emplace_back(L"write");
-        return real_imports().WriteFile(f, b, count, w, o);
-    };
+        return std::optional<BOOL>();
+    });
     hooks().FlushFileBuffers = [&](HANDLE f) {
         calls.emplace_back(L"flush");
         return real_imports().FlushFileBuffers(f);
@@ -180,11 +146,6 @@ TEST_F(IndexFileCallsTest, ASaveMakesExactlyTheseCalls) {
     };
     EXPECT_TRUE(save_index(new_));
     EXPECT_EQ(calls, (std::vector<std::wstring>{L"create", L"write", L"flush", L"close", L"move"}));
-}
-
-TEST_F(IndexFileCallsTest, AReadThatFailsMeansNoIndex) {
-    hooks().ReadFile = [](auto...) { return FALSE; };
-    expect_load_fails_cleanly();
 }
 
 TEST_F(IndexFileCallsTest, AReadThatEndsBeforeTheSizeMeansNoIndex) {

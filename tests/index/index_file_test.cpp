@@ -4,10 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "base/win32_handle.h"
-#include "index/index_location.h"
-#include "support/scoped_environment.h"
-#include "support/snapshots.h"
-#include "support/temp_tree.h"
+#include "index/saved_index.h"
 
 namespace larkspine::testing {
 namespace {
@@ -17,56 +14,27 @@ using detail::load_index;
 using detail::read_whole_file;
 using detail::save_index;
 
-constexpr const wchar_t* root = L"\\\\?\\D:\\Photos";
-
-class IndexFileTest : public ::testing::Test {
+class IndexFileTest : public SavedIndexTest {
   protected:
-    [[nodiscard]] static IndexSnapshot old_snapshot() {
-        return snapshot_of(root, {walked_file(L"\\\\?\\D:\\Photos\\old.txt", 1)});
-    }
-    [[nodiscard]] static IndexSnapshot new_snapshot() {
-        return snapshot_of(root, {full_entry(L"\\\\?\\D:\\Photos\\new.txt", L"new.txt"),
-                                  walked_file(L"\\\\?\\D:\\Photos\\\xd83d\xde00.txt", 2)});
-    }
-    [[nodiscard]] static std::wstring index_path() { return index_file_path(root).value(); }
-    [[nodiscard]] std::wstring temporary_path() const {
-        return index_path() + L".tmp-" + std::to_wstring(GetCurrentProcessId());
-    }
     void write_index(std::string_view bytes) const {
         tree_.file(index_path().substr(index_path().rfind(L'\\') + 1), bytes);
     }
-    static bool loads(const IndexSnapshot& expected) {
-        const std::optional<IndexSnapshot> loaded = load_index(root);
-        return loaded.has_value() && same_snapshot(*loaded, expected);
-    }
-
-    TempTree tree_;
-    ScopedEnvironment directory_{L"LARKSPINE_INDEX_DIRECTORY", tree_.root()};
 };
 
-TEST_F(IndexFileTest, WhatIsSavedIsLoaded) {
-    ASSERT_TRUE(save_index(new_snapshot()));
-    EXPECT_TRUE(loads(new_snapshot()));
+TEST_F(IndexFileTest, WhatIsSavedIsLoadedInPlaceOfWhatWasSavedBefore) {
+    ASSERT_TRUE(save_index(old_));
+    EXPECT_TRUE(loads(old_));
+    ASSERT_TRUE(save_index(new_));
+    EXPECT_TRUE(loads(new_));
     EXPECT_FALSE(file_exists(temporary_path()));
-}
-
-TEST_F(IndexFileTest, ASecondSaveReplacesTheFirst) {
-    ASSERT_TRUE(save_index(old_snapshot()));
-    ASSERT_TRUE(save_index(new_snapshot()));
-    EXPECT_TRUE(loads(new_snapshot()));
 }
 
 TEST_F(IndexFileTest, WithoutAFileThereIsNoIndex) {
     EXPECT_FALSE(load_index(root).has_value());
 }
 
-TEST_F(IndexFileTest, AnEmptyFileIsNoIndex) {
-    write_index("");
-    EXPECT_FALSE(load_index(root).has_value());
-}
-
 TEST_F(IndexFileTest, ATruncatedFileIsNoIndex) {
-    ASSERT_TRUE(save_index(new_snapshot()));
+    ASSERT_TRUE(save_index(new_));
     const std::string whole = read_file(index_path());
     for (const std::size_t size : {std::size_t{7}, std::size_t{40}, whole.size() - 1}) {
         write_index(whole.substr(0, size));
@@ -74,14 +42,8 @@ TEST_F(IndexFileTest, ATruncatedFileIsNoIndex) {
     }
 }
 
-TEST_F(IndexFileTest, AFileWithOneByteMoreIsNoIndex) {
-    ASSERT_TRUE(save_index(new_snapshot()));
-    write_index(read_file(index_path()) + '\0');
-    EXPECT_FALSE(load_index(root).has_value());
-}
-
 TEST_F(IndexFileTest, TheIndexOfARootWithTheSameHashIsNoIndex) {
-    IndexSnapshot other = new_snapshot();
+    IndexSnapshot other = new_;
     other.root = L"\\\\?\\D:\\Other";
     ASSERT_TRUE(save_index(other));
     write_index(read_file(index_file_path(other.root).value()));
@@ -89,7 +51,7 @@ TEST_F(IndexFileTest, TheIndexOfARootWithTheSameHashIsNoIndex) {
 }
 
 TEST_F(IndexFileTest, AnotherSpellingOfTheRootFindsTheIndexAndKeepsTheStoredOne) {
-    IndexSnapshot data = new_snapshot();
+    IndexSnapshot data = new_;
     data.root = L"C:\\Data";
     ASSERT_TRUE(save_index(data));
     const std::optional<IndexSnapshot> loaded = load_index(L"c:/data/");
@@ -98,53 +60,46 @@ TEST_F(IndexFileTest, AnotherSpellingOfTheRootFindsTheIndexAndKeepsTheStoredOne)
 }
 
 TEST_F(IndexFileTest, APathThatIsTooLongFailsTheSaveWithoutTouchingTheDisk) {
-    ASSERT_TRUE(save_index(old_snapshot()));
-    IndexSnapshot snapshot = new_snapshot();
+    ASSERT_TRUE(save_index(old_));
+    IndexSnapshot snapshot = new_;
     snapshot.entries.back().path.assign(32'769, L'x');
     EXPECT_FALSE(save_index(snapshot));
-    EXPECT_TRUE(loads(old_snapshot()));
+    EXPECT_TRUE(loads(old_));
     EXPECT_FALSE(file_exists(temporary_path()));
 }
 
 TEST_F(IndexFileTest, AnIndexThatCannotBeReplacedStaysAndTheTemporaryGoes) {
-    ASSERT_TRUE(save_index(old_snapshot()));
+    ASSERT_TRUE(save_index(old_));
     {
         const unique_handle holder = own_handle(
             CreateFileW(index_path().c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr));
         ASSERT_TRUE(holder);
-        EXPECT_FALSE(save_index(new_snapshot()));
+        EXPECT_FALSE(save_index(new_));
         EXPECT_FALSE(load_index(root).has_value()) << "locked, so it cannot be read";
         EXPECT_FALSE(file_exists(temporary_path()));
     }
-    EXPECT_TRUE(loads(old_snapshot()));
-}
-
-TEST_F(IndexFileTest, AFolderInTheIndexFilesPlaceFailsTheSave) {
-    tree_.folder(index_path().substr(index_path().rfind(L'\\') + 1));
-    EXPECT_FALSE(save_index(new_snapshot()));
-    EXPECT_FALSE(file_exists(temporary_path()));
-    EXPECT_FALSE(load_index(root).has_value());
+    EXPECT_TRUE(loads(old_));
 }
 
 TEST_F(IndexFileTest, ALeftoverTemporaryIsOverwrittenAndNeverRead) {
     tree_.file(temporary_path().substr(temporary_path().rfind(L'\\') + 1), "half an index");
     EXPECT_FALSE(load_index(root).has_value());
-    ASSERT_TRUE(save_index(new_snapshot()));
-    EXPECT_TRUE(loads(new_snapshot()));
+    ASSERT_TRUE(save_index(new_));
+    EXPECT_TRUE(loads(new_));
     EXPECT_FALSE(file_exists(temporary_path()));
 }
 
 TEST_F(IndexFileTest, AFolderInTheTemporarysPlaceFailsTheSaveAndBothStay) {
-    ASSERT_TRUE(save_index(old_snapshot()));
+    ASSERT_TRUE(save_index(old_));
     tree_.file(temporary_path().substr(temporary_path().rfind(L'\\') + 1) + L"\\inside", "x");
-    EXPECT_FALSE(save_index(new_snapshot()));
-    EXPECT_TRUE(loads(old_snapshot()));
+    EXPECT_FALSE(save_index(new_));
+    EXPECT_TRUE(loads(old_));
     EXPECT_EQ(read_file(temporary_path() + L"\\inside"), "x");
 }
 
 TEST_F(IndexFileTest, WithoutADirectoryNothingIsSavedOrLoaded) {
     const ScopedEnvironment missing(L"LARKSPINE_INDEX_DIRECTORY", tree_.path(L"no\\such\\folder"));
-    EXPECT_FALSE(save_index(new_snapshot()));
+    EXPECT_FALSE(save_index(new_));
     EXPECT_FALSE(load_index(root).has_value());
 }
 

@@ -94,29 +94,6 @@ TEST_F(IndexLocationCallsTest, AValueThatShrinksBetweenTheTwoReadsIsTakenAtItsLe
     EXPECT_EQ(read_environment(chosen.c_str()), L"D:\\i");
 }
 
-TEST_F(IndexLocationCallsTest, AnEmptyValueCountsAsAbsent) {
-    set(chosen, L"");
-    EXPECT_EQ(read_environment(chosen.c_str()), std::nullopt);
-}
-
-TEST_F(IndexLocationCallsTest, AChoiceThatVanishesWhileItIsReadMeansTheDefaultFolder) {
-    set_changing(chosen, {L"D:\\idx", L""});
-    set(local_data, L"C:\\L");
-    EXPECT_EQ(index_directory(), L"C:\\L\\Larkspine\\indexes");
-}
-
-TEST_F(IndexLocationCallsTest, LocalDataThatGrowsWhileItIsReadMeansNoIndex) {
-    set_changing(local_data, {L"C:\\L", L"C:\\Longer"});
-    EXPECT_EQ(index_directory(), std::nullopt);
-    EXPECT_EQ(made, Folders{});
-}
-
-TEST_F(IndexLocationCallsTest, AVariableThatChangesWhileItIsReadIsNoExclusion) {
-    set_changing(local_data, {L"C:\\L", L"C:\\Longer"});
-    set_changing(chosen, {L"D:\\idx", L""});
-    EXPECT_EQ(index_exclusions(), Folders{});
-}
-
 TEST_F(IndexLocationCallsTest, TheChosenFolderIsMadeExactlyAsGivenAndNothingElseIs) {
     for (const std::wstring value : {L"D:/Idx//", L"D:\\a\\..\\b\\", L"idx", L"\\\\?\\D:\\Idx"}) {
         made.clear();

@@ -1,5 +1,7 @@
 #include "index/index_location.h"
 
+#include "base/win32_api.h"
+
 #include <gtest/gtest.h>
 #include <optional>
 #include <string>
@@ -8,8 +10,7 @@
 #include <vector>
 
 #include "base/path_forms.h"
-#include "base/win32_handle.h"
-#include "fs/exclusions.h"
+#include "fs/exclusion_rule.h"
 #include "support/scoped_environment.h"
 #include "support/temp_tree.h"
 
@@ -69,18 +70,6 @@ TEST_F(ReadEnvironmentTest, TheNameIsReadInAnyCase) {
     EXPECT_EQ(read_environment(L"larkspine_index_directory"), L"value");
 }
 
-TEST_F(IndexLocationTest, WithoutEitherVariableThereIsNoDirectory) {
-    EXPECT_EQ(index_directory(), std::nullopt);
-    EXPECT_EQ(index_file_path(L"\\\\?\\C:\\Data"), std::nullopt);
-}
-
-TEST_F(IndexLocationTest, AChosenFolderThatExistsIsUsedAsItIs) {
-    tree.folder(L"idx");
-    set_chosen(plain(L"idx"));
-    EXPECT_EQ(index_directory(), plain(L"idx"));
-    EXPECT_EQ(index_file_path(L""), plain(L"idx\\index-cbf29ce484222325.lsi"));
-}
-
 TEST_F(IndexLocationTest, ATrailingBackslashOfTheChosenFolderStaysAndIsNotDoubled) {
     tree.folder(L"idx");
     set_chosen(plain(L"idx\\"));
@@ -93,19 +82,6 @@ TEST_F(IndexLocationTest, AChosenFolderThatIsMissingIsMade) {
     EXPECT_EQ(index_directory(), plain(L"\xC9t\xE9 \x6F22"));
     EXPECT_TRUE(folder_exists(tree.path(L"\xC9t\xE9 \x6F22")));
     EXPECT_EQ(index_directory(), plain(L"\xC9t\xE9 \x6F22"));
-}
-
-TEST_F(IndexLocationTest, AChosenFolderInLongFormIsUsedAsItIs) {
-    set_chosen(tree.path(L"idx"));
-    EXPECT_EQ(index_directory(), tree.path(L"idx"));
-    EXPECT_TRUE(folder_exists(tree.path(L"idx")));
-}
-
-TEST_F(IndexLocationTest, ARelativeChosenFolderIsMadeInTheCurrentDirectory) {
-    const ScopedCurrentDirectory here(strip_long_path_prefix(tree.root()));
-    set_chosen(L"idx");
-    EXPECT_EQ(index_file_path(L""), L"idx\\index-cbf29ce484222325.lsi");
-    EXPECT_TRUE(folder_exists(tree.path(L"idx")));
 }
 
 TEST_F(IndexLocationTest, AChosenFolderWithoutItsParentMeansNoIndexAndNoFallBack) {
@@ -130,23 +106,6 @@ TEST_F(IndexLocationTest, TheDefaultFolderIsMadeInTwoStepsBelowTheLocalData) {
     EXPECT_EQ(index_file_path(L""), plain(L"Larkspine\\indexes\\index-cbf29ce484222325.lsi"));
 }
 
-TEST_F(IndexLocationTest, ATrailingBackslashOfTheLocalDataIsNotDoubled) {
-    set_local_data(plain(L""));
-    EXPECT_EQ(index_directory(), plain(L"Larkspine\\indexes"));
-}
-
-TEST_F(IndexLocationTest, FoldersThatExistAlreadyServe) {
-    tree.folder(L"Larkspine\\indexes");
-    set_local_data(strip_long_path_prefix(tree.root()));
-    EXPECT_EQ(index_directory(), plain(L"Larkspine\\indexes"));
-}
-
-TEST_F(IndexLocationTest, LocalDataThatIsMissingMeansNoIndex) {
-    set_local_data(plain(L"missing"));
-    EXPECT_EQ(index_directory(), std::nullopt);
-    EXPECT_FALSE(folder_exists(tree.path(L"missing")));
-}
-
 TEST_F(IndexLocationTest, TheChosenFolderGoesBeforeTheLocalData) {
     set_chosen(plain(L"idx"));
     set_local_data(strip_long_path_prefix(tree.root()));
@@ -154,36 +113,7 @@ TEST_F(IndexLocationTest, TheChosenFolderGoesBeforeTheLocalData) {
     EXPECT_FALSE(folder_exists(tree.path(L"Larkspine")));
 }
 
-TEST_F(IndexLocationTest, SpellingsOfOneRootShareAnIndexFile) {
-    set_chosen(plain(L"idx"));
-    const Path file = index_file_path(L"c:\\data\\photos");
-    ASSERT_TRUE(file.has_value());
-    EXPECT_EQ(index_file_path(L"C:/Data/Photos/"), file);
-    EXPECT_EQ(index_file_path(L"C:\\DATA\\PHOTOS\\\\"), file);
-}
-
-TEST_F(IndexLocationTest, OtherRootsHaveOtherIndexFiles) {
-    set_chosen(plain(L"idx"));
-    EXPECT_NE(index_file_path(L"c:\\"), index_file_path(L"c:"));
-    EXPECT_NE(index_file_path(L"C:\\\xC9t\xE9"), index_file_path(L"C:\\\xE9t\xE9"));
-    EXPECT_NE(index_file_path(L"C:\\Data"), index_file_path(L"D:\\Data"));
-}
-
-TEST_F(IndexLocationTest, AFileCanBeWrittenAtThePathOfTheIndex) {
-    set_local_data(strip_long_path_prefix(tree.root()));
-    const Path path = index_file_path(tree.root());
-    ASSERT_TRUE(path.has_value());
-    EXPECT_EQ(path->size(), plain(L"Larkspine\\indexes\\index-0123456789abcdef.lsi").size());
-    const unique_handle file =
-        own_handle(CreateFileW(path->c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, 0, nullptr));
-    EXPECT_NE(file, nullptr);
-}
-
 using IndexExclusionsTest = IndexLocationTest;
-
-TEST_F(IndexExclusionsTest, WithoutEitherVariableTheListIsEmpty) {
-    EXPECT_EQ(index_exclusions(), Folders{});
-}
 
 TEST_F(IndexExclusionsTest, TheApplicationFolderComesBeforeTheChosenOne) {
     set_local_data(L"C:\\Users\\u\\AppData\\Local\\");
@@ -212,14 +142,6 @@ TEST_F(IndexExclusionsTest, VariablesWithAnEmptyValueGiveNoEntry) {
     set_chosen(L"");
     set_local_data(L"");
     EXPECT_EQ(index_exclusions(), Folders{});
-}
-
-TEST_F(IndexExclusionsTest, NothingIsMadeOnTheDisk) {
-    set_chosen(plain(L"idx"));
-    set_local_data(strip_long_path_prefix(tree.root()));
-    EXPECT_EQ(index_exclusions().size(), 2u);
-    EXPECT_FALSE(folder_exists(tree.path(L"idx")));
-    EXPECT_FALSE(folder_exists(tree.path(L"Larkspine")));
 }
 
 TEST_F(IndexExclusionsTest, TheListExcludesTheIndexFilesAndNotTheNeighbours) {

@@ -2,12 +2,8 @@
 #include <gtest/gtest.h>
 #include <string>
 
-#include "index/index_file.h"
-#include "index/index_location.h"
+#include "index/saved_index.h"
 #include "support/child_process.h"
-#include "support/scoped_environment.h"
-#include "support/snapshots.h"
-#include "support/temp_tree.h"
 
 namespace larkspine::testing {
 namespace {
@@ -15,21 +11,16 @@ namespace {
 using detail::load_index;
 using detail::save_index;
 
-constexpr const wchar_t* root = L"\\\\?\\D:\\Photos";
-
-class IndexSaveProcessTest : public ::testing::Test {
+class IndexSaveProcessTest : public SavedIndexTest {
   protected:
     static std::wstring first_name() {
         const std::optional<detail::IndexSnapshot> loaded = load_index(root);
         return loaded && !loaded->entries.empty() ? loaded->entries[0].name : L"(no index)";
     }
-
-    TempTree tree_;
-    ScopedEnvironment directory_{L"LARKSPINE_INDEX_DIRECTORY", tree_.root()};
 };
 
 TEST_F(IndexSaveProcessTest, AProcessKilledBetweenAnyTwoCallsLeavesTheOldIndexOrTheNewOne) {
-    ASSERT_TRUE(save_index(snapshot_of(root, {walked_file(L"\\\\?\\D:\\Photos\\old.txt", 1)})));
+    ASSERT_TRUE(save_index(old_));
     std::size_t killed = 0;
     for (;; ++killed) {
         const unsigned code =

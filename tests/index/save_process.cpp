@@ -13,6 +13,7 @@
 
 #include "index/index_file.h"
 #include "support/failing_steps.h"
+#include "support/file_writes.h"
 #include "support/import_replacement.h"
 #include "support/snapshots.h"
 
@@ -33,13 +34,12 @@ int killed_at(std::size_t call) {
         step(steps);
         return real_imports().CreateFileW(a...);
     };
-    hooks().WriteFile = [](HANDLE file, LPCVOID bytes, DWORD count, LPDWORD written,
-                           LPOVERLAPPED overlapped) {
+    answer_writes([](FileWrite& write, DWORD&) {
         step(steps);
         // In pieces, so that the process can also end in the middle of the contents.
-        const DWORD piece = count < 100 ? count : 100;
-        return real_imports().WriteFile(file, bytes, piece, written, overlapped);
-    };
+        write.length = std::min<DWORD>(write.length, 100);
+        return std::optional<BOOL>();
+    });
     hooks().FlushFileBuffers = [](HANDLE file) {
         step(steps);
         return real_imports().FlushFileBuffers(file);

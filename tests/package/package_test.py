@@ -29,6 +29,7 @@ ARCHIVE = f"{NAME}-windows-x86_64.zip"
 KIT = f"{NAME}-windows-check"
 KIT_ARCHIVE = f"{KIT}.zip"
 GUIDES = {"guide.fr.txt": "docs/guide.fr.md", "guide.en.txt": "docs/guide.en.md"}
+TEXTS = {**GUIDES, "CHANGELOG.txt": "CHANGELOG.md"}
 TWICE = "LARKSPINE_PACKAGE_TWICE" in os.environ
 LINKED = {"librust-blake3-dev": "BLAKE3", "mingw-w64-x86-64-dev": "winpthreads",
           "mingw-w64-common": "mingw-w64-headers",
@@ -130,12 +131,12 @@ class PackageTest(EndToEnd, unittest.TestCase):
         self.assertEqual(hashlib.sha256(self.program).hexdigest(),
                          hashlib.sha256(tested).hexdigest(), "is that build up to date?")
 
-    def test_it_holds_the_program_the_viewer_the_guides_the_licences_and_the_sums(self):
+    def test_it_holds_the_program_the_viewer_the_texts_the_licences_and_the_sums(self):
         names = [entry.filename.removeprefix(NAME + "/") for entry in self.entries]
         self.assertEqual(names, sorted(names))
         self.assertEqual([name for name in names if not name.startswith("licences/")],
-                         sorted(["SHA256SUMS", "larkspine.exe", "rapport.html", *GUIDES]))
-        for name, source in GUIDES.items():
+                         sorted(["SHA256SUMS", "larkspine.exe", "rapport.html", *TEXTS]))
+        for name, source in TEXTS.items():
             self.assertEqual((self.unpacked / name).read_bytes(), (PROJECT / source).read_bytes())
 
     def test_every_file_has_the_time_of_the_commit_and_the_archive_names_both(self):

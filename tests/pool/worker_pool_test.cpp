@@ -4,7 +4,6 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>
-#include <functional>
 #include <future>
 #include <gtest/gtest.h>
 #include <memory>
@@ -132,22 +131,10 @@ TEST(WorkerPoolTest, AResultMayBeMoveOnly) {
     EXPECT_EQ(*made, 5);
 }
 
-TEST(WorkerPoolTest, AResultMayBeAReference) {
-    worker_pool pool(1);
-    int value = 5;
-    std::future<int&> future = pool.submit([&value]() -> int& { return value; });
-    EXPECT_EQ(&future.get(), &value);
-}
-
 TEST(WorkerPoolTest, AJobMayBeMoveOnly) {
     worker_pool pool(1);
     auto owned = std::make_unique<int>(6);
     EXPECT_EQ(pool.submit([owned = std::move(owned)] { return *owned; }).get(), 6);
-}
-
-TEST(WorkerPoolTest, AJobMayChangeItsOwnState) {
-    worker_pool pool(1);
-    EXPECT_EQ(pool.submit([count = 1]() mutable { return ++count; }).get(), 2);
 }
 
 TEST(WorkerPoolTest, ANamedJobIsCopiedSoThatItMayBeSubmittedAgain) {
@@ -156,12 +143,6 @@ TEST(WorkerPoolTest, ANamedJobIsCopiedSoThatItMayBeSubmittedAgain) {
     EXPECT_EQ(pool.submit(next).get(), 1);
     EXPECT_EQ(pool.submit(next).get(), 1);
     EXPECT_EQ(next(), 1);
-}
-
-TEST(WorkerPoolTest, AFunctionIsAJob) {
-    worker_pool pool(1);
-    int (*const twelve)() = [] { return 12; };
-    EXPECT_EQ(pool.submit(twelve).get(), 12);
 }
 
 TEST(WorkerPoolTest, AThrowingJobMakesItsFutureRethrowTheSameException) {
@@ -192,14 +173,6 @@ TEST(WorkerPoolTest, AnExceptionThatNobodyCollectsIsDropped) {
     {
         auto dropped = pool.submit([] { throw std::runtime_error("unseen"); });
     }
-    EXPECT_EQ(pool.submit([] { return 1; }).get(), 1);
-}
-
-TEST(WorkerPoolTest, AnEmptyJobReportsABadFunctionCallThroughItsFuture) {
-    worker_pool pool(1);
-    std::future<int> future = pool.submit(std::function<int()>());
-    wait_until_released(pool);
-    EXPECT_THROW(future.get(), std::bad_function_call);
     EXPECT_EQ(pool.submit([] { return 1; }).get(), 1);
 }
 

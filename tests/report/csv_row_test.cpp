@@ -1,61 +1,84 @@
 #include "report/csv_row.h"
 
+#include <cstdint>
 #include <gtest/gtest.h>
+#include <string>
+#include <string_view>
 
 namespace larkspine::testing {
 namespace {
 
-std::string field(std::string_view utf8) {
-    std::string text;
-    append_csv_field(text, utf8);
+// The text with its double quotes doubled.
+std::string doubled(std::string text) {
+    double_quotes(text, 0);
     return text;
 }
 
-TEST(CsvRowTest, AFieldIsTheTextBetweenDoubleQuotes) {
-    EXPECT_EQ(field("C:\\d\\a.txt"), "\"C:\\d\\a.txt\"");
-    EXPECT_EQ(field("a;b,c\r\nd'e"), "\"a;b,c\r\nd'e\"");
-    EXPECT_EQ(field(""), "\"\"");
-}
-
-TEST(CsvRowTest, DoubleQuotesOfTheTextAreDoubledWhereverTheyStand) {
-    EXPECT_EQ(field("\""), "\"\"\"\"");
-    EXPECT_EQ(field("\"a"), "\"\"\"a\"");
-    EXPECT_EQ(field("a\""), "\"a\"\"\"");
-    EXPECT_EQ(field("a\"b\"\"c"), "\"a\"\"b\"\"\"\"c\"");
+TEST(CsvRowTest, DoubleQuotesAreDoubledWhereverTheyStand) {
+    EXPECT_EQ(doubled("\""), "\"\"");
+    EXPECT_EQ(doubled("\"a"), "\"\"a");
+    EXPECT_EQ(doubled("a\""), "a\"\"");
+    EXPECT_EQ(doubled("a\"b\"\"c"), "a\"\"b\"\"\"\"c");
 }
 
 TEST(CsvRowTest, AnyOtherByteStaysAsItIs) {
+    EXPECT_EQ(doubled(""), "");
     for (unsigned value = 0; value < 256; ++value) {
         if (value == '"')
             continue;
         const std::string text(3, static_cast<char>(value));
-        EXPECT_EQ(field(text), '"' + text + '"') << value;
+        EXPECT_EQ(doubled(text), text) << value;
+        EXPECT_EQ(doubled(text + '"' + text), text + "\"\"" + text) << value;
     }
 }
 
-TEST(CsvRowTest, ARowNamesItsGroupItsStatusItsPathAndItsSize) {
-    std::string text;
-    append_csv_row(text, {1, true, 10}, "C:\\a \"b\"");
-    append_csv_row(text, {1, false, 10}, "C:\\c");
-    EXPECT_EQ(text,
-              "1;Original;\"C:\\a \"\"b\"\"\";10\r\n"
-              "1;Doublon;\"C:\\c\";10\r\n");
+TEST(CsvRowTest, DoubleQuotesBeforeTheStartStayAsTheyAre) {
+    std::string text = "\"a\"b";
+    double_quotes(text, 4);
+    EXPECT_EQ(text, "\"a\"b");
+    double_quotes(text, 2);
+    EXPECT_EQ(text, "\"a\"\"b");
 }
 
-TEST(CsvRowTest, NumbersGoFromZeroToTheLargestOf64Bits) {
-    std::string text;
-    append_csv_row(text, {UINT64_MAX, true, 0}, "");
-    append_csv_row(text, {0, false, UINT64_MAX}, "");
-    EXPECT_EQ(text,
-              "18446744073709551615;Original;\"\";0\r\n"
-              "0;Doublon;\"\";18446744073709551615\r\n");
+class CsvRowFrameTest : public ::testing::Test {
+  protected:
+    std::string row(bool original, std::uint64_t size) {
+        std::string text;
+        frame.append_start(text, original);
+        text.append("path");
+        frame.append_end(text, size);
+        return text;
+    }
+    CsvRowFrame frame;
+};
+
+TEST_F(CsvRowFrameTest, ARowNamesItsGroupItsStatusAndItsSize) {
+    frame.begin_group(1);
+    EXPECT_EQ(row(true, 10), "1;Original;path;10\r\n");
+    EXPECT_EQ(row(false, 10), "1;Doublon;path;10\r\n");
+    frame.begin_group(23);
+    EXPECT_EQ(row(true, 10), "23;Original;path;10\r\n");
 }
 
-TEST(CsvRowTest, WhatStandsInTheTextBeforeStays) {
+TEST_F(CsvRowFrameTest, EachRowHasItsOwnSize) {
+    frame.begin_group(1);
+    EXPECT_EQ(row(true, 0), "1;Original;path;0\r\n");
+    EXPECT_EQ(row(false, 100), "1;Doublon;path;100\r\n");
+    EXPECT_EQ(row(false, 9), "1;Doublon;path;9\r\n");
+    EXPECT_EQ(row(false, 0), "1;Doublon;path;0\r\n");
+}
+
+TEST_F(CsvRowFrameTest, NumbersGoUpToTheLargestOf64Bits) {
+    frame.begin_group(UINT64_MAX);
+    EXPECT_EQ(row(true, UINT64_MAX), "18446744073709551615;Original;path;18446744073709551615\r\n");
+}
+
+TEST_F(CsvRowFrameTest, WhatStandsInTheTextBeforeStays) {
     std::string text = "before";
-    append_csv_field(text, "a");
-    append_csv_row(text, {2, false, 3}, "b");
-    EXPECT_EQ(text, "before\"a\"2;Doublon;\"b\";3\r\n");
+    frame.begin_group(2);
+    frame.append_start(text, false);
+    frame.append_end(text, 3);
+    EXPECT_EQ(text, "before2;Doublon;;3\r\n");
 }
 
 }  // namespace

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "report/results_csv.h"
+#include "support/file_writes.h"
 #include "support/import_replacement.h"
 #include "support/open_call.h"
 #include "support/temp_tree.h"
@@ -44,14 +45,13 @@ class ResultsCsvCallsTest : public ::testing::Test {
             created.push_back({path, access, share, security, disposition, flags, pattern});
             return creatable ? report_handle : INVALID_HANDLE_VALUE;
         };
-        hooks().WriteFile = [this](HANDLE handle, LPCVOID bytes, DWORD length, LPDWORD count,
-                                   LPOVERLAPPED overlapped) -> BOOL {
-            if (handle != report_handle && handle != nullptr && handle != INVALID_HANDLE_VALUE)
-                return real_imports().WriteFile(handle, bytes, length, count, overlapped);
-            EXPECT_EQ(overlapped, nullptr);
+        answer_writes([this](const FileWrite& write, DWORD& count) -> std::optional<BOOL> {
+            if (write.file != report_handle && write.file != nullptr &&
+                write.file != INVALID_HANDLE_VALUE)
+                return std::nullopt;
             EXPECT_EQ(closed, 0);
-            return take({static_cast<const char*>(bytes), length}, *count);
-        };
+            return take(write.text(), count);
+        });
         hooks().CloseHandle = [this](HANDLE handle) -> BOOL {
             if (handle != report_handle)
                 return real_imports().CloseHandle(handle);
@@ -235,13 +235,12 @@ TEST_F(ResultsCsvRealFileTest, AFailedReportKeepsWhatWasWrittenBefore) {
     const Example example(6'000);
     int calls = 0;
     DWORD first_block = 0;
-    hooks().WriteFile = [&](HANDLE handle, LPCVOID bytes, DWORD length, LPDWORD count,
-                            LPOVERLAPPED overlapped) -> BOOL {
+    answer_writes([&](const FileWrite& write, DWORD&) -> std::optional<BOOL> {
         if (++calls > 1)
             return FALSE;
-        first_block = length;
-        return real_imports().WriteFile(handle, bytes, length, count, overlapped);
-    };
+        first_block = write.length;
+        return std::nullopt;
+    });
     EXPECT_FALSE(write_results_csv(path, example.groups));
     EXPECT_EQ(calls, 2);
     EXPECT_GE(first_block, block_size);
@@ -250,7 +249,7 @@ TEST_F(ResultsCsvRealFileTest, AFailedReportKeepsWhatWasWrittenBefore) {
 
 TEST_F(ResultsCsvRealFileTest, AReportThatFailsAtOnceLeavesAnEmptyFileInPlaceOfTheOldOne) {
     tree.file(L"report.csv", "old");
-    hooks().WriteFile = [](HANDLE, LPCVOID, DWORD, LPDWORD, LPOVERLAPPED) -> BOOL { return FALSE; };
+    answer_writes([](const FileWrite&, DWORD&) { return std::optional<BOOL>(FALSE); });
     EXPECT_FALSE(write_results_csv(path, {}));
     EXPECT_EQ(read_file(path), "");
 }

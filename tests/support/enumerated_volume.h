@@ -74,6 +74,14 @@ class EnumeratedVolumeTest : public ::testing::Test {
         return detail::scan_ntfs_mft(root, snapshot, statistics, progress, pool);
     }
 
+    // Folders with long names: more than one answer of the table has room for.
+    void fill_several_answers() {
+        for (int i = 0; i < 2500; ++i)
+            volume.plant_child(root_reference,
+                               std::to_wstring(10'000 + i) + std::wstring(250, L'n'),
+                               FILE_ATTRIBUTE_DIRECTORY);
+    }
+
     // Where the entries are, below the root (which is empty), sorted.
     [[nodiscard]] Paths paths() const { return paths_of(snapshot); }
     [[nodiscard]] Paths paths_of(const detail::IndexSnapshot& entries) const {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <string_view>
 
+#include "support/file_writes.h"
 #include "support/import_replacement.h"
 
 namespace larkspine::testing {
@@ -61,12 +62,11 @@ FakeConsole::FakeConsole() {
         return record("ReadConsoleW",
                       std::to_string(count) + (handle == input ? "" : " from another handle"));
     };
-    hooks().WriteFile = [this](HANDLE handle, LPCVOID bytes, DWORD count, LPDWORD written,
-                               LPOVERLAPPED overlapped) {
-        if (handle != error || !is_mine(handle))
-            return real_imports().WriteFile(handle, bytes, count, written, overlapped);
-        return write("WriteFile", {static_cast<const char*>(bytes), count}, count, written);
-    };
+    answer_writes([this](const FileWrite& made, DWORD& written) -> std::optional<BOOL> {
+        if (made.file != error || !is_mine(made.file))
+            return std::nullopt;
+        return write("WriteFile", made.text(), made.length, &written);
+    });
     hooks().GetConsoleProcessList = [this](LPDWORD identifiers, DWORD capacity) {
         return list(identifiers, capacity);
     };

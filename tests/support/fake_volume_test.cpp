@@ -86,13 +86,6 @@ TEST_F(FakeVolumeTest, SizesAndTimesAreTheSystemsOwn) {
     EXPECT_EQ(drive.nFileSizeLow, 5u);
 }
 
-TEST_F(FakeVolumeTest, AWalkFindsItsFiles) {
-    volume.write(L"a\\b.txt", "1");
-    volume.write(L"c.txt", "2");
-    EXPECT_EQ(walk(), (std::vector<std::wstring>{volume.path(L"a\\b.txt"), volume.path(L"c.txt")}));
-    EXPECT_EQ(volume.paths(Request::list_folder), (std::vector<std::wstring>{L"", L"a"}));
-}
-
 TEST_F(FakeVolumeTest, AnEmptyRootListsNothingAtAllAndAFolderItsDots) {
     WIN32_FIND_DATAW found = {};
     EXPECT_EQ(FindFirstFileExW((volume.root() + L"*").c_str(), FindExInfoBasic, &found,
@@ -134,13 +127,6 @@ TEST_F(FakeVolumeTest, IdentitiesAreTheReferencesOfTheTable) {
     EXPECT_EQ(volume.open_handles(), 0u);
 }
 
-TEST_F(FakeVolumeTest, TheShortSerialIsTheLowHalfOfTheLongOne) {
-    DWORD serial = 0;
-    ASSERT_TRUE(GetVolumeInformationW(volume.root().c_str(), nullptr, 0, &serial, nullptr, nullptr,
-                                      nullptr, 0));
-    EXPECT_EQ(serial, 0x1B0C'7D42u);
-}
-
 TEST_F(FakeVolumeTest, AFolderBelowTheRootIsNoVolume) {
     volume.make_folder(L"f");
     EXPECT_FALSE(GetVolumeInformationW(volume.path(L"f\\").c_str(), nullptr, 0, nullptr, nullptr,
@@ -168,31 +154,6 @@ TEST_F(FakeVolumeTest, TheVolumeIsOpenedByItsDeviceAndKnowsItsJournal) {
     EXPECT_EQ(volume.open_handles(), 0u);
     EXPECT_EQ(volume.requests(),
               (std::vector<Request>{Request::open_volume, Request::query_journal}));
-}
-
-TEST_F(FakeVolumeTest, EveryCallIsNotedWithWhatItAskedFor) {
-    volume.write(L"a", "1");
-    (void)file_reference_of(volume.path(L"a"));
-    const std::vector<VolumeCall> calls = volume.calls();
-    ASSERT_EQ(calls.size(), 2u);
-    EXPECT_EQ(calls[0].request, Request::open_file);
-    EXPECT_EQ(calls[0].path, L"a");
-    EXPECT_EQ(calls[0].as_given, L"\\\\?\\Q:\\a");
-    EXPECT_EQ(calls[0].access, 0u);
-    EXPECT_EQ(calls[0].share, 7u);
-    EXPECT_EQ(calls[0].disposition, DWORD{OPEN_EXISTING});
-    EXPECT_EQ(calls[0].flags, DWORD{FILE_FLAG_BACKUP_SEMANTICS});
-    EXPECT_EQ(calls[1].request, Request::identify_file);
-    EXPECT_EQ(calls[1].path, L"a");
-    EXPECT_EQ(volume.files_touched(), 2u);
-    volume.forget_calls();
-    EXPECT_TRUE(volume.calls().empty());
-    EXPECT_EQ(volume.count(Request::open_file), 0u);
-}
-
-TEST_F(FakeVolumeTest, AFailedCallIsNotedWithItsError) {
-    (void)attributes(volume.path(L"missing"));
-    EXPECT_EQ(volume.calls(Request::query_attributes).at(0).error, DWORD{ERROR_FILE_NOT_FOUND});
 }
 
 TEST_F(FakeVolumeTest, QuestionsOfTheRootAloneTouchNoFile) {

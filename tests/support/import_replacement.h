@@ -61,6 +61,7 @@
     X(BOOL, ReadConsoleW,                                                                          \
       (HANDLE a, LPVOID b, DWORD c, LPDWORD d, PCONSOLE_READCONSOLE_CONTROL e), (a, b, c, d, e))   \
     X(DWORD, GetConsoleProcessList, (LPDWORD a, DWORD b), (a, b))                                  \
+    X(BOOL, SetConsoleCtrlHandler, (PHANDLER_ROUTINE a, BOOL b), (a, b))                           \
     X(UINT, GetErrorMode, (), ())                                                                  \
     X(UINT, SetErrorMode, (UINT a), (a))                                                           \
     X(HMODULE, GetModuleHandleW, (LPCWSTR a), (a))                                                 \

@@ -7,7 +7,6 @@
 #include <cstdint>
 #include <gtest/gtest.h>
 #include <map>
-#include <new>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -119,8 +118,6 @@ class ListedFolders : public ::testing::Test {
 
     std::vector<FindCall> calls;
     int files_opened = 0;
-    // Thrown instead of an end of a listing, to stand for memory that is not there.
-    bool out_of_memory_at_end = false;
     std::vector<detail::FileCandidate> files;
     ScanStatistics statistics;
     ScanProgress progress;
@@ -159,8 +156,6 @@ class ListedFolders : public ::testing::Test {
             *data = opened.listing->entries[opened.next++];
             return TRUE;
         }
-        if (out_of_memory_at_end)
-            throw std::bad_alloc();
         SetLastError(opened.listing->error);
         return FALSE;
     }

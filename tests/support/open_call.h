@@ -7,6 +7,8 @@
 
 namespace larkspine::testing {
 
+inline constexpr DWORD share_everything = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+
 struct OpenCall {
     std::wstring path;
     DWORD access = 0;

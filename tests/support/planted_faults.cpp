@@ -23,52 +23,17 @@ Fault at_path(Request request, std::wstring path) {
     return fault;
 }
 
-// Overwrites the fields of the record at `record`, of which `left` bytes were returned.
+// Overwrites a field of the record at `record`, of which `left` bytes were returned.
 void damage_record(RecordDamage damage, std::byte* record, std::size_t left) {
-    const std::uint64_t length = load_little_endian(record, 4);
-    const auto set_length = [&](std::uint64_t value) { store_little_endian(record, value, 4); };
-    const auto set_version = [&](std::uint64_t value) {
-        store_little_endian(record + 4, value, 2);
-    };
-    const auto set_name_length = [&](std::uint64_t value) {
-        store_little_endian(record + 56, value, 2);
-    };
-    const auto set_name_offset = [&](std::uint64_t value) {
-        store_little_endian(record + 58, value, 2);
-    };
     switch (damage) {
-        case RecordDamage::version_1:
-            return set_version(1);
         case RecordDamage::version_3:
-            return set_version(3);
+            return store_little_endian(record + 4, 3, 2);
         case RecordDamage::length_zero:
-            return set_length(0);
-        case RecordDamage::length_7:
-            return set_length(7);
-        case RecordDamage::length_8:
-            return set_length(8);
-        case RecordDamage::length_56:
-            return set_length(56);
-        case RecordDamage::length_59:
-            return set_length(59);
+            return store_little_endian(record, 0, 4);
         case RecordDamage::length_beyond_output:
-            return set_length(left + 8);
-        case RecordDamage::length_huge:
-            return set_length(0xFFFF'FFFF);
-        case RecordDamage::odd_name_length:
-            return set_name_length(load_little_endian(record + 56, 2) - 1);
-        case RecordDamage::odd_name_offset:
-            return set_name_offset(61);
-        case RecordDamage::name_offset_58:
-            return set_name_offset(58);
-        case RecordDamage::name_offset_zero:
-            return set_name_offset(0);
-        case RecordDamage::name_offset_beyond_record:
-            return set_name_offset(length + 2);
+            return store_little_endian(record, left + 8, 4);
         case RecordDamage::name_beyond_record:
-            return set_name_length(length - 60 + 2);
-        case RecordDamage::name_length_huge:
-            return set_name_length(0xFFFE);
+            return store_little_endian(record + 56, load_little_endian(record, 4) - 60 + 2, 2);
     }
 }
 
@@ -87,16 +52,6 @@ bool damage_answer(const Fault& fault, std::byte* output, DWORD returned) {
 }
 
 }  // namespace
-
-const std::vector<RecordDamage>& every_record_damage() {
-    static const std::vector<RecordDamage> all = [] {
-        std::vector<RecordDamage> damages;
-        for (int i = 0; i <= static_cast<int>(RecordDamage::name_length_huge); ++i)
-            damages.push_back(static_cast<RecordDamage>(i));
-        return damages;
-    }();
-    return all;
-}
 
 Fault failing(Request request, std::size_t call, DWORD error) {
     Fault fault = at_call(request, call);

@@ -28,26 +28,17 @@ inline constexpr std::size_t every_call = SIZE_MAX;
 // In place of a record's position in a call's output.
 inline constexpr std::size_t last_record = SIZE_MAX;
 
-// Ways to make one record of an output undecodable. Its neighbours stay as they are.
+// Ways to make one record of an output undecodable, one for each way in which the decoder refuses
+// it. Its neighbours stay as they are.
 enum class RecordDamage : std::uint8_t {
-    version_1,
     version_3,
     length_zero,
-    length_7,
-    length_8,              // the smallest length that is not refused for itself
-    length_56,             // a multiple of 8 below the fixed part
-    length_59,             // one byte below the fixed part
     length_beyond_output,  // 8 bytes more than are left
-    length_huge,           // 0xFFFFFFFF
-    odd_name_length,       // one byte shorter
-    odd_name_offset,       // 61
-    name_offset_58,        // inside the fixed part
-    name_offset_zero,
-    name_offset_beyond_record,  // the record's length and 2
-    name_beyond_record,         // 2 bytes longer than from the name's offset to the record's end
-    name_length_huge,           // 0xFFFE
+    name_beyond_record,    // 2 bytes longer than from the name's offset to the record's end
 };
-[[nodiscard]] const std::vector<RecordDamage>& every_record_damage();
+inline constexpr RecordDamage every_record_damage[] = {
+    RecordDamage::version_3, RecordDamage::length_zero, RecordDamage::length_beyond_output,
+    RecordDamage::name_beyond_record};
 
 struct Fault {
     std::size_t number = 0;  // given when it is planted

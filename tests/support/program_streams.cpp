@@ -1,5 +1,6 @@
 #include "support/program_streams.h"
 
+#include "support/file_writes.h"
 #include "support/import_replacement.h"
 
 namespace larkspine::testing {
@@ -26,16 +27,15 @@ ProgramStreams::ProgramStreams(Kind kind) : kind_(kind) {
         *mode = 3;
         return kind_ == Kind::console;
     };
-    hooks().WriteFile = [this](HANDLE handle, LPCVOID bytes, DWORD count, LPDWORD written,
-                               LPOVERLAPPED overlapped) -> BOOL {
-        Written* const to = written_to(handle);
+    answer_writes([this](const FileWrite& write, DWORD& written) -> std::optional<BOOL> {
+        Written* const to = written_to(write.file);
         if (to == nullptr)
-            return real_imports().WriteFile(handle, bytes, count, written, overlapped);
+            return std::nullopt;
         const Guard guard(mutex_);
-        to->bytes.append(static_cast<const char*>(bytes), count);
-        *written = count;
+        to->bytes += write.text();
+        written = write.length;
         return TRUE;
-    };
+    });
     answer_for_the_console();
 }
 

@@ -34,7 +34,7 @@ std::array<DWORD, 3> identity_of(const std::wstring& path) {
 
 }  // namespace
 
-std::vector<std::vector<std::wstring>> reference_groups(std::vector<std::wstring> paths) {
+PathGroups reference_groups(std::vector<std::wstring> paths) {
     std::sort(paths.begin(), paths.end(), path_less);
     std::vector<PhysicalFile> files;
     for (const std::wstring& path : paths) {

@@ -25,7 +25,7 @@
 
 namespace larkspine::testing {
 
-using Groups = std::vector<std::vector<std::wstring>>;
+using Groups = PathGroups;
 
 // How a scan came by its entries.
 enum class Way : std::uint8_t { walk, table, unchanged, delta, contradictory };
@@ -43,16 +43,6 @@ inline void PrintTo(Way way, std::ostream* out) {
     if (told.fast_path_unchanged)
         return Way::unchanged;
     return told.usn_delta_applied ? Way::delta : Way::walk;
-}
-
-[[nodiscard]] inline Groups groups_of(const ScanResult& result) {
-    Groups groups;
-    for (const DuplicateGroup& group : result.groups) {
-        std::vector<std::wstring>& paths = groups.emplace_back();
-        for (const DuplicateEntry& entry : group)
-            paths.push_back(entry.path);
-    }
-    return groups;
 }
 
 class ScannedVolumeTest : public ::testing::Test {

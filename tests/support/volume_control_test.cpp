@@ -141,27 +141,6 @@ TEST_F(VolumeControlTest, PlantedRecordsAreListedAtTheirNumbers) {
     EXPECT_EQ(volume.reference_of(L"b"), make_reference(25, 1));
 }
 
-TEST_F(VolumeControlTest, AnOrphansParentIsInNoRecord) {
-    const std::uint64_t orphan = volume.plant_orphan(L"lost");
-    const auto records = client.list(24).records();
-    ASSERT_EQ(records.size(), 1u);
-    EXPECT_EQ(records[0].reference, orphan);
-    EXPECT_EQ(client.list(record_number(records[0].parent)).error, DWORD{ERROR_HANDLE_EOF});
-}
-
-TEST_F(VolumeControlTest, ALoopIsTwoFoldersInEachOther) {
-    const auto [one, other] = volume.plant_loop(L"x", L"y");
-    const std::uint64_t child = volume.plant_child(other, L"z");
-    const auto records = client.list(24).records();
-    ASSERT_EQ(records.size(), 3u);
-    EXPECT_EQ(records[0].reference, one);
-    EXPECT_EQ(records[0].parent, other);
-    EXPECT_EQ(records[1].reference, other);
-    EXPECT_EQ(records[1].parent, one);
-    EXPECT_EQ(records[2].reference, child);
-    EXPECT_EQ(records[2].parent, other);
-}
-
 TEST_F(VolumeControlTest, TheJournalIsReadFromAUsnOn) {
     volume.write(L"a", "1");
     const std::int64_t start = volume.journal().NextUsn;
@@ -170,34 +149,6 @@ TEST_F(VolumeControlTest, TheJournalIsReadFromAUsnOn) {
     EXPECT_EQ(answer.records(), volume.journalled(start));
     EXPECT_EQ(answer.names(), (Names{L"a", L"b", L"b"}));
     EXPECT_EQ(answer.next(), static_cast<std::uint64_t>(volume.journal().NextUsn));
-}
-
-TEST_F(VolumeControlTest, RecordsAppendedByHandAreGivenUsnAndTime) {
-    UsnRecordFields record;
-    record.reference = make_reference(900, 1);
-    record.usn = 5;
-    record.name = L"x";
-    const std::int64_t usn = volume.append_to_journal(record);
-    EXPECT_EQ(usn, 0x1'4000'0000);
-    EXPECT_EQ(client.read(usn, identifier()).records().at(0).usn, usn);
-    EXPECT_EQ(client.read(usn, identifier()).records().at(0).reference, record.reference);
-}
-
-TEST_F(VolumeControlTest, APurgedStartIsRefused) {
-    const std::int64_t start = volume.journal().NextUsn;
-    volume.write(L"a", "1");
-    volume.purge_journal();
-    EXPECT_EQ(client.read(start, identifier()).error, DWORD{ERROR_JOURNAL_ENTRY_DELETED});
-    EXPECT_EQ(volume.journal().FirstUsn, volume.journal().NextUsn);
-}
-
-TEST_F(VolumeControlTest, AnotherIdentifierIsRefused) {
-    volume.write(L"a", "1");
-    const std::uint64_t before = identifier();
-    const std::int64_t start = volume.journal().FirstUsn;
-    volume.restamp_journal();
-    EXPECT_EQ(client.read(start, before).error, DWORD{ERROR_INVALID_PARAMETER});
-    EXPECT_EQ(client.read(start, identifier()).error, 0u);
 }
 
 TEST_F(VolumeControlTest, ShortRequestsAndOtherCodesAreRefused) {
@@ -210,28 +161,6 @@ TEST_F(VolumeControlTest, ShortRequestsAndOtherCodesAreRefused) {
               DWORD{ERROR_INVALID_FUNCTION});
 }
 
-TEST_F(VolumeControlTest, RequestsAreNotedWithTheirFields) {
-    volume.forget_calls();
-    (void)client.list(7, 9, 100, 8);
-    (void)client.read(16, identifier(), 200, 0x177, true);
-    const VolumeCall table = volume.calls(Request::list_table).at(0);
-    EXPECT_EQ(table.code, 0x000900B3u);
-    EXPECT_EQ(table.table.StartFileReferenceNumber, 7u);
-    EXPECT_EQ(table.table.LowUsn, 8);
-    EXPECT_EQ(table.table.HighUsn, 9);
-    EXPECT_EQ(table.input_size, 24u);
-    EXPECT_EQ(table.output_size, 100u);
-    EXPECT_EQ(table.error, DWORD{ERROR_HANDLE_EOF});
-    const VolumeCall journal = volume.calls(Request::read_journal).at(0);
-    EXPECT_EQ(journal.code, 0x000900BBu);
-    EXPECT_EQ(journal.journal.StartUsn, 16);
-    EXPECT_EQ(journal.journal.ReasonMask, 0x177u);
-    EXPECT_EQ(journal.journal.ReturnOnlyOnClose, 1u);
-    EXPECT_EQ(journal.journal.UsnJournalID, identifier());
-    EXPECT_EQ(journal.input_size, 40u);
-    EXPECT_EQ(journal.output_size, 200u);
-}
-
 TEST(VolumeControlSettingsTest, TheRootMayBeLeftOutOfTheTable) {
     TempTree tree;
     tree.file(L"a", "1");
@@ -239,20 +168,6 @@ TEST(VolumeControlSettingsTest, TheRootMayBeLeftOutOfTheTable) {
     settings.lists_root = false;
     FakeVolume volume(tree, settings);
     EXPECT_EQ(VolumeClient().list(0).names(), (Names{L"a"}));
-}
-
-TEST(VolumeControlSettingsTest, ASmallJournalLosesItsOldestRecords) {
-    TempTree tree;
-    VolumeSettings settings;
-    settings.journal.maximum_size = 8192;
-    settings.journal.allocation_delta = 4096;
-    FakeVolume volume(tree, settings);
-    const std::int64_t start = volume.journal().NextUsn;
-    for (int i = 0; i < 65; ++i)  // 192 bytes each
-        volume.write(L"a", "1");
-    EXPECT_EQ(volume.journal().FirstUsn, start + 8192);
-    EXPECT_EQ(VolumeClient().read(start, volume.journal().UsnJournalID).error,
-              DWORD{ERROR_JOURNAL_ENTRY_DELETED});
 }
 
 }  // namespace

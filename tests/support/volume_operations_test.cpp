@@ -105,16 +105,6 @@ TEST_F(VolumeOperationsTest, ARenameIsAnOldNameANewNameAndAClose) {
     EXPECT_EQ(contents(L"g\\b"), "x");
 }
 
-TEST_F(VolumeOperationsTest, AMoveKeepsTheName) {
-    volume.write(L"f\\a", "x");
-    forget();
-    volume.move(L"f\\a", L"");
-    EXPECT_TRUE(exists(L"a"));
-    EXPECT_EQ(changes().size(), 3u);
-    volume.move(L"a", L"f");
-    EXPECT_TRUE(exists(L"f\\a"));
-}
-
 TEST_F(VolumeOperationsTest, AMovedFolderHasRecordsAndWhatItHoldsHasNone) {
     volume.write(L"f\\g\\a", "x");
     volume.make_folder(L"h");
@@ -229,15 +219,6 @@ TEST_F(VolumeOperationsTest, AttributesAndTimesAreBasicInformation) {
     EXPECT_EQ(changes(), (Changes{{0x8000, L"a"}, {0x80008000, L"a"}}));
 }
 
-TEST_F(VolumeOperationsTest, AFilesUsnIsThatOfItsLastRecord) {
-    volume.write(L"a", "x");
-    EXPECT_EQ(volume.usn_of(L"a"), volume.journalled().back().usn);
-    const std::int64_t before = volume.usn_of(L"a");
-    volume.write(L"b", "x");
-    EXPECT_EQ(volume.usn_of(L"a"), before);
-    EXPECT_EQ(volume.usn_of(L""), 0);
-}
-
 TEST_F(VolumeOperationsTest, WithoutAJournalNothingIsRecordedAndUsnsAreForgotten) {
     volume.write(L"a", "x");
     volume.delete_journal();
@@ -249,14 +230,6 @@ TEST_F(VolumeOperationsTest, WithoutAJournalNothingIsRecordedAndUsnsAreForgotten
     volume.append(L"a", "z");
     EXPECT_EQ(volume.journalled().at(0).usn, 0);
     EXPECT_EQ(volume.usn_of(L"a"), 64);
-}
-
-TEST_F(VolumeOperationsTest, AChainIsFoldersInsideEachOther) {
-    EXPECT_EQ(volume.make_chain(3), L"d\\d\\d");
-    EXPECT_EQ(volume.folders(), (std::vector<std::wstring>{L"d", L"d\\d", L"d\\d\\d"}));
-    volume.write(volume.make_chain(258) + L"\\a", "x");
-    EXPECT_EQ(volume.folders().size(), 258u);
-    EXPECT_EQ(contents(volume.files().at(0)), "x");
 }
 
 TEST(AdoptedTreeTest, WhatTheTreeHoldsIsInTheTableInOrderOfItsNames) {

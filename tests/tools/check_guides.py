@@ -17,7 +17,7 @@ NOT_SHOWN = {
     # Names that are looked up in the system.
     "app/process_settings.cpp": {"ntdll.dll", "RtlSetProcessPlaceholderCompatibilityMode"},
     "engine/content_hashing.cpp": {"larkspine sample fingerprint v1"},  # hashed with the sample
-    "fs/exclusions.cpp": {"c:\\windows"},  # compared in this form; users write C:\Windows
+    "fs/exclusion_rule.cpp": {"c:\\windows"},  # compared in this form; users write C:\Windows
     "base/path_forms.h": {"\\\\?\\UNC\\"},  # taken off every path before it is shown
     "fs/volume.cpp": {"ntfs"},  # compared with the file system's name
     "index/index_key.cpp": {"index-0000000000000000.lsi"},  # shown with its digits filled in

@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 """Checks that the files below src/ include each other in one direction only.
 
-The line of folders in docs/architecture.md is the rule: a file includes files of its own folder, where
-no circle comes of it, and of the folders behind a later ">". <windows.h> is included in one place.
+The line of folders in docs/architecture.md is the rule: a file may include files of its own folder,
+without a cycle, and of folders behind a later ">". Only one file includes <windows.h>.
 """
 import pathlib
 import re

@@ -3,8 +3,8 @@
 
     coverage_table.py SUMMARY DOCUMENT
 
-Fails when a file has fewer lines than the least and no row in DOCUMENT's table "Not covered, and
-why", and when that table names a file that is gone or has nothing left to explain.
+Fails when a file has too few lines covered and no row in DOCUMENT's table "Not covered, and why", and
+when a row of that table names a file that is gone or fully covered.
 """
 import json
 import pathlib

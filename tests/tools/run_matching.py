@@ -1,8 +1,8 @@
 """Builds and runs the tests that match patterns: run_matching.py PRESET PATTERN...
 
-Called by scripts/test, which has configured the preset and set the environment for Wine. Tests are
-found in the sources, so that none needs to be built to be known; which program holds a file is what
-the build says. Each program is started once, with a filter; each Python file too.
+Called by scripts/test, which has configured the preset and set the environment for Wine. Finds tests in
+the sources, so nothing needs to be built first; the build tells which program holds a file. Starts each
+program once with a filter, and each Python file once.
 """
 import collections
 import fnmatch
@@ -18,7 +18,6 @@ TESTS = PROJECT / "tests"
 PROGRAMS = ("larkspine", "windows_check")
 HELPERS = (*PROGRAMS, "hash_probe", "lock_file", "volume_program", "planted_program")
 
-
 class Gtest:
     def __init__(self, source, suite, name, parametrised):
         self.source = source
@@ -26,20 +25,17 @@ class Gtest:
         self.names = (f"{suite}.{name}", source.stem, str(source.relative_to(PROJECT)))
         self.filter = f"*/{suite}.{name}/*" if parametrised else f"{suite}.{name}"
 
-
 class PythonTest:
     def __init__(self, source, suite, name):
         self.source = source
         self.target = f"{source.stem}.{suite}.{name}"
         self.names = (f"{suite}.{name}", source.stem, str(source.relative_to(PROJECT)))
 
-
 def gtests():
     for source in sorted(TESTS.rglob("*_test.cpp")):
         text = source.read_text(encoding="utf-8")
         for kind, suite, name in re.findall(r"^TEST(_F|_P)?\(\s*(\w+),\s*(\w+)\)", text, re.M):
             yield Gtest(source, suite, name, kind == "_P")
-
 
 def python_tests():
     for source in sorted(TESTS.rglob("*_test.py")):
@@ -51,7 +47,6 @@ def python_tests():
             elif name.startswith("test_"):
                 yield PythonTest(source, suite, name)
 
-
 def programs_by_source(build):
     """The test program that each source is compiled into, from the names of the object files."""
     programs = {}
@@ -62,7 +57,6 @@ def programs_by_source(build):
             programs[pathlib.Path(command["file"]).resolve()] = program[1]
     return programs
 
-
 def filters_of(suites, wanted):
     """Filters for the wanted tests, short where all of a suite are: a command line has an end."""
     for suite, tests in wanted.items():
@@ -71,17 +65,14 @@ def filters_of(suites, wanted):
         else:
             yield from (test.filter for test in tests)
 
-
 def matches(test, patterns):
     return any(fnmatch.fnmatchcase(name.lower(), f"*{pattern.lower()}*")
                for pattern in patterns for name in test.names)
-
 
 def run(command, **settings):
     print("+ " + " ".join(str(word) if len(str(word)) < 200 else f"{str(word)[:200]}..."
                           for word in command), flush=True)
     return subprocess.run(command, check=False, **settings).returncode
-
 
 def main():
     preset, *patterns = sys.argv[1:]
@@ -115,7 +106,7 @@ def main():
     failed = 0
     for program, found in wanted.items():
         path = next(build.rglob(program if host else f"{program}.exe"))
-        command = [path] if host else [os.environ["WINE"], path]
+        command = [path] if host else [TESTS / "wine_program", path]
         failed |= run([*command, "--gtest_brief=1", "--gtest_color=no",
                        f"--gtest_filter={':'.join(filters_of(suites, found))}"])
     environment = {**os.environ, "PYTHONPATH": str(TESTS / "e2e")}
@@ -127,7 +118,6 @@ def main():
         failed |= run([sys.executable, "-m", "unittest", *targets], cwd=source.parent,
                       env=environment)
     return 1 if failed else 0
-
 
 if __name__ == "__main__":
     sys.exit(main())

@@ -113,7 +113,7 @@ class ProgramInProcess : public check::Program {
             const CapturedStream output(std::wcout);
             const CapturedStream errors(std::wcerr);
             outcome.code = static_cast<std::uint32_t>(
-                run_and_report(static_cast<int>(arguments.size()), arguments.data()));
+                run_guarded(static_cast<int>(arguments.size()), arguments.data()));
             outcome.output = check::utf8(output.str());
             outcome.errors = check::utf8(errors.str());
         }
