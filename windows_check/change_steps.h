@@ -28,4 +28,8 @@ struct ChangeStep {
 // Does the change, runs the program with its index and again from nothing, and judges both.
 void take_step(Judge& judge, const ChangeStep& step);
 
+// A program that holds a file open and goes on writing: until it closes the file, a volume's
+// journal tells of the first change alone.
+void judge_held_writer(Judge& judge);
+
 }  // namespace larkspine::check

@@ -54,12 +54,20 @@ Child::Child(const ChildSettings& settings) : job_(make_job()) {
     const wchar_t* folder = settings.folder.empty() ? nullptr : settings.folder.c_str();
     const DWORD flags = CREATE_SUSPENDED | console_flags(settings.console);
     PROCESS_INFORMATION made = {};
-    const BOOL started =
-        settings.token != nullptr
-            ? CreateProcessAsUserW(settings.token, settings.program.c_str(), line.data(), nullptr,
-                                   nullptr, redirected, flags, nullptr, folder, &start, &made)
-            : CreateProcessW(settings.program.c_str(), line.data(), nullptr, nullptr, redirected,
-                             flags, nullptr, folder, &start, &made);
+    const auto create = [&] {
+        return settings.token != nullptr
+                   ? CreateProcessAsUserW(settings.token, settings.program.c_str(), line.data(),
+                                          nullptr, nullptr, redirected, flags, nullptr, folder,
+                                          &start, &made)
+                   : CreateProcessW(settings.program.c_str(), line.data(), nullptr, nullptr,
+                                    redirected, flags, nullptr, folder, &start, &made);
+    };
+    BOOL started = create();
+    if (!started && settings.token == nullptr) {
+        // Wine refuses one start in some thousand. What is wrong fails again.
+        Sleep(100);
+        started = create();
+    }
     if (!started)
         fail("CreateProcessW", settings.program);
     process_.reset(made.hProcess);

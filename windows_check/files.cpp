@@ -88,13 +88,17 @@ void append_to_file(const std::wstring& path, std::string_view contents) {
     write_all_of(file.get(), contents, path);
 }
 
-void overwrite_file(const std::wstring& path, std::uint64_t offset, std::string_view contents) {
-    const unique_handle file = open_file(path, GENERIC_WRITE, OPEN_EXISTING);
+void write_at(HANDLE file, std::uint64_t offset, std::string_view contents,
+              const std::wstring& path) {
     LARGE_INTEGER place = {};
     place.QuadPart = static_cast<LONGLONG>(offset);
-    if (!SetFilePointerEx(file.get(), place, nullptr, FILE_BEGIN))
+    if (!SetFilePointerEx(file, place, nullptr, FILE_BEGIN))
         fail("SetFilePointerEx", path);
-    write_all_of(file.get(), contents, path);
+    write_all_of(file, contents, path);
+}
+
+void overwrite_file(const std::wstring& path, std::uint64_t offset, std::string_view contents) {
+    write_at(open_file(path, GENERIC_WRITE, OPEN_EXISTING).get(), offset, contents, path);
 }
 
 void resize_file(const std::wstring& path, std::uint64_t size) {

@@ -33,6 +33,8 @@ void make_folders(const std::wstring& folder);
 void write_file(const std::wstring& path, std::string_view contents);
 void append_to_file(const std::wstring& path, std::string_view contents);
 void overwrite_file(const std::wstring& path, std::uint64_t offset, std::string_view contents);
+void write_at(HANDLE file, std::uint64_t offset, std::string_view contents,
+              const std::wstring& path);
 void resize_file(const std::wstring& path, std::uint64_t size);
 void write_all_of(HANDLE file, std::string_view contents, const std::wstring& path);
 [[nodiscard]] std::string read_file(const std::wstring& path);

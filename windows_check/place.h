@@ -35,6 +35,10 @@ class Place {
     virtual void remove(std::wstring_view path) = 0;
     virtual void remove_tree(std::wstring_view folder) = 0;
     virtual void link(std::wstring_view existing, std::wstring_view added) = 0;
+    // Opens the file, as a program does that goes on writing: overwrite() then writes through that
+    // handle until let_go(). One file at a time.
+    virtual void hold(std::wstring_view file) = 0;
+    virtual void let_go() = 0;
     virtual void set_attributes(std::wstring_view path, std::uint32_t attributes) = 0;
     // By some seconds into the past.
     virtual void touch(std::wstring_view path) = 0;

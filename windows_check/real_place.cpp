@@ -48,7 +48,14 @@ void RealPlace::append(std::wstring_view file, std::string_view contents) {
 }
 
 void RealPlace::overwrite(std::wstring_view file, std::uint64_t offset, std::string_view contents) {
-    overwrite_file(path(file), offset, contents);
+    if (held_)
+        write_at(held_.get(), offset, contents, path(file));
+    else
+        overwrite_file(path(file), offset, contents);
+}
+
+void RealPlace::hold(std::wstring_view file) {
+    held_ = open_file(path(file), GENERIC_WRITE, OPEN_EXISTING);
 }
 
 void RealPlace::truncate(std::wstring_view file, std::uint64_t size) {

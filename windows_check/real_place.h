@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "base/win32_handle.h"
 #include "place.h"
 
 namespace larkspine::check {
@@ -28,6 +29,8 @@ class RealPlace : public Place {
     void remove(std::wstring_view relative) override;
     void remove_tree(std::wstring_view folder) override;
     void link(std::wstring_view existing, std::wstring_view added) override;
+    void hold(std::wstring_view file) override;
+    void let_go() override { held_.reset(); }
     void set_attributes(std::wstring_view relative, std::uint32_t attributes) override;
     void touch(std::wstring_view relative) override;
 
@@ -42,6 +45,7 @@ class RealPlace : public Place {
     bool control(DWORD code, const void* input, DWORD input_size, void* output, DWORD output_size);
 
     std::wstring root_;
+    unique_handle held_;
     std::string no_journal_;
 };
 

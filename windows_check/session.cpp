@@ -40,6 +40,7 @@ void run_parts(RealPlace& place, ProgramRun& program, Judge& judge, const Sessio
                 stop_if_interrupted();
                 take_step(judge, step);
             }
+            judge_held_writer(judge);
         }
         if (wanted(Part::options)) {
             judge.run("index");

@@ -55,6 +55,11 @@ class FakePlace : public check::Place {
     void link(std::wstring_view existing, std::wstring_view added) override {
         volume_.link(existing, added);
     }
+    void hold(std::wstring_view file) override {
+        held_ = file;
+        volume_.open(held_);
+    }
+    void let_go() override { volume_.close(held_); }
     void set_attributes(std::wstring_view path, std::uint32_t attributes) override {
         volume_.set_attributes(path, attributes);
     }
@@ -84,6 +89,7 @@ class FakePlace : public check::Place {
     TempTree tree_;
     FakeVolume volume_{tree_};
     bool has_journal_ = true;
+    std::wstring held_;
 };
 
 class ProgramInProcess : public check::Program {

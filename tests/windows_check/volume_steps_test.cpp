@@ -94,12 +94,13 @@ TEST_F(VolumeStepsTest, EveryRowIsRightForTheProgramAsItIs) {
     check::judge_first_and_second_run(judge);
     for (const check::ChangeStep& step : check::change_steps())
         check::take_step(judge, step);
+    check::judge_held_writer(judge);
     check::judge_options(judge);
     check::judge_restricted_run(judge);
     check::judge_journal(judge);
     EXPECT_THAT(rows(Verdict::differs), ::testing::IsEmpty());
     EXPECT_THAT(rows(Verdict::not_possible), ::testing::IsEmpty());
-    EXPECT_EQ(verdicts.rows().size(), 123u);
+    EXPECT_EQ(verdicts.rows().size(), 131u);
     EXPECT_EQ(
         row("deuxième", "voie").detail,
         "Index chargé : oui, Fast path inchangé : oui, Delta USN appliqué : non, 15 fichiers, "
@@ -108,6 +109,8 @@ TEST_F(VolumeStepsTest, EveryRowIsRightForTheProgramAsItIs) {
                 ::testing::HasSubstr("Delta USN appliqué : oui"));
     EXPECT_THAT(row("retirer un lien", "groupes").detail,
                 ::testing::HasSubstr("comme docs/limits.md le dit"));
+    EXPECT_THAT(row("autre écriture", "groupes").detail,
+                ::testing::HasSubstr("pas encore vue, comme docs/limits.md le dit"));
     EXPECT_THAT(row("journal trop court", "voie").detail,
                 ::testing::HasSubstr("Index chargé : oui, Fast path inchangé : non, Delta USN "
                                      "appliqué : non"));

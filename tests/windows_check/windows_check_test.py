@@ -55,7 +55,7 @@ class KitCase(EndToEnd):
         place = ("--folder", windows_path(self.place)) if place is None else place
         run = self.work.run("--yes", *place, *options,
                             command=[kit(), "--program", exe()], time_limit=LONGEST, **settings)
-        return run, Table(run.stdout.decode())
+        return run, Table((run.stdout + run.stderr).decode())
 
     def check_planted(self, fault, part):
         state = self.work.new_folder("state")
@@ -64,7 +64,7 @@ class KitCase(EndToEnd):
             command=[kit(), "--program", windows_path(required("LARKSPINE_PLANTED_PROGRAM_EXE"))],
             environment={"PLANTED_FAULT": fault, "PLANTED_PROGRAM": exe(),
                          "PLANTED_STATE": windows_path(state)}, time_limit=LONGEST)
-        return run, Table(run.stdout.decode())
+        return run, Table((run.stdout + run.stderr).decode())
 
     def assert_nothing_stays(self, run_folder):
         """The place is empty again, and the kit's own folder holds the result alone."""
