@@ -47,7 +47,7 @@ struct Identify {
 };
 
 struct ComparisonHash {
-    std::size_t operator()(const ComparisonView& path) const noexcept {
+    std::size_t operator()(const ComparisonForm& path) const noexcept {
         std::uint64_t hash = fnv1a_offset_basis;
         for (std::size_t i = 0; i < path.size(); ++i)
             hash = (hash ^ static_cast<std::uint16_t>(path.at(i))) * fnv1a_prime;
@@ -56,7 +56,7 @@ struct ComparisonHash {
 };
 
 // No two entries here have one comparison form, so the way beside needs no more than this.
-using PathMap = std::unordered_map<ComparisonView, const FileCandidate*, ComparisonHash>;
+using PathMap = std::unordered_map<ComparisonForm, const FileCandidate*, ComparisonHash>;
 using IdentityMap =
     std::unordered_map<detail::FileIdentity, const FileCandidate*, detail::FileIdentityHash>;
 
@@ -77,11 +77,11 @@ void carry_over_by_maps(Entries& fresh, const IndexSnapshot& loaded) {
     PathMap by_path;
     by_path.reserve(loaded.entries.size());
     for (const FileCandidate& entry : loaded.entries)
-        require(by_path.emplace(ComparisonView(entry.path), &entry).second, "one entry a path");
+        require(by_path.emplace(ComparisonForm(entry.path), &entry).second, "one entry a path");
     std::optional<IdentityMap> by_identity;
     const Identify identify{fresh};
     for (FileCandidate& entry : fresh) {
-        const auto known = by_path.find(ComparisonView(entry.path));
+        const auto known = by_path.find(ComparisonForm(entry.path));
         if (known != by_path.end()) {
             inherit(entry, *known->second);
             continue;

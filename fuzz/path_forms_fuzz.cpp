@@ -108,12 +108,12 @@ void check_comparison_form(const std::wstring& path, const std::wstring& other) 
     expect((normalize_for_compare(form) == form) == (form.find(L"\\\\?\\") != 0),
            "forming twice changes a form that begins like a prefix, and no other");
 
-    const ComparisonView view(path);
+    const ComparisonForm view(path);
     expect(view.size() == form.size(), "the view is as long as the form");
     for (std::size_t i = 0; i < form.size(); ++i)
         expect(view.at(i) == form[i], "the view reads as the form");
-    expect(view == ComparisonView(path), "a view equals itself");
-    expect((view == ComparisonView(other)) == (form == other_form), "views compare as forms");
+    expect(view == ComparisonForm(path), "a view equals itself");
+    expect((view == ComparisonForm(other)) == (form == other_form), "views compare as forms");
     for (const std::size_t length : {form.size() / 2, form.size()})
         expect(view.starts_with(form.substr(0, length)), "a view begins with what its form does");
     expect(!view.starts_with(form + L'x'), "a view does not begin with more than it has");

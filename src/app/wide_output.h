@@ -3,8 +3,8 @@
 // stop at the first character outside ASCII.
 //
 // A surrogate pair that arrives in two pieces is written in one; only a system call that takes less
-// than it was given can split one. Each buffer belongs to one stream
-// and so to one thread at a time.
+// than it was given can split one. Each buffer belongs to one stream, and so to one thread at a
+// time.
 #pragma once
 
 #include "base/win32_api.h"

@@ -21,7 +21,7 @@ std::wstring strip_long_path_prefix(std::wstring_view path) {
 }
 
 std::wstring normalize_for_compare(std::wstring_view path) {
-    const ComparisonView view(path);
+    const ComparisonForm view(path);
     std::wstring normalized(view.size(), L'\0');
     for (std::size_t i = 0; i < normalized.size(); ++i)
         normalized[i] = view.at(i);
@@ -43,7 +43,7 @@ void assign_joined(std::wstring& joined, std::wstring_view folder, std::wstring_
     joined.append(name);
 }
 
-ComparisonView::ComparisonView(std::wstring_view path) noexcept : text_(path) {
+ComparisonForm::ComparisonForm(std::wstring_view path) noexcept : text_(path) {
     if (larkspine::starts_with(path, long_unc_prefix)) {
         network_ = true;
         text_.remove_prefix(long_unc_prefix.size() - 2);
@@ -54,7 +54,7 @@ ComparisonView::ComparisonView(std::wstring_view path) noexcept : text_(path) {
         text_.remove_suffix(1);
 }
 
-bool ComparisonView::starts_with(std::wstring_view prefix) const noexcept {
+bool ComparisonForm::starts_with(std::wstring_view prefix) const noexcept {
     if (size() < prefix.size())
         return false;
     for (std::size_t i = 0; i < prefix.size(); ++i)
@@ -63,7 +63,7 @@ bool ComparisonView::starts_with(std::wstring_view prefix) const noexcept {
     return true;
 }
 
-bool operator==(const ComparisonView& a, const ComparisonView& b) noexcept {
+bool operator==(const ComparisonForm& a, const ComparisonForm& b) noexcept {
     if (a.size() != b.size())
         return false;
     // Most paths that are looked up are spelled as they were stored.

@@ -42,9 +42,9 @@ void assign_joined(std::wstring& joined, std::wstring_view folder, std::wstring_
 // The comparison form of a path, read in place: at(i) for i < size() are the code units that
 // normalize_for_compare would return, without a string being built. Keeps a view of `path`, which
 // must outlive it.
-class ComparisonView {
+class ComparisonForm {
   public:
-    explicit ComparisonView(std::wstring_view path) noexcept;
+    explicit ComparisonForm(std::wstring_view path) noexcept;
 
     [[nodiscard]] std::size_t size() const noexcept { return text_.size(); }
     [[nodiscard]] wchar_t at(std::size_t index) const noexcept {
@@ -58,7 +58,7 @@ class ComparisonView {
     // Whether the comparison form begins with `prefix`, itself in comparison form.
     [[nodiscard]] bool starts_with(std::wstring_view prefix) const noexcept;
 
-    friend bool operator==(const ComparisonView& a, const ComparisonView& b) noexcept;
+    friend bool operator==(const ComparisonForm& a, const ComparisonForm& b) noexcept;
 
   private:
     std::wstring_view text_;

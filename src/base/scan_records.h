@@ -3,9 +3,9 @@
 // All of them are value-initialised to zero and moved, never shared, between stages. The one
 // exception is ScanProgress, which the scan writes while the progress display reads it.
 //
-// Two namespaces: larkspine::detail holds what is internal to a scan, the records of files and
-// snapshots and the stages that fill, read or store them. larkspine holds the rest: what goes into
-// a scan and comes out of it, and the helpers that the front end shares with the stages.
+// Two namespaces: larkspine::detail holds the records of files and snapshots, and the stages of a
+// scan that fill, read or store them. larkspine holds the rest: what goes into a scan and comes out
+// of it, leaves and probes that know no entry, the pool, and the front end.
 #pragma once
 
 #include <atomic>
@@ -141,7 +141,7 @@ struct DuplicateEntry {
 // At least two files with the same contents, sorted by path; the first is the original.
 using DuplicateGroup = std::vector<DuplicateEntry>;
 
-// What a scan hands back. One that was asked to stop has no groups.
+// What a scan hands back. When it was asked to stop before its last group, it has no groups.
 struct ScanResult {
     std::vector<DuplicateGroup> groups;  // sorted by the path of each group's first entry
     std::uint64_t failures = 0;          // the statistics field of that name

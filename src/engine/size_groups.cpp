@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <tuple>
 
+#include "base/entries.h"
 #include "base/file_identity.h"
 
 namespace larkspine::detail {
@@ -18,8 +19,8 @@ std::vector<SizedEntry> sorted_by_size(std::vector<FileCandidate>& entries) {
     std::vector<SizedEntry> sized;
     sized.reserve(entries.size());
     for (FileCandidate& entry : entries)
-        if (!entry.path.empty() &&
-            (entry.attributes & (attribute_directory | attribute_reparse_point)) == 0)
+        if (!entry.path.empty() && !is_folder(entry.attributes) &&
+            !is_reparse_point(entry.attributes))
             sized.push_back({entry.size, &entry});
     // Entries of one size in the order of their addresses, which is that of the snapshot.
     std::sort(sized.begin(), sized.end(), [](const SizedEntry& a, const SizedEntry& b) {

@@ -13,10 +13,11 @@ namespace larkspine::detail {
 struct SizeGroup {
     std::uint64_t size = 0;
     std::span<FileCandidate* const> members;
-    // How many members are still to be read, as far as that is known before: those whose sample
-    // digest is not known, without further names of a file whose digests are. A sample without a
-    // full digest counts as read: no other file had that sample, so there was nothing more to read.
-    // Of an empty file nothing but its identity is ever read.
+    // An estimate of how many members are still to be read: those without a sample digest, but for
+    // the names of a file that has one under another name. A sample without a full digest mostly
+    // means that no other file has that sample and nothing is left to read. It is too low after an
+    // interruption, by one group, and where a new file has the sample of an old one. Of an empty
+    // file only the identity is read.
     std::size_t unread = 0;
 };
 

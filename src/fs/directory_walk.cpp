@@ -4,6 +4,7 @@
 #include <string_view>
 #include <utility>
 
+#include "base/entries.h"
 #include "base/win32_handle.h"
 #include "fs/exclusions.h"
 
@@ -40,9 +41,9 @@ void visit_entry(Walk& walk, const WIN32_FIND_DATAW& found) {
         return;
     }
     // Junctions, symbolic links and mount points lead out of the tree or round in circles.
-    if (found.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT)
+    if (is_reparse_point(found.dwFileAttributes))
         return;
-    if (found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) {
+    if (is_folder(found.dwFileAttributes)) {
         walk.folders.push_back(walk.path);
         return;
     }

@@ -1,5 +1,6 @@
 #include "fs/file_metadata.h"
 
+#include "base/entries.h"
 #include "base/win32_handle.h"
 
 namespace larkspine::detail {
@@ -7,7 +8,7 @@ namespace larkspine::detail {
 std::optional<WIN32_FILE_ATTRIBUTE_DATA> file_metadata_of(const std::wstring& path) {
     WIN32_FILE_ATTRIBUTE_DATA metadata = {};
     if (!GetFileAttributesExW(path.c_str(), GetFileExInfoStandard, &metadata) ||
-        (metadata.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0)
+        is_folder(metadata.dwFileAttributes))
         return std::nullopt;
     return metadata;
 }

@@ -42,7 +42,7 @@ struct NameInFolderHash {
 };
 
 // The folders in which a change gave a file its name.
-ReferenceSet folders_named_in(const std::vector<JournalChange>& changes, const EntryMap& records) {
+ReferenceSet folders_named_in(const std::vector<JournalChange>& changes, const RecordMap& records) {
     ReferenceSet folders;
     for (const JournalChange& change : changes)
         if (const auto named = records.find(change.file_reference);
@@ -56,7 +56,7 @@ ReferenceSet folders_named_in(const std::vector<JournalChange>& changes, const E
 // length.
 class PathResolver {
   public:
-    PathResolver(const std::wstring& root, std::uint64_t root_reference, EntryMap& records)
+    PathResolver(const std::wstring& root, std::uint64_t root_reference, RecordMap& records)
         : root_(root), root_reference_(root_reference), records_(records) {
         resolve_state_.reserve(records.size());
     }
@@ -102,7 +102,7 @@ class PathResolver {
 
     const std::wstring& root_;
     std::uint64_t root_reference_;
-    EntryMap& records_;
+    RecordMap& records_;
     std::pmr::monotonic_buffer_resource memory_;
     ResolutionMap resolve_state_{&memory_};
     std::vector<std::pair<std::uint64_t, FileCandidate*>> chain_;
@@ -110,7 +110,7 @@ class PathResolver {
 
 }  // namespace
 
-bool apply_journal_change(JournalChange&& change, std::uint64_t volume_serial, EntryMap& records,
+bool apply_journal_change(JournalChange&& change, std::uint64_t volume_serial, RecordMap& records,
                           ReferenceSet& changed_ids) {
     if ((change.reason & reason_deleted) != 0)
         return records.erase(change.file_reference) != 0;
@@ -135,7 +135,7 @@ bool apply_journal_change(JournalChange&& change, std::uint64_t volume_serial, E
 }
 
 void rebuild_paths(const std::wstring& root, const VolumeIdentity& volume,
-                   std::span<const std::wstring> index_folders, EntryMap& records) {
+                   std::span<const std::wstring> index_folders, RecordMap& records) {
     if (const auto [place, added] = records.try_emplace(volume.root_reference); added) {
         FileCandidate& entry = place->second;
         entry.attributes = attribute_directory;
@@ -153,9 +153,9 @@ void rebuild_paths(const std::wstring& root, const VolumeIdentity& volume,
         records.erase(reference);
 }
 
-bool erase_lost_names(const std::vector<JournalChange>& changes, EntryMap& records) {
+bool erase_lost_names(const std::vector<JournalChange>& changes, RecordMap& records) {
     const ReferenceSet folders = folders_named_in(changes, records);
-    using Holder = EntryMap::const_pointer;
+    using Holder = RecordMap::const_pointer;
     std::unordered_map<NameInFolder, Holder, NameInFolderHash> holders;
     std::vector<std::uint64_t> lost;
     for (const auto& entry : records) {

@@ -25,13 +25,13 @@ struct JournalChange {
 };
 
 // The entries of a volume by file reference number. Its nodes may live in a buffer of the caller's.
-using EntryMap = std::pmr::unordered_map<std::uint64_t, FileCandidate>;
+using RecordMap = std::pmr::unordered_map<std::uint64_t, FileCandidate>;
 
 // Applies one change: erases a deleted entry, makes or moves any other, drops its digests when its
 // contents may differ, and notes in `changed_ids` whose metadata must be read: each entry that it
 // makes, whatever the reason, and each whose size or times may differ. True when an entry was
 // erased. `volume_serial` is that of the volume.
-bool apply_journal_change(JournalChange&& change, std::uint64_t volume_serial, EntryMap& records,
+bool apply_journal_change(JournalChange&& change, std::uint64_t volume_serial, RecordMap& records,
                           ReferenceSet& changed_ids);
 
 // Makes sure that the root folder has an entry, then builds every entry's path anew from its chain
@@ -39,12 +39,12 @@ bool apply_journal_change(JournalChange&& change, std::uint64_t volume_serial, E
 // not lie below the root, are excluded or are reparse points. `index_folders`: those that
 // is_excluded_from takes.
 void rebuild_paths(const std::wstring& root, const VolumeIdentity& volume,
-                   std::span<const std::wstring> index_folders, EntryMap& records);
+                   std::span<const std::wstring> index_folders, RecordMap& records);
 
 // Erases entries whose name another file has taken. A file with several links keeps the name of its
 // last record, also when that link was removed; a later file may have the same name in the same
 // folder. Of two such entries the one with the older record goes. Only folders that one of
 // `changes` names are looked at. True when an entry was erased.
-bool erase_lost_names(const std::vector<JournalChange>& changes, EntryMap& records);
+bool erase_lost_names(const std::vector<JournalChange>& changes, RecordMap& records);
 
 }  // namespace larkspine::detail

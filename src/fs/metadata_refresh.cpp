@@ -8,8 +8,8 @@
 
 namespace larkspine::detail {
 
-bool refresh_changed_metadata(EntryMap& records, const ReferenceSet& changed_ids, worker_pool& pool,
-                              ScanStatistics& statistics) {
+bool refresh_changed_metadata(RecordMap& records, const ReferenceSet& changed_ids,
+                              worker_pool& pool, ScanStatistics& statistics) {
     using Result = std::optional<WIN32_FILE_ATTRIBUTE_DATA>;
     JobBatch<std::uint64_t, Result> batch(pool, changed_ids.size());
     const auto collect = [&](std::uint64_t reference, const Result& metadata) {

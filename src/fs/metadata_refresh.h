@@ -11,7 +11,7 @@ namespace larkspine::detail {
 // `records`. Both digests of an entry are dropped when its size or last write time is another. An
 // entry whose file cannot be queried any more, or has become a folder, is erased and counted in
 // `failures`. Folders are never queried. Always true; what a job throws passes through.
-[[nodiscard]] bool refresh_changed_metadata(EntryMap& records, const ReferenceSet& changed_ids,
+[[nodiscard]] bool refresh_changed_metadata(RecordMap& records, const ReferenceSet& changed_ids,
                                             worker_pool& pool, ScanStatistics& statistics);
 
 }  // namespace larkspine::detail

@@ -19,7 +19,7 @@ std::uint32_t high_half(std::uint64_t hash) noexcept {
 }
 
 // Four code units a step: half of making an index is hashing.
-std::uint64_t hash_of(const ComparisonView& form) noexcept {
+std::uint64_t hash_of(const ComparisonForm& form) noexcept {
     constexpr std::uint64_t odd = 0x9e3779b97f4a7c15;  // 2^64 divided by the golden ratio
     constexpr std::size_t step = 4;
     std::uint64_t hash = form.size();
@@ -45,11 +45,11 @@ PathIndex::PathIndex(const std::vector<FileCandidate>& entries)
         add(entry);
 }
 
-std::size_t PathIndex::place_of(const ComparisonView& form, std::uint64_t hash) const {
+std::size_t PathIndex::place_of(const ComparisonForm& form, std::uint64_t hash) const {
     const std::size_t last = slots_.size() - 1;
     std::size_t place = hash & last;
     while (slots_[place].entry != nullptr && !(slots_[place].print == high_half(hash) &&
-                                               ComparisonView(slots_[place].entry->path) == form))
+                                               ComparisonForm(slots_[place].entry->path) == form))
         place = (place + 1) & last;
     return place;
 }
@@ -60,7 +60,7 @@ void PathIndex::add_spelling(const FileCandidate& entry) {
 }
 
 void PathIndex::add(const FileCandidate& entry) {
-    const ComparisonView form(entry.path);
+    const ComparisonForm form(entry.path);
     const std::uint64_t hash = hash_of(form);
     Slot& slot = slots_[place_of(form, hash)];
     if (slot.entry == nullptr) {
@@ -75,7 +75,7 @@ void PathIndex::add(const FileCandidate& entry) {
 }
 
 const FileCandidate* PathIndex::find(std::wstring_view path) const {
-    const ComparisonView form(path);
+    const ComparisonForm form(path);
     const Slot& slot = slots_[place_of(form, hash_of(form))];
     if (!slot.is_several)
         return slot.entry;

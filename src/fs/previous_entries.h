@@ -37,12 +37,12 @@ class PathIndex {
   private:
     struct Slot {
         const FileCandidate* entry = nullptr;  // the first of its comparison form
-        std::uint32_t print = 0;               // of the form's hash, what the place does not tell
+        std::uint32_t print = 0;               // the bits of the hash that do not choose the slot
         bool is_several = false;               // then by_spelling_ has them all
     };
 
     // Where that form is, or the empty slot where it belongs.
-    [[nodiscard]] std::size_t place_of(const ComparisonView& form, std::uint64_t hash) const;
+    [[nodiscard]] std::size_t place_of(const ComparisonForm& form, std::uint64_t hash) const;
     void add(const FileCandidate& entry);
     void add_spelling(const FileCandidate& entry);
 
@@ -62,7 +62,7 @@ class MetPaths {
   private:
     struct Slot {
         std::uint64_t hash = 0;
-        std::uint32_t folder = 0;  // of another folder than the current one: empty
+        std::uint32_t folder = 0;  // the slot is empty unless this is the current folder
     };
 
     [[nodiscard]] bool add_name(std::uint64_t hash);

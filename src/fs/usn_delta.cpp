@@ -20,9 +20,9 @@ namespace {
 
 // The entries that have an identity, by file reference; the others do not survive a delta. Leaves
 // `entries` empty. There is room for as many more as there are changes.
-EntryMap take_entries(std::vector<FileCandidate>& entries, std::size_t changes,
-                      std::pmr::memory_resource* memory) {
-    EntryMap records(memory);
+RecordMap take_entries(std::vector<FileCandidate>& entries, std::size_t changes,
+                       std::pmr::memory_resource* memory) {
+    RecordMap records(memory);
     records.reserve(entries.size() + changes);
     for (FileCandidate& entry : entries)
         if (entry.has_file_id)
@@ -31,7 +31,7 @@ EntryMap take_entries(std::vector<FileCandidate>& entries, std::size_t changes,
     return records;
 }
 
-void store_entries(EntryMap& records, std::vector<FileCandidate>& entries) {
+void store_entries(RecordMap& records, std::vector<FileCandidate>& entries) {
     entries.clear();
     entries.reserve(records.size());
     for (auto& [reference, entry] : records)
@@ -84,7 +84,7 @@ bool apply_usn_delta(const std::wstring& root, HANDLE volume, const USN_JOURNAL_
         return false;
 
     std::pmr::monotonic_buffer_resource memory;
-    EntryMap records = take_entries(snapshot.entries, changes.size(), &memory);
+    RecordMap records = take_entries(snapshot.entries, changes.size(), &memory);
     ReferenceSet changed_ids;
     for (JournalChange& change : changes)
         if (apply_journal_change(std::move(change), identity->serial, records, changed_ids))

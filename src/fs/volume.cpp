@@ -7,7 +7,7 @@
 namespace larkspine {
 
 bool is_drive_root(std::wstring_view path) noexcept {
-    const ComparisonView view(path);
+    const ComparisonForm view(path);
     return view.size() == 3 && view.at(0) >= L'a' && view.at(0) <= L'z' && view.at(1) == L':' &&
            view.at(2) == L'\\';
 }
@@ -33,7 +33,7 @@ bool is_ntfs_drive_root(const std::wstring& path) {
 HANDLE open_volume(const std::wstring& path) {
     if (!is_drive_root(path))
         return INVALID_HANDLE_VALUE;
-    const wchar_t device[] = {L'\\', L'\\', L'.', L'\\', ComparisonView(path).at(0), L':', L'\0'};
+    const wchar_t device[] = {L'\\', L'\\', L'.', L'\\', ComparisonForm(path).at(0), L':', L'\0'};
     return CreateFileW(device, GENERIC_READ, share_everything, nullptr, OPEN_EXISTING,
                        FILE_ATTRIBUTE_NORMAL, nullptr);
 }

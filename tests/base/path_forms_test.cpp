@@ -133,7 +133,7 @@ TEST(NormalizeForCompareTest, TheFormOfALocalPathIsItsOwnForm) {
 TEST(ComparisonViewTest, ReadsTheCodeUnitsOfTheComparisonForm) {
     for (const std::wstring& path : generated_paths()) {
         const std::wstring form = reference_normalize(path);
-        const ComparisonView view(path);
+        const ComparisonForm view(path);
         ASSERT_EQ(view.size(), form.size()) << ::testing::PrintToString(path);
         for (std::size_t i = 0; i < form.size(); ++i)
             EXPECT_EQ(view.at(i), form[i]) << ::testing::PrintToString(path) << " at " << i;
@@ -143,7 +143,7 @@ TEST(ComparisonViewTest, ReadsTheCodeUnitsOfTheComparisonForm) {
 TEST(ComparisonViewTest, StartsWithEveryBeginningOfTheFormAndNothingLonger) {
     for (const std::wstring& path : generated_paths()) {
         const std::wstring form = reference_normalize(path);
-        const ComparisonView view(path);
+        const ComparisonForm view(path);
         for (std::size_t length = 0; length <= form.size(); ++length)
             EXPECT_TRUE(view.starts_with(form.substr(0, length))) << ::testing::PrintToString(path);
         EXPECT_FALSE(view.starts_with(form + L"x")) << ::testing::PrintToString(path);
@@ -154,7 +154,7 @@ TEST(ComparisonViewTest, StartsWithEveryBeginningOfTheFormAndNothingLonger) {
 
 TEST(ComparisonViewTest, ADifferenceAtAnyPlaceIsNoStart) {
     const std::wstring form = L"\\\\srv\\share";
-    const ComparisonView view(L"\\\\?\\UNC\\Srv/Share");
+    const ComparisonForm view(L"\\\\?\\UNC\\Srv/Share");
     for (std::size_t i = 0; i < form.size(); ++i) {
         std::wstring other = form;
         other[i] = L'!';
@@ -166,7 +166,7 @@ TEST(ComparisonViewTest, ViewsAreEqualWhenTheirFormsAre) {
     const std::vector<std::wstring> paths = generated_paths();
     for (const std::wstring& a : paths)
         for (const std::wstring& b : paths)
-            if ((ComparisonView(a) == ComparisonView(b)) !=
+            if ((ComparisonForm(a) == ComparisonForm(b)) !=
                 (reference_normalize(a) == reference_normalize(b)))
                 ADD_FAILURE() << ::testing::PrintToString(a) << " and "
                               << ::testing::PrintToString(b);

@@ -2,7 +2,7 @@
 import os
 import unittest
 
-from language import EndToEnd
+from end_to_end import EndToEnd
 from prefix import Prefix, restricted_launcher
 from program import BANNER_END, Workspace, summary, windows_path
 from terminal import BLOCK, Terminal, block_row, percentage

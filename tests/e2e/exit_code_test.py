@@ -3,7 +3,7 @@ import os
 import unittest
 
 import reference
-from language import EndToEnd
+from end_to_end import EndToEnd
 from mounts import mount, unmount
 from prefix import Prefix, restricted_launcher
 from program import Workspace, exe, windows_path

@@ -7,7 +7,7 @@ import re
 import struct
 import unittest
 
-from language import EndToEnd
+from end_to_end import EndToEnd
 from program import required, windows_path
 
 TIB = 1 << 40

@@ -5,7 +5,7 @@ import unittest
 
 import reference
 import tree
-from language import EndToEnd
+from end_to_end import EndToEnd
 from program import windows_path
 
 MAGIC = b"LRKIDX01"

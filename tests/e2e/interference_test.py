@@ -1,4 +1,4 @@
-"""Scans of a tree that a writer changes meanwhile: see writer.py for what it does to the files."""
+"""Scans of a tree that a writer changes meanwhile: see tree_changer.py for what it does to the files."""
 import contextlib
 import os
 import threading
@@ -7,9 +7,9 @@ import unittest
 import reference
 import tree
 from index_file import digests_of, read_index
-from language import EndToEnd
+from end_to_end import EndToEnd
 from program import windows_path
-from writer import CONTENTS, LENGTHS, Writer
+from tree_changer import CONTENTS, LENGTHS, Writer
 
 RUNS = 20
 SEED = 41

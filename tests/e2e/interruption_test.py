@@ -3,7 +3,7 @@ import os
 import re
 import unittest
 
-from language import EndToEnd
+from end_to_end import EndToEnd
 from program import windows_path
 from terminal import Terminal, percentage
 

@@ -3,7 +3,7 @@ import unittest
 
 import reference
 import tree
-from language import EndToEnd
+from end_to_end import EndToEnd
 from mounts import mount, run_tool, unmount
 from prefix import Prefix
 from program import Workspace

@@ -10,7 +10,7 @@ import subprocess
 import unittest
 
 import clone
-from language import EndToEnd
+from end_to_end import EndToEnd
 from program import REPORT_NAME, Workspace, windows_path, wine_environment
 from terminal import Terminal
 

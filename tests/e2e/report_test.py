@@ -4,7 +4,7 @@ import unittest
 
 import reference
 import tree
-from language import EndToEnd
+from end_to_end import EndToEnd
 from program import REPORT_NAME, REPORT_TIME, Workspace, summary, windows_path
 
 

@@ -2,7 +2,7 @@
 import re
 import unittest
 
-from language import EndToEnd
+from end_to_end import EndToEnd
 from program import completed, exe, wine, wine_environment
 
 NOT_ACCESSIBLE = "Impossible d’accéder au dossier sélectionné."

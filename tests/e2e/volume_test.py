@@ -2,7 +2,7 @@
 import unittest
 
 import reference
-from language import EndToEnd
+from end_to_end import EndToEnd
 from volume_script import VolumeScript
 
 

@@ -10,7 +10,7 @@ import os
 import unittest
 
 import reference
-from language import EndToEnd
+from end_to_end import EndToEnd
 from program import exe, summary, windows_path
 from shapes import after, before, every_shape, follow
 from volume_script import VolumeScript

@@ -10,8 +10,8 @@ namespace larkspine::testing {
 namespace {
 
 using detail::apply_journal_change;
-using detail::EntryMap;
 using detail::rebuild_paths;
+using detail::RecordMap;
 using detail::ReferenceSet;
 
 constexpr std::uint64_t root_reference = 5;
@@ -43,7 +43,7 @@ class JournalChangesTest : public ::testing::Test {
     }
 
     const std::wstring root_ = L"\\\\?\\C:\\";
-    EntryMap records_;
+    RecordMap records_;
     ReferenceSet changed_;
     std::int64_t usn_ = 1000;
 };

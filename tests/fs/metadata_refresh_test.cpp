@@ -20,8 +20,8 @@
 namespace larkspine::testing {
 namespace {
 
-using detail::EntryMap;
 using detail::FileCandidate;
+using detail::RecordMap;
 using detail::ReferenceSet;
 using detail::refresh_changed_metadata;
 
@@ -78,7 +78,7 @@ class MetadataRefreshTest : public ::testing::Test {
     TempTree tree;
     FakeVolume volume{tree};
     worker_pool pool{2};
-    EntryMap records;
+    RecordMap records;
     ScanStatistics statistics;
 };
 

@@ -19,7 +19,7 @@ import zipfile
 import clone
 import pe_resources
 from clone import COMMITTED, git
-from language import EndToEnd
+from end_to_end import EndToEnd
 from program import BANNER_END, Workspace, required, skip, windows_path
 
 PROJECT = pathlib.Path(__file__).resolve().parents[2]

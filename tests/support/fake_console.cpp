@@ -118,8 +118,11 @@ BOOL FakeConsole::mode(HANDLE handle, LPDWORD mode) {
 }
 
 BOOL FakeConsole::set_cursor(const CONSOLE_CURSOR_INFO& set) {
-    return record("SetConsoleCursorInfo",
-                  std::to_string(set.dwSize) + (set.bVisible ? " visible" : " hidden"));
+    const BOOL done = record("SetConsoleCursorInfo",
+                             std::to_string(set.dwSize) + (set.bVisible ? " visible" : " hidden"));
+    if (done)
+        cursor = set;
+    return done;
 }
 
 BOOL FakeConsole::write(const std::string& name, const std::string& text, DWORD count,

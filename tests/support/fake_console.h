@@ -41,9 +41,9 @@ class FakeConsole {
     HANDLE input = fake_handle(1);
     HANDLE output = fake_handle(2);
     HANDLE error = fake_handle(3);
-    std::set<HANDLE> redirected;    // of these, those that are no consoles
-    std::set<std::string> failing;  // names of functions
-    CONSOLE_CURSOR_INFO cursor = {25, TRUE};
+    std::set<HANDLE> redirected;              // of these, those that are no consoles
+    std::set<std::string> failing;            // names of functions
+    CONSOLE_CURSOR_INFO cursor = {25, TRUE};  // and what was set last
     COORD size = {80, 25};
     COORD place = {0, 10};                                   // of the cursor, when asked
     std::vector<DWORD> processes = {GetCurrentProcessId()};  // attached to the console

@@ -5,7 +5,7 @@ import re
 import unittest
 import zipfile
 
-from language import EndToEnd
+from end_to_end import EndToEnd
 from prefix import Prefix
 from program import exe, required, windows_path
 from terminal import Terminal

@@ -4,7 +4,7 @@
 // below measured() is the part's own. Everything is made from the number of items, with seed 1;
 // paths have 80 code units where nothing else is said.
 //
-//     instructions PART ITEMS
+//     portable_parts PART ITEMS
 //
 // index-encode    a snapshot of made_snapshot.h to bytes
 // index-decode    the bytes back
@@ -48,7 +48,7 @@ using detail::FileCandidate;
 using detail::IndexSnapshot;
 
 [[noreturn]] void give_up(const char* what) {
-    std::fprintf(stderr, "instructions: %s\n", what);
+    std::fprintf(stderr, "portable_parts: %s\n", what);
     std::exit(1);
 }
 
@@ -140,7 +140,7 @@ void record_paths(std::size_t items) {
 }
 
 // The files of a snapshot and their folders, as the delta keeps them.
-void fill_entries(std::size_t items, detail::EntryMap& entries) {
+void fill_entries(std::size_t items, detail::RecordMap& entries) {
     const IndexSnapshot snapshot = bench::made_snapshot(items);
     for (std::size_t i = 0; i < items; ++i) {
         FileCandidate& entry = entries[i] = snapshot.entries[i];
@@ -154,7 +154,7 @@ void fill_entries(std::size_t items, detail::EntryMap& entries) {
 
 void rebuild_paths(std::size_t items) {
     std::pmr::monotonic_buffer_resource memory;
-    detail::EntryMap entries(&memory);
+    detail::RecordMap entries(&memory);
     fill_entries(items, entries);
     const std::size_t before = entries.size();
     measured([&] {
@@ -165,7 +165,7 @@ void rebuild_paths(std::size_t items) {
 
 void changes(std::size_t items) {
     std::pmr::monotonic_buffer_resource memory;
-    detail::EntryMap entries(&memory);
+    detail::RecordMap entries(&memory);
     fill_entries(items, entries);
     std::vector<detail::JournalChange> made(items);
     constexpr std::uint32_t reasons[] = {
@@ -224,7 +224,7 @@ void path_views(std::size_t items) {
     std::size_t equal = 0;
     measured([&] {
         for (const FileCandidate& entry : snapshot.entries)
-            if (ComparisonView(entry.path) == ComparisonView(entry.path))
+            if (ComparisonForm(entry.path) == ComparisonForm(entry.path))
                 ++equal;
     });
     require(equal == items, "comparing");
@@ -246,7 +246,7 @@ constexpr Part parts[] = {
 }  // namespace
 
 int main(int count, char** arguments) {
-    require(count == 3, "usage: instructions PART ITEMS");
+    require(count == 3, "usage: portable_parts PART ITEMS");
     const std::size_t items = std::strtoull(arguments[2], nullptr, 10);
     require(items > 0, "the number of items");
     for (const Part& part : parts)
