@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <gtest/gtest.h>
 #include <map>
+#include <numeric>
 #include <optional>
 #include <random>
 #include <string>
@@ -28,12 +29,8 @@ constexpr std::size_t chain_length = 300;
 
 class MftChainOrderTest : public EnumeratedVolumeTest {
   protected:
-    // Folders inside each other, the outermost in the root, with record numbers in a random order.
-    void plant_chain(std::uint32_t seed) {
-        std::vector<std::uint64_t> numbers(chain_length);
-        for (std::size_t i = 0; i < chain_length; ++i)
-            numbers[i] = chain_length * (seed + 1) + i;
-        std::shuffle(numbers.begin(), numbers.end(), std::minstd_rand(seed));
+    // Folders inside each other, the first in the root, with these record numbers.
+    void plant_chain(const std::vector<std::uint64_t>& numbers) {
         std::uint64_t parent = root_reference;
         for (const std::uint64_t number : numbers) {
             UsnRecordFields folder;
@@ -43,6 +40,11 @@ class MftChainOrderTest : public EnumeratedVolumeTest {
             folder.name = L"d" + std::to_wstring(number);
             volume.plant_record(folder);
         }
+    }
+    static std::vector<std::uint64_t> numbers_from(std::uint64_t first, std::size_t count) {
+        std::vector<std::uint64_t> numbers(count);
+        std::iota(numbers.begin(), numbers.end(), first);
+        return numbers;
     }
 
     // The rule, as plain as it can be: each record in the order of the map, up to 257 that have no
@@ -94,8 +96,11 @@ class MftChainOrderTest : public EnumeratedVolumeTest {
 
 TEST_F(MftChainOrderTest, EachRecordIsFollowedInTheOrderOfTheMap) {
     constexpr std::uint32_t chains = 12;
-    for (std::uint32_t seed = 1; seed <= chains; ++seed)
-        plant_chain(seed);
+    for (std::uint32_t seed = 1; seed <= chains; ++seed) {
+        std::vector<std::uint64_t> numbers = numbers_from(chain_length * (seed + 1), chain_length);
+        std::shuffle(numbers.begin(), numbers.end(), std::minstd_rand(seed));
+        plant_chain(numbers);
+    }
     const Found expected = by_the_rule();
     ASSERT_TRUE(enumerate());
     EXPECT_EQ((Found{paths(), statistics.failures}), expected);
@@ -103,6 +108,25 @@ TEST_F(MftChainOrderTest, EachRecordIsFollowedInTheOrderOfTheMap) {
     const auto lost = expected.failures;
     EXPECT_GT(lost, 0u);
     EXPECT_LT(lost, chains * (chain_length - 257));
+}
+
+// A chain that is met at its end, before any folder above has its path.
+TEST_F(MftChainOrderTest, TheEndOfAChainCountsAsOneOfItsRecords) {
+    constexpr std::uint64_t first = 1000;
+    MftRecordMap met;
+    met[root_reference];
+    for (const std::uint64_t number : numbers_from(first, 258))
+        met[make_reference(number, 1)];
+    std::vector<std::uint64_t> numbers;
+    for (const auto& [reference, record] : met)
+        if (reference != root_reference)
+            numbers.push_back(record_number(reference));
+    std::reverse(numbers.begin(), numbers.end());
+    plant_chain(numbers);
+    const Found expected = by_the_rule();
+    ASSERT_EQ(expected.failures, 1u);
+    ASSERT_TRUE(enumerate());
+    EXPECT_EQ((Found{paths(), statistics.failures}), expected);
 }
 
 }  // namespace
