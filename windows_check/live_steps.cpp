@@ -131,8 +131,8 @@ void judge_fault(Judge& judge, ProgramRun& program, const SlowFolder& slow,
                  const std::wstring& indexes) {
     const std::string step = "faute du processeur / processor fault";
     try {
-        const auto outcome = program.run_with_fault(
-            request(L"faute", join_path(indexes, L"faute"), {slow.root(), L"--no-index"}));
+        const auto outcome = program.run_with_fault(request(
+            L"faute", join_path(indexes, L"faute"), {slow.root(), L"--no-index", L"-j", L"1"}));
         if (!outcome) {
             judge.verdicts().not_possible(step, "code", "trop vite / too quick");
             return;

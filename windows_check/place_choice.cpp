@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "base/path_forms.h"
+#include "console_text.h"
 #include "files.h"
 #include "rights.h"
 #include "system_facts.h"
@@ -35,9 +36,12 @@ class EmptyPlace : public ChosenPlace {
             throw std::runtime_error("n’est pas vide / is not empty: " + utf8(root_));
     }
     ~EmptyPlace() override {
+        bool all = true;
         for (const ListedName& entry : names_in(long_root_))
             if (!is_of_the_system(entry.name))
-                remove_tree(join_path(long_root_, entry.name));
+                all = remove_tree(join_path(long_root_, entry.name)) && all;
+        if (!all)
+            say_error("Reste à effacer / left to delete: " + utf8(root_) + "\n");
     }
     EmptyPlace(const EmptyPlace&) = delete;
     EmptyPlace& operator=(const EmptyPlace&) = delete;
