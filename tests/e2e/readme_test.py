@@ -139,6 +139,7 @@ class ReadmeTest(EndToEnd, unittest.TestCase):
         self.assertEqual(set(re.findall(r"(?<!\w)-{1,2}[a-z][a-z-]*", usage)), known)
         rows = re.findall(r"^\| (?:`|folder)(.*?) \|", README, re.MULTILINE)
         self.assertEqual(set(re.findall(r"(?<!\w)-{1,2}[a-z][a-z-]*", " ".join(rows))), known)
-        codes = re.findall(r"exit_\w+ = (\d+);",
-                           (PROJECT / "src/app/run.h").read_text(encoding="utf-8"))
-        self.assertEqual(re.findall(r"^\| (\d+) \|", README, re.MULTILINE), codes)
+        codes = re.findall(r"exit_\w+ = (?:static_cast<int>\()?(\w+)\)?;",
+                           (PROJECT / "src/app/exit_codes.h").read_text(encoding="utf-8"))
+        self.assertEqual(len(codes), 6)
+        self.assertEqual(re.findall(r"^\| (\d|0x\w+) \|", README, re.MULTILINE), codes)
