@@ -16,7 +16,6 @@
 
 #include <algorithm>
 #include <array>
-#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <gtest/gtest.h>
@@ -265,22 +264,6 @@ class NtfsSoakTest : public SoakedVolumeTest {
         return current;
     }
 
-    // A scan that is asked to stop at a random read of a file.
-    ScanResult interrupted_run(IndexMode mode) {
-        std::atomic<std::uint32_t> reads_left = below(30);
-        const auto read = std::exchange(hooks().ReadFile, nullptr);
-        hooks().ReadFile = [&](auto... arguments) {
-            if (reads_left-- == 0)
-                progress.stop_requested = true;
-            return read(arguments...);
-        };
-        ScanResult result = run(mode);
-        hooks().ReadFile = read;
-        if (progress.stop_requested.exchange(false))
-            ++told.interruptions;
-        return result;
-    }
-
     void scan_and_compare();
 
     struct Figures {
@@ -331,7 +314,9 @@ void NtfsSoakTest::scan_and_compare() {
     }
 
     if (below(4) == 0) {
-        const ScanResult interrupted = interrupted_run(mode);
+        const ScanResult interrupted = run_interrupted(below(30), mode);
+        if (progress.stop_requested.exchange(false))
+            ++told.interruptions;
         EXPECT_EQ(way_of(interrupted), way);
         if (interrupted.index_saved) {
             note_answers(way, slice);

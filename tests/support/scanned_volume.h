@@ -3,6 +3,7 @@
 #pragma once
 
 #include <algorithm>
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <gtest/gtest.h>
@@ -11,6 +12,7 @@
 #include <set>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "engine/content_hashing.h"
@@ -19,6 +21,7 @@
 #include "index/index_location.h"
 #include "pool/worker_pool.h"
 #include "support/fake_volume.h"
+#include "support/import_replacement.h"
 #include "support/reference_groups.h"
 #include "support/scoped_environment.h"
 #include "support/temp_tree.h"
@@ -62,6 +65,19 @@ class ScannedVolumeTest : public ::testing::Test {
         options.index_mode = mode;
         volume.forget_calls();
         return scan(options, progress);
+    }
+    // A scan that is asked to stop when it has read from files so often, if it comes so far.
+    ScanResult run_interrupted(std::uint32_t reads, IndexMode mode = IndexMode::use) {
+        std::atomic<std::uint32_t> reads_left = reads;
+        const auto read = std::exchange(hooks().ReadFile, nullptr);
+        hooks().ReadFile = [&](auto... arguments) {
+            if (reads_left-- == 0)
+                progress.stop_requested = true;
+            return read(arguments...);
+        };
+        ScanResult result = run(mode);
+        hooks().ReadFile = read;
+        return result;
     }
 
     // The groups among all files of the volume, by comparing each with every other.
