@@ -40,6 +40,8 @@ class ScanDriverStopTest : public ::testing::Test {
     }
 
     // Counts the calls that a scan makes from its analysis on, and asks it to stop at one of them.
+    // CloseHandle is none of them: the runtime of the threads calls it too, now and then, and one
+    // scan would not make the same calls as the next.
     void stop_at(std::optional<std::size_t> call) {
         calls = 0;
         const auto count = [this, call](ScanProgress* progress) {
@@ -65,10 +67,6 @@ class ScanDriverStopTest : public ::testing::Test {
         hooks().MoveFileExW = [=, this](auto... rest) {
             count(running);
             return real_imports().MoveFileExW(rest...);
-        };
-        hooks().CloseHandle = [=, this](auto... rest) {
-            count(running);
-            return real_imports().CloseHandle(rest...);
         };
     }
     ScanResult run(ScanProgress& progress) {
