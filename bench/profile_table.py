@@ -18,7 +18,7 @@ PARTS = ['index-encode', 'index-decode', 'size-groups', 'usn-records', 'record-p
 ITEMS = 50_000  # a part at ten times of it takes up to a minute
 FUNCTIONS = 6  # of each part: what follows has some percent
 TARGET_TOOLS = 'x86_64-w64-mingw32-'
-HOST_PROGRAM = 'build/host-bench/bench/instructions'
+HOST_PROGRAM = 'build/host-bench/bench/portable_parts'
 
 
 def output_of(*command):
