@@ -14,8 +14,8 @@
 namespace larkspine::check {
 namespace {
 
-constexpr DWORD longest_run = 300'000;
-constexpr DWORD before_the_fault = 300;
+constexpr DWORD longest_run = 300'000;  // milliseconds, as all times here
+constexpr DWORD between_looks = 1;
 
 // What a run wrote into its folder, but for what stood there before.
 std::vector<std::string> reports_in(const std::wstring& folder) {
@@ -50,6 +50,17 @@ void block_reports(const std::wstring& folder) {
 void copy_index(const std::wstring& index, const std::wstring& folder) {
     for (const ListedName& entry : names_in(index))
         write_file(join_path(folder, entry.name), read_file(join_path(index, entry.name)));
+}
+
+// Waits until the program has written its banner, the first text of every run: by then it catches
+// faults. False when it ends without one.
+bool await_banner(const Child& child, HANDLE output) {
+    LARGE_INTEGER size = {};
+    for (DWORD waited = 0; waited < longest_run && !child.wait(between_looks);
+         waited += between_looks)
+        if (GetFileSizeEx(output, &size) && size.QuadPart > 0)
+            return true;
+    return false;
 }
 
 // A thread that begins where no code is.
@@ -102,7 +113,7 @@ RunOutcome ProgramRun::attempt(const RunRequest& request, const std::wstring& fo
         start.output = output_file.get();
         start.errors = errors_file.get();
         const Child child(start);
-        if (fault && !child.wait(before_the_fault))
+        if (fault && await_banner(child, output_file.get()))
             plant_fault(child);
         const auto code = child.wait(longest_run);
         outcome.code = code.value_or(WAIT_TIMEOUT);

@@ -32,8 +32,8 @@ class ProgramRun : public Program {
     };
     Watched run_watched(const RunRequest& request, unsigned code_page, unsigned stop_at);
 
-    // With a processor fault on a thread of its own, when it has run for some time. Empty when it
-    // ended before.
+    // With a processor fault on a thread of its own, as soon as it has written its banner. Empty
+    // when it ends before.
     std::optional<RunOutcome> run_with_fault(const RunRequest& request);
 
     // How often it ended without a word and was started again, as Wine makes it happen.
