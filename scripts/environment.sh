@@ -57,6 +57,14 @@ stop_wine_server() {
     "$wineserver" -w </dev/null >/dev/null 2>&1 || true
 }
 
+# Ends a process and what it has started.
+end_tree() {
+    local child children
+    children=$(cat "/proc/$1/task/$1/children" 2>/dev/null || true)
+    kill "$1" 2>/dev/null || true
+    for child in $children; do end_tree "$child"; done
+}
+
 minutes() { printf '%d:%02d' $(($1 / 60)) $(($1 % 60)); }
 
 # Runs a command as a stage of a longer run. Prints its last line every 20 seconds, and its duration at
