@@ -77,7 +77,7 @@ TEST_F(CandidatePipelineCallsTest, NamesOfOneFileWithoutAReadableIdentityAreTrea
     EXPECT_EQ(statistics.failures, 0U);
 }
 
-TEST_F(CandidatePipelineCallsTest, ANameThatIsDroppedIsNotRead) {
+TEST_F(CandidatePipelineCallsTest, AFurtherNameOfAFileIsNotOpened) {
     detail::FileCandidate& kept = add_identified(L"a");
     add_identified(L"b").file_id = kept.file_id;
     add_identified(L"c");
@@ -162,7 +162,7 @@ TEST_F(CandidatePipelineCallsTest, RowsThatComeSortedAreComparedOnceEachAndOther
 }
 
 // Sorting two million names takes nine seconds, which nobody who pressed Ctrl+C waits for.
-TEST_F(CandidatePipelineCallsTest, AStopWhileMillionsAreSortedIsSeenBetweenTwoSteps) {
+TEST_F(CandidatePipelineCallsTest, AStopWhileManyNamesAreSortedEndsTheSortEarly) {
     constexpr std::size_t files = 150'000;
     constexpr std::size_t units = 20'000;  // no two names differ first in an ASCII character
     std::vector<detail::FileCandidate> many(files);

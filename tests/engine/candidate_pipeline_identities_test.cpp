@@ -23,7 +23,7 @@ TEST_F(PipelineIdentitiesTest, TwoHardLinksAloneAreNotReported) {
     EXPECT_EQ(hashed(), (Counts{0, 0}));
 }
 
-TEST_F(PipelineIdentitiesTest, OfThreeHardLinksWithACopyTheFirstInPathOrderIsReported) {
+TEST_F(PipelineIdentitiesTest, TheFirstOfThreeHardLinksInPathOrderIsReportedWithTheirCopy) {
     const detail::FileCandidate& original = add(L"k3");
     add_link(L"k2", original);
     add(L"copy");
@@ -51,7 +51,7 @@ TEST_F(PipelineIdentitiesTest, TheIdentityThatTheSystemGivesIsStored) {
     EXPECT_EQ(file.file_id, std::bit_cast<detail::FileId>(identity->FileId));
 }
 
-TEST_F(PipelineIdentitiesTest, AStoredIdentityIsUsedWithoutAskingForIt) {
+TEST_F(PipelineIdentitiesTest, AStoredIdentityIsNotReadAgain) {
     identify(add_missing(L"b"), 1, 2, 3);
     identify(add_missing(L"a"), 1, 2, 3);
     EXPECT_EQ(collapse(), Names{L"a"});
@@ -68,7 +68,7 @@ TEST_F(PipelineIdentitiesTest, EveryPartOfTheIdentityDistinguishesFiles) {
 }
 
 // An entry of a table scan has the low half of the volume's serial number, any other all of it.
-TEST_F(PipelineIdentitiesTest, TwoNamesOfOneFileAreNoDuplicatesWhicheverWayTheyWereFound) {
+TEST_F(PipelineIdentitiesTest, TwoNamesOfOneFileFoundByTableAndByWalkAreNoDuplicates) {
     identify(add_missing(L"b"), 0x1B0C'7D42, 2);
     identify(add_missing(L"a"), 0x5EA1'90F3'1B0C'7D42, 2);
     EXPECT_EQ(collapse(), Names{L"a"});
@@ -88,7 +88,7 @@ TEST_F(PipelineIdentitiesTest, SurvivorsAreInPathOrderWhetherIdentifiedOrNot) {
 }
 
 // A listing may be behind for a file that a program has just made and is writing.
-TEST_F(PipelineIdentitiesTest, AFileListedAsEmptyThatIsNotIsNoDuplicateOfEmptyFiles) {
+TEST_F(PipelineIdentitiesTest, AFileListedAsEmptyThatHasContentsIsNotGroupedWithEmptyFiles) {
     size = 7;
     add(L"a log that is being written").size = 0;
     size = 0;
@@ -107,7 +107,7 @@ class EmptyFilesTest : public PipelineTest, public ::testing::WithParamInterface
     const bool verify_bytes = GetParam();
 };
 
-TEST_P(EmptyFilesTest, AreOneGroupWithoutBeingHashedOrCompared) {
+TEST_P(EmptyFilesTest, EmptyFilesAreOneGroupWithoutBeingHashedOrCompared) {
     add(L"b\\empty");
     add(L"a\\empty");
     process(verify_bytes);
@@ -119,7 +119,7 @@ TEST_P(EmptyFilesTest, AreOneGroupWithoutBeingHashedOrCompared) {
     EXPECT_EQ(progress.duplicates, 1U);
 }
 
-TEST_P(EmptyFilesTest, ThatAreNamesOfOneFileAreNotReported) {
+TEST_P(EmptyFilesTest, NamesOfOneEmptyFileAreNotReported) {
     add_link(L"b", add(L"a"));
     process(verify_bytes);
     EXPECT_EQ(groups(), std::vector<Names>{});

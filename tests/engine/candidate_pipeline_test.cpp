@@ -151,7 +151,7 @@ TEST_F(CandidatePipelineTest, VerificationComparesEveryCopyWithTheFirstFile) {
     EXPECT_EQ(statistics.byte_comparisons, 2U);
 }
 
-TEST_F(CandidatePipelineTest, VerificationDropsAFileWhoseContentsAreItsOwn) {
+TEST_F(CandidatePipelineTest, VerificationDropsAFileThatEqualsNoOther) {
     add(L"a");
     add(L"b", 5);
     split(true);

@@ -240,7 +240,7 @@ class ChangesDuringScanTest : public ScannedVolumeTest, public ::testing::WithPa
     std::size_t checked_digests = 0;
 };
 
-TEST_P(ChangesDuringScanTest, AChangeBeforeAnyCallNeitherMakesAWrongGroupNorOutlastsTheScan) {
+TEST_P(ChangesDuringScanTest, AChangeBeforeAnyCallMakesNoWrongGroupAndTheNextScanIsRight) {
     go_through_every_call();
 }
 

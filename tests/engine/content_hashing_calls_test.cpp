@@ -90,7 +90,7 @@ TEST_F(ContentHashingCallsTest, TheSampleOpensThePathAsItStandsForReadingAndShar
                                       FILE_ATTRIBUTE_NORMAL, nullptr}}));
 }
 
-TEST_F(ContentHashingCallsTest, TheFullHashAlsoAnnouncesThatItReadsFromStartToEnd) {
+TEST_F(ContentHashingCallsTest, TheFullHashOpensThePathForSequentialReading) {
     const std::wstring path = add(L"a", 10).path;
     (void)hash(hash_stage::full);
     EXPECT_EQ(calls.opens, (std::vector<OpenCall>{{path, GENERIC_READ, share_everything, nullptr,
@@ -121,7 +121,7 @@ TEST_F(ContentHashingCallsTest, TheTailOfAFileBeyond4GiBIsSoughtWithAll64Bits) {
                                     "read f 65536", "close f"}));
 }
 
-TEST_F(ContentHashingCallsTest, TheFullHashAsksForOneMiBUntilTheFileEnds) {
+TEST_F(ContentHashingCallsTest, TheFullHashReadsOneMiBAtATimeUntilTheFileEnds) {
     EXPECT_EQ(events_of(hash_stage::full, 0), (Events{"open f", "read f 1048576", "close f"}));
     EXPECT_EQ(events_of(hash_stage::full, 1'048'576),
               (Events{"open f", "read f 1048576", "read f 1048576", "close f"}));
@@ -143,7 +143,7 @@ TEST_F(ContentHashingCallsTest, AnyFailingReadFailsTheSample) {
                                  [this](auto n) { calls.fail_read(n); });
 }
 
-TEST_F(ContentHashingCallsTest, AnyReadOfNothingFailsTheSample) {
+TEST_F(ContentHashingCallsTest, AnyReadOfZeroBytesFailsTheSample) {
     calls.read_limit = 30'000;
     expect_failure_at_every_read(hash_stage::sample, 200'000, 6,
                                  [this](auto n) { calls.end_file_at_read(n); });
@@ -154,7 +154,7 @@ TEST_F(ContentHashingCallsTest, AnyFailingReadFailsTheFullHash) {
                                  [this](auto n) { calls.fail_read(n); });
 }
 
-TEST_F(ContentHashingCallsTest, AReadOfNothingEndsTheFileForTheFullHash) {
+TEST_F(ContentHashingCallsTest, AReadOfZeroBytesEndsTheFileForTheFullHash) {
     const Digest first_mebibyte = digest_of(hash_stage::full, 1'048'576);
     calls.end_file_at_read(1);
     EXPECT_EQ(digest_of(hash_stage::full, 3'000'000), first_mebibyte);
@@ -198,7 +198,7 @@ TEST_F(ContentHashingCallsTest, FullHashesOfOneThreadShareOneAlignedBuffer) {
     EXPECT_EQ(reinterpret_cast<std::uintptr_t>(calls.buffers.front()) % 32, 0U);
 }
 
-TEST_F(ContentHashingCallsTest, AnExceptionLeavesEarlierResultsInPlaceAndLaterJobsRunOn) {
+TEST_F(ContentHashingCallsTest, AnExceptionKeepsEarlierResultsAndTheNextCallWorks) {
     const detail::FileCandidate& before = add(L"a", 10);
     const detail::FileCandidate& throwing = add(L"b", 10);
     calls.throw_at_read(1);

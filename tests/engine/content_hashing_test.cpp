@@ -184,7 +184,7 @@ TEST_F(ContentHashingTest, AFileThatGrewIsSampledOverItsRecordedSizeOnly) {
     }
 }
 
-TEST_F(ContentHashingTest, TheFullDigestCoversWhatTheFileHoldsWhateverItsRecordedSize) {
+TEST_F(ContentHashingTest, TheFullDigestCoversTheWholeFileWhateverItsRecordedSize) {
     const std::string contents = patterned_bytes(3'000);
     for (const std::uint64_t recorded : {0, 1, 2'999, 3'001, 5'000'000})
         EXPECT_EQ(hash_one(hash_stage::full, contents, recorded), Digest(blake3_of(contents)))

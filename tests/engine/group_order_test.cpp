@@ -37,7 +37,7 @@ class GroupOrderTest : public ::testing::Test {
     std::vector<SizeGroup> groups;
 };
 
-TEST_F(GroupOrderTest, WithoutGroupsThereIsNone) {
+TEST_F(GroupOrderTest, WithoutGroupsNothingIsVisited) {
     EXPECT_EQ(visited(), Sizes{});
 }
 
@@ -53,7 +53,7 @@ TEST_F(GroupOrderTest, EveryGroupIsHandedOutOnceAsItStandsInTheList) {
     EXPECT_EQ(handed_out, (std::vector<const SizeGroup*>{&groups[0], &groups[1], &groups[2]}));
 }
 
-TEST_F(GroupOrderTest, TheLargestComesFirstAndThenSmallOnesUntilTheCandidatesHaveCaughtUp) {
+TEST_F(GroupOrderTest, TheLargestGroupIsFollowedBySmallOnesUntilTheCandidatesCatchUp) {
     // 1,000,000 is five sevenths of the work and a fifth of the candidates.
     add(0, 2);
     add(1, 2);
@@ -68,7 +68,7 @@ TEST_F(GroupOrderTest, TheLargestComesFirstAndThenSmallOnesUntilTheCandidatesHav
     EXPECT_EQ(visited(), (Sizes{1'000'000, 0, 999'999, 1, 999'998, 2, 999'997, 3}));
 }
 
-TEST_F(GroupOrderTest, WorkAndCandidatesDoneAlikeTakeTheLargest) {
+TEST_F(GroupOrderTest, EqualSharesOfWorkAndCandidatesDoneChooseTheLargestGroup) {
     // Each group is a quarter of both.
     for (const std::uint64_t size : {7, 7, 7, 7})
         add(size, 2);
@@ -77,7 +77,7 @@ TEST_F(GroupOrderTest, WorkAndCandidatesDoneAlikeTakeTheLargest) {
         EXPECT_EQ(order.next(), &groups[place]);
 }
 
-TEST_F(GroupOrderTest, OpeningAFileIsTheWorkOf64Kib) {
+TEST_F(GroupOrderTest, OpeningAFileCountsAsReading64Kib) {
     // Half of the largest group is to be read. Up to the work of an opening it takes no more than
     // its part of the candidates.
     const auto second_after = [&](std::uint64_t size) {
@@ -93,7 +93,7 @@ TEST_F(GroupOrderTest, OpeningAFileIsTheWorkOf64Kib) {
     EXPECT_EQ(second_after(65'537), 0) << "the smallest";
 }
 
-TEST_F(GroupOrderTest, WhatIsKnownIsNoWork) {
+TEST_F(GroupOrderTest, GroupsWithNothingToReadCountAsNoWork) {
     add(10, 100, 0);
     add(20, 2);
     add(1'000'000, 100, 0);

@@ -82,7 +82,7 @@ TEST_F(ScanDriverFallBackTest, AnIndexOfAWalkLeadsToTheTable) {
     EXPECT_EQ(volume.count(Request::query_journal), 1u);
 }
 
-TEST_F(ScanDriverFallBackTest, AVolumeThatIsNotNtfsAnyMoreIsWalkedAndLendsItsDigests) {
+TEST_F(ScanDriverFallBackTest, AVolumeThatIsNoLongerNtfsIsWalkedAndKeepsItsDigests) {
     (void)run();
     volume.set_file_system(L"FAT32");
     expect_fallen_back(Way::walk);
@@ -109,7 +109,7 @@ TEST_F(ScanDriverFallBackTest, WithoutAJournalTheVolumeIsWalked) {
     expect_hashed_anew(0);
 }
 
-TEST_F(ScanDriverFallBackTest, AJournalThatCannotBeDescribedAtFirstLeadsToTheTable) {
+TEST_F(ScanDriverFallBackTest, AFailedFirstJournalQueryLeadsToTheTable) {
     (void)run();
     volume.plant(failing(Request::query_journal, 0, ERROR_JOURNAL_DELETE_IN_PROGRESS));
     expect_fallen_back(Way::table);
@@ -165,7 +165,7 @@ void PrintTo(const DeltaFault& fault, std::ostream* out) {
 class ScanDriverFailingDeltaTest : public ScanDriverFallBackTest,
                                    public ::testing::WithParamInterface<DeltaFault> {};
 
-TEST_P(ScanDriverFailingDeltaTest, LeadsToTheTable) {
+TEST_P(ScanDriverFailingDeltaTest, AFailingDeltaLeadsToTheTable) {
     (void)run();
     volume.write(L"z", "same");
     volume.plant(GetParam().fault());
@@ -176,7 +176,7 @@ TEST_P(ScanDriverFailingDeltaTest, LeadsToTheTable) {
     EXPECT_EQ(way_of(run()), Way::unchanged);
 }
 
-TEST_P(ScanDriverFailingDeltaTest, LeadsToTheWalkWhenTheTableFailsToo) {
+TEST_P(ScanDriverFailingDeltaTest, AFailingDeltaLeadsToTheWalkWhenTheTableFailsToo) {
     (void)run();
     volume.write(L"z", "same");
     volume.plant(GetParam().fault());
@@ -204,7 +204,7 @@ INSTANTIATE_TEST_SUITE_P(BeforeAndWhileItIsRead, ScanDriverFailingDeltaTest,
 class ScanDriverFailingTableTest : public ScanDriverFallBackTest,
                                    public ::testing::WithParamInterface<DeltaFault> {};
 
-TEST_P(ScanDriverFailingTableTest, LeadsToTheWalk) {
+TEST_P(ScanDriverFailingTableTest, AFailingTableLeadsToTheWalk) {
     volume.plant(GetParam().fault());
     const ScanResult result = run();
     EXPECT_EQ(way_of(result), Way::walk);
@@ -231,7 +231,7 @@ INSTANTIATE_TEST_SUITE_P(BeforeAndWhileItIsRead, ScanDriverFailingTableTest,
 
 // ---- the end of all ways ------------------------------------------------------------------------
 
-TEST_F(ScanDriverFallBackTest, ARootThatNoWayCanReadThrowsThatItIsNotReadable) {
+TEST_F(ScanDriverFallBackTest, ARootThatCannotBeReadInAnyWayThrowsAndKeepsItsIndex) {
     (void)run();
     const std::string before = index_bytes();
     volume.append(L"a", "x");
@@ -262,7 +262,7 @@ TEST_F(ScanDriverFallBackTest, TheTimeOfTheIndexPhaseOutlivesAFallBack) {
 }
 
 // The table knows the low half of the volume's serial number, the walk all of it.
-TEST_F(ScanDriverFallBackTest, AnotherNameOfATableFileIsNoDuplicateAfterAFallBackToTheWalk) {
+TEST_F(ScanDriverFallBackTest, ALinkToAFileOfTheTableIsCollapsedAfterAFallBackToTheWalk) {
     volume.link(L"a", L"f\\link of a");
     (void)run();
     volume.set_file_system(L"FAT32");

@@ -143,7 +143,7 @@ TEST_F(ScanDriverGrowthTest, EmptyFilesAreOpenedOnceAndSortedTwice) {
     });
 }
 
-TEST_F(ScanDriverGrowthTest, EveryFileTakesMemoryEquallyOften) {
+TEST_F(ScanDriverGrowthTest, TheAllocationsForEachFileDoNotGrowWithTheNumberOfFiles) {
     for (std::string (*const contents)(std::size_t) :
          {of_its_own_size, of_one_size, always_the_same, in_pairs, nothing}) {
         std::uint64_t few[2] = {0, 0};
@@ -160,7 +160,7 @@ TEST_F(ScanDriverGrowthTest, EveryFileTakesMemoryEquallyOften) {
     }
 }
 
-TEST_F(ScanDriverGrowthTest, TheReportOfOneLargeGroupSortsItTwice) {
+TEST_F(ScanDriverGrowthTest, TheReportOfOneLargeGroupTakesOnePassAndOneSort) {
     const TempTree tree;
     at_every_count(always_the_same, [&](std::uint64_t n, const Work& first, const Work&) {
         std::uint64_t comparisons = 0;
@@ -211,7 +211,7 @@ TEST_F(LongPathScanTest, PathsOfUpTo32768UnitsAreScannedReportedAndRemembered) {
     }
 }
 
-TEST_F(LongPathScanTest, OneUnitMoreIsScannedAndReportedAndNotRemembered) {
+TEST_F(LongPathScanTest, PathsOf32769UnitsAreGroupedButTheirIndexIsNotSaved) {
     FakeFolder folder(root_for(32'769), 3, always_the_same);
     ASSERT_EQ(folder.path(0).size(), 32'769u);
     for (int run = 0; run < 2; ++run) {

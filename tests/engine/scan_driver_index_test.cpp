@@ -114,7 +114,7 @@ TEST_F(ScanDriverIndexTest, AFailedHashIsTriedAgainByTheNextRun) {
     EXPECT_EQ(second.groups.size(), 3u);
 }
 
-TEST_F(ScanDriverIndexTest, FullHashesAloneAreWorthSavingWhenNothingElseIsNew) {
+TEST_F(ScanDriverIndexTest, NewFullHashesAloneAreSaved) {
     hooks().ReadFile = [](HANDLE file, LPVOID bytes, DWORD wanted, auto... rest) {
         // Samples are read in smaller pieces.
         return wanted == detail::read_buffer_size
@@ -134,7 +134,7 @@ TEST_F(ScanDriverIndexTest, FullHashesAloneAreWorthSavingWhenNothingElseIsNew) {
     EXPECT_EQ(third.groups.size(), 3u);
 }
 
-TEST_F(ScanDriverIndexTest, DisabledTheIndexIsNeitherLoadedNorSaved) {
+TEST_F(ScanDriverIndexTest, ADisabledIndexIsNeitherLoadedNorSaved) {
     const ScanResult first = run(IndexMode::disabled);
     EXPECT_FALSE(index_exists());
     EXPECT_EQ(first.statistics.index_ms, 0u);
@@ -176,7 +176,7 @@ TEST_F(ScanDriverIndexTest, WithoutAnIndexDirectoryTheSaveIsCountedAsFailed) {
     EXPECT_EQ(result.groups.size(), 3u);
 }
 
-TEST_F(ScanDriverIndexTest, TheIndexIsSavedAfterTheAnalysisWithWhatItLearnt) {
+TEST_F(ScanDriverIndexTest, TheSavedIndexHasTheDigestsAndIdentitiesOfTheAnalysis) {
     run();
     const auto stored = load_index(tree.root());
     ASSERT_TRUE(stored.has_value());
@@ -192,7 +192,7 @@ TEST_F(ScanDriverIndexTest, TheIndexIsSavedAfterTheAnalysisWithWhatItLearnt) {
 }
 
 // A journal position means nothing for a folder, which is no whole volume.
-TEST_F(ScanDriverIndexTest, AnIndexThatClaimsAJournalStillLendsItsDigestsToAWalk) {
+TEST_F(ScanDriverIndexTest, AWalkReusesTheDigestsOfAnIndexThatClaimsAJournal) {
     run();
     auto stored = load_index(tree.root());
     stored->journal_valid = true;

@@ -59,7 +59,7 @@ TEST_F(ScanDriverNtfsTest, TheFirstScanReadsTheTableAndSavesTheIndex) {
     EXPECT_EQ(saved.entries.size(), 10u) << "folders and the root too";
 }
 
-TEST_F(ScanDriverNtfsTest, OnlyFilesOfOneSizeAreRead) {
+TEST_F(ScanDriverNtfsTest, OnlyFilesThatShareTheirSizeAreRead) {
     (void)run();
     EXPECT_EQ(volume.paths(Request::open_file),
               (std::vector<std::wstring>{L"", L"a", L"a", L"f\\b", L"f\\b", L"f\\g\\c", L"x", L"x",

@@ -58,7 +58,7 @@ class ScanDriverStagesTest : public ScannedTreeTest {
 };
 
 // Workers asked for, threads that are started.
-TEST_F(ScanDriverStagesTest, TheWorkersAreAsManyAsAskedForWithinOneTo64) {
+TEST_F(ScanDriverStagesTest, TheRequestedWorkersAreLimitedToOneTo64) {
     for (const auto& [workers, threads] : {std::pair<std::uint64_t, std::size_t>(0, 1),
                                            {1, 1},
                                            {2, 2},
@@ -72,7 +72,7 @@ TEST_F(ScanDriverStagesTest, TheWorkersAreAsManyAsAskedForWithinOneTo64) {
     }
 }
 
-TEST_F(ScanDriverStagesTest, OptionsThatNobodySetAskForNone) {
+TEST_F(ScanDriverStagesTest, TheDefaultNumberOfWorkersIsZero) {
     EXPECT_EQ(ScanOptions().workers, 0U);
 }
 
@@ -160,7 +160,7 @@ TEST_F(ScanDriverStagesTest, FailuresOfEveryStageAddUp) {
     EXPECT_EQ(result.statistics.directories, 2U);
 }
 
-TEST_F(ScanDriverStagesTest, AnExceptionOfAJobPassesThroughAndTheWorkersAreGone) {
+TEST_F(ScanDriverStagesTest, AnExceptionOfAJobReachesTheCallerAndEveryFileIsClosed) {
     for (const wchar_t* name : {L"a", L"b", L"c", L"d", L"e"})
         tree.file(name, "same");
     calls.throw_at_read(0);
@@ -216,7 +216,7 @@ TEST_F(ScanDriverStagesTest, WithoutAnIndexItsTimesAreZeroHoweverSlowTheMachineI
     EXPECT_GE(statistics.total_ms, 1000U);
 }
 
-TEST_F(ScanDriverStagesTest, WithoutAnyCandidateTheAnalysisIsAPhaseAllTheSame) {
+TEST_F(ScanDriverStagesTest, TheAnalysisPhaseIsEnteredWithoutAnyCandidate) {
     tree.file(L"alone", "of its size");
     options.index_mode = IndexMode::rebuild;
     std::vector<Seen> moments;
@@ -229,7 +229,7 @@ TEST_F(ScanDriverStagesTest, WithoutAnyCandidateTheAnalysisIsAPhaseAllTheSame) {
 }
 
 // The share is the tree itself: there is no server here.
-TEST_F(ScanDriverStagesTest, ANetworkFolderIsScannedInItsLongFormAndReportedAsTyped) {
+TEST_F(ScanDriverStagesTest, ANetworkFolderIsScannedByItsLongFormAndReportedInItsDisplayForm) {
     tree.file(L"a", "same");
     tree.file(L"sub\\b", "same");
     const std::wstring share = L"\\\\?\\UNC\\server\\share";

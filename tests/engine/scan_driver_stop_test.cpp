@@ -134,11 +134,11 @@ class ScanDriverStopTest : public ::testing::Test {
     ImportReset reset;
 };
 
-TEST_F(ScanDriverStopTest, StoppedAtAnyCallTheNextScanComputesWhatIsMissingAndNothingTwice) {
+TEST_F(ScanDriverStopTest, AfterAStopAtAnyCallTheNextScanComputesOnlyWhatIsMissing) {
     stop_everywhere();
 }
 
-TEST_F(ScanDriverStopTest, StoppedAtAnyCallOfAScanThatComparesBytesItLosesNothing) {
+TEST_F(ScanDriverStopTest, AStopAtAnyCallOfAScanThatComparesBytesLosesNoDigest) {
     options.verify_bytes = true;
     stop_everywhere();
 }
@@ -168,7 +168,7 @@ TEST_F(ScanDriverStopTest, AStopInTheMiddleOfAFileReadsNoFurther) {
     EXPECT_EQ(stopped.statistics.full_hashes_computed, 0u);
 }
 
-TEST_F(ScanDriverStopTest, WithTheIndexOffNothingIsSaved) {
+TEST_F(ScanDriverStopTest, AStoppedScanWithTheIndexDisabledSavesNothing) {
     options.index_mode = IndexMode::disabled;
     ScanProgress progress;
     stop_at(0);

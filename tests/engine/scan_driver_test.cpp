@@ -102,7 +102,7 @@ TEST_F(ScanDriverTest, ARelativeRootIsReportedWithItsAbsolutePaths) {
     EXPECT_EQ(groups_of(run()), reference_groups(files));
 }
 
-TEST_F(ScanDriverTest, OnlyWhatIsBelowTheRootIsScanned) {
+TEST_F(ScanDriverTest, OnlyFilesBelowTheRootAreScanned) {
     add(L"inside\\a", "same");
     add(L"outside\\b", "same");
     options.root = tree.path(L"inside");

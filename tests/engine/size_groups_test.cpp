@@ -76,7 +76,7 @@ TEST_F(SizeGroupsTest, AFileAloneOfItsSizeIsInNoGroup) {
     EXPECT_EQ(group_of(20), (Places{1, 2}));
 }
 
-TEST_F(SizeGroupsTest, TheGroupsComeBySizeAndHoldAllCandidates) {
+TEST_F(SizeGroupsTest, TheGroupsAreInAscendingSizeAndHoldAllCandidates) {
     for (const std::uint64_t size : {30, 10, 20, 10, 30, 5, 30})
         add(size);
     const SizeGroups grouped = group_by_size(entries);
@@ -120,7 +120,7 @@ TEST_F(SizeGroupsTest, OnlyTheDirectoryAndReparsePointAttributesLeaveAnEntryOut)
     }
 }
 
-TEST_F(SizeGroupsTest, FurtherAttributesDoNotBringADirectoryOrReparsePointIn) {
+TEST_F(SizeGroupsTest, ADirectoryOrReparsePointWithAnyFurtherAttributesIsLeftOut) {
     add(10, ~std::uint32_t{0x10});
     add(10, ~std::uint32_t{0x400});
     add(10, ~std::uint32_t{0x410});
@@ -128,7 +128,7 @@ TEST_F(SizeGroupsTest, FurtherAttributesDoNotBringADirectoryOrReparsePointIn) {
     EXPECT_EQ(group_of(10), (Places{2, 3}));
 }
 
-TEST_F(SizeGroupsTest, WhatIsWrittenThroughAGroupLandsInTheSnapshot) {
+TEST_F(SizeGroupsTest, ADigestSetThroughAGroupIsSetInTheSnapshot) {
     add(10);
     add(10);
     const SizeGroups grouped = group_by_size(entries);
@@ -145,7 +145,7 @@ TEST_F(SizeGroupsTest, WithoutDigestsEveryMemberIsUnread) {
     EXPECT_EQ(unread_of(10), 3U) << "two names of one file, of which no digest is known";
 }
 
-TEST_F(SizeGroupsTest, AMemberIsReadWhenItsSampleIsKnown) {
+TEST_F(SizeGroupsTest, AMemberWithAKnownSampleCountsAsRead) {
     for (int i = 0; i < 4; ++i)
         add(10);
     entries[1].has_sample_digest = true;
@@ -154,7 +154,7 @@ TEST_F(SizeGroupsTest, AMemberIsReadWhenItsSampleIsKnown) {
     EXPECT_EQ(unread_of(10), 2U);
 }
 
-TEST_F(SizeGroupsTest, AFurtherNameOfAFileWhoseDigestsAreKnownIsRead) {
+TEST_F(SizeGroupsTest, AFurtherNameOfAFileWithAKnownDigestCountsAsRead) {
     for (int i = 0; i < 6; ++i)
         add(10);
     entries[2].has_sample_digest = true;
@@ -170,7 +170,7 @@ TEST_F(SizeGroupsTest, AFurtherNameOfAFileWhoseDigestsAreKnownIsRead) {
     EXPECT_EQ(unread_of(10), 5U);
 }
 
-TEST_F(SizeGroupsTest, FurtherNamesAreFoundInWhateverOrderTheFilesStand) {
+TEST_F(SizeGroupsTest, FurtherNamesAreRecognisedInAnyOrderOfTheFiles) {
     for (int i = 0; i < 12; ++i)
         add(10);
     for (std::size_t i = 0; i < 6; ++i) {
@@ -183,7 +183,7 @@ TEST_F(SizeGroupsTest, FurtherNamesAreFoundInWhateverOrderTheFilesStand) {
     EXPECT_EQ(unread_of(10), 1U);
 }
 
-TEST_F(SizeGroupsTest, AnEmptyFileIsReadWhenItsIdentityIsKnown) {
+TEST_F(SizeGroupsTest, AnEmptyFileWithAKnownIdentityCountsAsRead) {
     for (int i = 0; i < 3; ++i)
         add(0);
     EXPECT_EQ(unread_of(0), 3U);
