@@ -118,7 +118,7 @@ TEST_F(DigestCarryOverTest, AMovedFileWithAnotherTimeKeepsItsIdentityAlone) {
     EXPECT_EQ(result.file_id, previous.file_id);
 }
 
-TEST_F(DigestCarryOverTest, BothHalvesOfTheIdentifierAndTheVolumeCount) {
+TEST_F(DigestCarryOverTest, AnIdentityThatDiffersInEitherHalfOrInTheVolumeDoesNotMatch) {
     const std::wstring now = tree_.file(L"new.txt", "hello");
     FileCandidate other_low = hashed_with_identity_of(tree_.path(L"old.txt"), now);
     FileCandidate other_high = other_low;
@@ -162,7 +162,7 @@ TEST_F(DigestCarryOverTest, ARewrittenFileAtTheSamePathIsNotLookedUpByIdentity) 
 }
 
 // Of several names of one file only the one that was kept has been hashed.
-TEST_F(DigestCarryOverTest, OfSeveralNamesOfOneFileTheHashedOneIsInherited) {
+TEST_F(DigestCarryOverTest, TheDigestsOfTheHashedNameOfAFileAreInherited) {
     const std::wstring now = tree_.file(L"new.txt", "hello");
     const FileCandidate kept = hashed_with_identity_of(tree_.path(L"a.txt"), now);
     FileCandidate collapsed = hashed_with_identity_of(tree_.path(L"b.txt"), now);
@@ -173,7 +173,7 @@ TEST_F(DigestCarryOverTest, OfSeveralNamesOfOneFileTheHashedOneIsInherited) {
 }
 
 // In a folder that tells case apart, the comparison form does not say which of the files it was.
-TEST_F(DigestCarryOverTest, OfPathsThatDifferOnlyInCaseTheOneSpelledAlikeIsTaken) {
+TEST_F(DigestCarryOverTest, ThePathWithTheSameSpellingWinsOverOthersThatDifferInCase) {
     const std::wstring now = tree_.file(L"a.txt", "hello");
     const FileCandidate upper = hashed(tree_.path(L"A.TXT"));
     const FileCandidate mixed = hashed(tree_.path(L"A.txt"));
@@ -184,7 +184,7 @@ TEST_F(DigestCarryOverTest, OfPathsThatDifferOnlyInCaseTheOneSpelledAlikeIsTaken
     EXPECT_TRUE(inherited(carry(fresh(now), {lower, upper, mixed}), lower));
 }
 
-TEST_F(DigestCarryOverTest, AnotherSpellingThanThoseOfSeveralPathsIsLookedUpByIdentity) {
+TEST_F(DigestCarryOverTest, APathSpelledLikeNoneOfSeveralIsLookedUpByIdentity) {
     const std::wstring now = tree_.file(L"a.txt", "hello");
     const FileCandidate upper = hashed(tree_.path(L"A.TXT"));
     FileCandidate mixed = hashed_with_identity_of(tree_.path(L"A.txt"), now);
@@ -193,13 +193,13 @@ TEST_F(DigestCarryOverTest, AnotherSpellingThanThoseOfSeveralPathsIsLookedUpById
     EXPECT_TRUE(inherited(carry(fresh(now), {mixed, upper}), mixed));
 }
 
-TEST_F(DigestCarryOverTest, ANewFileListedAsEmptyThatIsNotGetsNoIdentity) {
+TEST_F(DigestCarryOverTest, ANewFileListedAsEmptyThatHasContentsGetsNoIdentity) {
     FileCandidate entry = fresh(tree_.file(L"new.txt", "hello"));
     entry.size = 0;
     EXPECT_FALSE(carry(entry, {hashed(tree_.path(L"other.txt"))}).has_file_id);
 }
 
-TEST_F(DigestCarryOverTest, AnEmptySnapshotOrAnEmptyTreeIsNoTrouble) {
+TEST_F(DigestCarryOverTest, AnEmptySnapshotOrTreeInheritsNothing) {
     std::vector<FileCandidate> none;
     carry_over_digests(none, snapshot_of(L"x", {hashed(L"a")}));
     EXPECT_TRUE(none.empty());

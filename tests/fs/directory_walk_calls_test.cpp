@@ -10,7 +10,7 @@ namespace {
 using Names = std::vector<std::wstring>;
 using DirectoryWalkCallsTest = ListedFolders;
 
-TEST_F(DirectoryWalkCallsTest, AListingAsksForBasicInformationInLargeFetches) {
+TEST_F(DirectoryWalkCallsTest, AListingRequestsBasicInformationInLargeFetches) {
     listing(L"\\\\?\\D:\\Data\\*", {file(L"a")});
     EXPECT_TRUE(walk(L"\\\\?\\D:\\Data"));
     EXPECT_EQ(calls,
@@ -19,7 +19,7 @@ TEST_F(DirectoryWalkCallsTest, AListingAsksForBasicInformationInLargeFetches) {
     EXPECT_EQ(files_opened, 0);
 }
 
-TEST_F(DirectoryWalkCallsTest, RootsWithAndWithoutABackslashGivePathsWithExactlyOne) {
+TEST_F(DirectoryWalkCallsTest, ARootWithOrWithoutABackslashGivesTheSamePaths) {
     listing(L"\\\\?\\D:\\*", {folder(L"Data")});
     listing(L"\\\\?\\D:\\Data\\*", {file(L"a")});
     EXPECT_TRUE(walk(L"\\\\?\\D:\\"));
@@ -28,7 +28,7 @@ TEST_F(DirectoryWalkCallsTest, RootsWithAndWithoutABackslashGivePathsWithExactly
     EXPECT_EQ(found(), (Names(3, L"\\\\?\\D:\\Data\\a")));
 }
 
-TEST_F(DirectoryWalkCallsTest, ASubtreeIsFinishedBeforeTheFolderThatWasListedBeforeIt) {
+TEST_F(DirectoryWalkCallsTest, TheLastListedFolderIsWalkedFirstWithItsWholeSubtree) {
     listing(L"R:\\d\\*", {folder(L"1"), file(L"a"), folder(L"2"), folder(L"3"), file(L"b")});
     listing(L"R:\\d\\1\\*", {file(L"in1")});
     listing(L"R:\\d\\2\\*", {folder(L"x"), file(L"in2"), folder(L"y")});
@@ -104,7 +104,7 @@ TEST_F(DirectoryWalkCallsTest, AFolderThatCannotBeListedIsCountedAndItsSiblingsA
     EXPECT_EQ(closings(), (std::vector<int>{1, 1}));
 }
 
-TEST_F(DirectoryWalkCallsTest, AListingThatBreaksOffIsCountedAndKeepsWhatItGave) {
+TEST_F(DirectoryWalkCallsTest, AListingThatBreaksOffIsCountedAndItsEntriesAreKept) {
     listing(L"R:\\d\\*", {folder(L"inner"), file(L"a")}, ERROR_NETNAME_DELETED);
     listing(L"R:\\d\\inner\\*", {file(L"b")}, ERROR_ACCESS_DENIED);
     EXPECT_TRUE(walk(L"R:\\d"));

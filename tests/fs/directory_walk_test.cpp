@@ -78,7 +78,7 @@ TEST_F(DirectoryWalkTest, EveryFileBelowTheRootIsFoundOnce) {
     EXPECT_EQ(statistics.failures, 0u);
 }
 
-TEST_F(DirectoryWalkTest, CountersAndFilesAreAddedToThoseOfBefore) {
+TEST_F(DirectoryWalkTest, ASecondWalkAddsToTheFilesAndCounters) {
     make_files({L"a", L"x\\a"});
     EXPECT_TRUE(walk());
     EXPECT_TRUE(walk());

@@ -43,14 +43,14 @@ std::vector<std::wstring> generated_paths() {
     return paths;
 }
 
-TEST(ExclusionsTest, TheSystemFolderOfDriveCAndWhatIsBelowAreExcluded) {
+TEST(ExclusionsTest, TheSystemFolderOfDriveCAndEverythingBelowAreExcluded) {
     for (const std::wstring path :
          {L"C:\\Windows", L"c:\\WINDOWS\\", L"\\\\?\\C:\\Windows\\System32", L"C:/Windows/Temp",
           L"\\\\?\\C:\\windows", L"C:\\Windows\\\\"})
         EXPECT_TRUE(is_excluded_from(path, no_folders)) << ::testing::PrintToString(path);
 }
 
-TEST(ExclusionsTest, NamesThatOnlyResembleTheSystemFolderAreNot) {
+TEST(ExclusionsTest, PathsThatOnlyResembleTheSystemFolderAreNotExcluded) {
     for (const std::wstring path :
          {L"C:\\Windows.old", L"C:\\Win", L"C:\\WindowsApps\\x", L"C:\\Data\\Windows", L"C:\\",
           L"C:", L"Windows", L"C:Windows", L"\\Windows", L"C:\\\\Windows", L""})
@@ -63,7 +63,7 @@ TEST(ExclusionsTest, ASystemFolderOnAnotherDriveIsData) {
         EXPECT_FALSE(is_excluded_from(path, no_folders)) << ::testing::PrintToString(path);
 }
 
-TEST(ExclusionsTest, AnIndexFolderAndWhatIsBelowAreExcluded) {
+TEST(ExclusionsTest, AnIndexFolderAndEverythingBelowAreExcluded) {
     const Folders folders = {L"c:\\users\\u\\appdata\\local\\larkspine"};
     for (const std::wstring path :
          {L"C:\\Users\\u\\AppData\\Local\\Larkspine", L"C:/users/U/appdata/local/LARKSPINE/",
@@ -72,7 +72,7 @@ TEST(ExclusionsTest, AnIndexFolderAndWhatIsBelowAreExcluded) {
         EXPECT_TRUE(is_excluded_from(path, folders)) << ::testing::PrintToString(path);
 }
 
-TEST(ExclusionsTest, TheParentAndTheSiblingsOfAnIndexFolderAreNot) {
+TEST(ExclusionsTest, TheParentAndTheSiblingsOfAnIndexFolderAreNotExcluded) {
     const Folders folders = {L"c:\\users\\u\\appdata\\local\\larkspine"};
     for (const std::wstring path :
          {L"C:\\Users\\u\\AppData\\Local\\LarkspineData", L"C:\\Users\\u\\AppData\\Local",
@@ -100,7 +100,7 @@ TEST(ExclusionsTest, AnIndexFolderThatIsADriveRootExcludesTheRootAndNothingBelow
     EXPECT_FALSE(is_excluded_from(L"e:\\", folders));
 }
 
-TEST(ExclusionsTest, ASecondBackslashAfterADriveRootIsBelowIt) {
+TEST(ExclusionsTest, APathWithTwoBackslashesAfterAnExcludedDriveRootIsExcluded) {
     EXPECT_TRUE(is_excluded_from(L"d:\\\\x", Folders{L"d:\\"}));
 }
 

@@ -65,21 +65,21 @@ TEST(ExclusionsAllocationTest, AllButTheFirstTestOfTheProcessAllocateNothing) {
             << ::testing::PrintToString(path.substr(0, 80));
 }
 
-TEST(ExcludedPathTest, TheSystemFolderIsExcludedInThisProcessToo) {
+TEST(ExcludedPathTest, TheSystemFolderOfDriveCIsExcluded) {
     EXPECT_TRUE(is_excluded_path(L"C:\\Windows"));
     EXPECT_TRUE(is_excluded_path(L"\\\\?\\C:\\Windows\\System32"));
     EXPECT_FALSE(is_excluded_path(L"C:\\Windows.old"));
     EXPECT_FALSE(is_excluded_path(L"C:\\"));
 }
 
-TEST(ExcludedPathTest, TheIndexFoldersAreThoseOfTheFirstTestForTheLifeOfTheProcess) {
+TEST(ExcludedPathTest, AnIndexFolderNamedAfterTheFirstTestOfTheProcessIsNotExcluded) {
     (void)is_excluded_path(L"C:\\");
     const ScopedEnvironment changed(L"LARKSPINE_INDEX_DIRECTORY", L"Q:\\named later");
     EXPECT_FALSE(is_excluded_path(L"Q:\\named later"));
     EXPECT_FALSE(is_excluded_path(L"Q:\\named later\\index-0123456789abcdef.lsi"));
 }
 
-TEST(ExcludedPathTest, ThreadsThatAskAtOnceGetTheSameAnswers) {
+TEST(ExcludedPathTest, ConcurrentTestsGiveTheSameAnswers) {
     std::vector<int> wrong(4, 0);
     std::vector<std::thread> threads;
     for (int& count : wrong)

@@ -92,7 +92,7 @@ TEST_F(JournalChangesTest, EachReasonThatTouchesContentsDropsBothDigests) {
     }
 }
 
-TEST_F(JournalChangesTest, BasicInformationAndANewNameKeepTheDigestsAndAskForMetadata) {
+TEST_F(JournalChangesTest, ABasicChangeOrANewNameKeepsTheDigestsAndRequestsMetadata) {
     for (const std::uint32_t reason : {0x8000u, 0x2000u, 0x80002000u}) {
         changed_.clear();
         entry(10, root_reference, L"a");
@@ -105,7 +105,7 @@ TEST_F(JournalChangesTest, BasicInformationAndANewNameKeepTheDigestsAndAskForMet
 
 // The record says nothing of size and times: an entry that keeps the zeros it was made with would
 // be reported among the empty files.
-TEST_F(JournalChangesTest, AnEntryMadeByARecordAsksForMetadataWhateverTheReason) {
+TEST_F(JournalChangesTest, AnEntryMadeByARecordOfAnyReasonRequestsMetadata) {
     for (std::uint64_t bit = 0; bit < 32; ++bit) {
         const std::uint32_t reason = std::uint32_t{1} << bit;
         if (reason == 0x200)
@@ -117,14 +117,14 @@ TEST_F(JournalChangesTest, AnEntryMadeByARecordAsksForMetadataWhateverTheReason)
     EXPECT_TRUE(changed_.contains(200));
 }
 
-TEST_F(JournalChangesTest, AnEntryErasedAndMadeAgainAsksForMetadata) {
+TEST_F(JournalChangesTest, AnEntryErasedAndMadeAgainRequestsMetadata) {
     entry(10, root_reference, L"a");
     apply(10, 0x80000200);
     apply(10, 0x800);
     EXPECT_TRUE(changed_.contains(10));
 }
 
-TEST_F(JournalChangesTest, OtherReasonsOnlyStampAndRename) {
+TEST_F(JournalChangesTest, OtherReasonsSetNameAndParentAndKeepTheDigests) {
     for (const std::uint32_t reason : {0x10000u, 0x80u, 0x400u, 0x800u, 0x4000u, 0x80000000u}) {
         changed_.clear();
         entry(10, root_reference, L"a");
@@ -146,7 +146,7 @@ TEST_F(JournalChangesTest, TheOldHalfOfARenameLeavesNameAndParentAlone) {
     EXPECT_TRUE(changed_.empty());
 }
 
-TEST_F(JournalChangesTest, BothHalvesInOneRecordAreTheNewName) {
+TEST_F(JournalChangesTest, ARecordOfBothHalvesOfARenameSetsTheNewName) {
     entry(10, root_reference, L"a");
     apply(10, 0x3000, L"b", 99);
     EXPECT_EQ(records_.at(10).name, L"b");
@@ -186,7 +186,7 @@ TEST_F(JournalChangesTest, TheRootsOwnEntryKeepsItsFieldsAndGetsItsPath) {
     EXPECT_EQ(records_.at(root_reference).record_stamp, 7u);
 }
 
-TEST_F(JournalChangesTest, WhatDoesNotReachTheRootIsPruned) {
+TEST_F(JournalChangesTest, EntriesThatDoNotReachTheRootArePruned) {
     entry(10, 99, L"orphan");
     entry(11, 12, L"a", folder);
     entry(12, 11, L"b", folder);
@@ -197,7 +197,7 @@ TEST_F(JournalChangesTest, WhatDoesNotReachTheRootIsPruned) {
     EXPECT_TRUE(records_.contains(root_reference));
 }
 
-TEST_F(JournalChangesTest, ExcludedEntriesAndReparsePointsArePrunedButNotWhatLiesInALink) {
+TEST_F(JournalChangesTest, ExcludedEntriesAndReparsePointsArePruned) {
     entry(10, root_reference, L"Windows", folder);
     entry(11, 10, L"system.dll");
     entry(12, root_reference, L"Windows.old", folder);
@@ -214,7 +214,7 @@ TEST_F(JournalChangesTest, ExcludedEntriesAndReparsePointsArePrunedButNotWhatLie
 }
 
 // An index from a hostile hand may hold a chain of any length.
-TEST_F(JournalChangesTest, AVeryLongChainTakesNoStack) {
+TEST_F(JournalChangesTest, AVeryLongChainIsResolvedAndPrunedWhenItIsALoop) {
     constexpr std::uint64_t depth = 4'000;
     for (std::uint64_t i = 0; i < depth; ++i)
         entry(100 + i, i == 0 ? root_reference : 99 + i, L"d", folder);

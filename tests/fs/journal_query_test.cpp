@@ -86,7 +86,7 @@ TEST_F(UsnJournalCallsTest, AFailureThatFilledTheOutputIsStillAFailure) {
     EXPECT_FALSE(query_usn_journal(test_handle).has_value());
 }
 
-TEST_F(UsnJournalCallsTest, AShortDescriptionIsNone) {
+TEST_F(UsnJournalCallsTest, AnAnswerShorterThanTheDescriptionIsRefused) {
     for (const DWORD returned : {0u, 1u, 55u}) {
         journal_answers(TRUE, returned);
         EXPECT_FALSE(query_usn_journal(test_handle).has_value()) << returned;

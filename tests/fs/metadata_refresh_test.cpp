@@ -95,7 +95,7 @@ void PrintTo(const ChangedFile& changed, std::ostream* out) {
 class ChangedMetadataTest : public MetadataRefreshTest,
                             public ::testing::WithParamInterface<ChangedFile> {};
 
-TEST_P(ChangedMetadataTest, IsStoredAndCostsTheDigestsWhereTheContentsMayHaveChanged) {
+TEST_P(ChangedMetadataTest, NewMetadataIsStoredAndDropsTheDigestsIfTheContentsMayHaveChanged) {
     const std::uint64_t a = add(L"a");
     GetParam().change(volume, records.at(a));
     const FileCandidate before = records.at(a);
@@ -129,7 +129,7 @@ INSTANTIATE_TEST_SUITE_P(
                     },
                     true}));
 
-TEST_F(MetadataRefreshTest, OneDigestIsDroppedLikeTwo) {
+TEST_F(MetadataRefreshTest, ASingleDigestIsDroppedToo) {
     const std::uint64_t a = add(L"a");
     const std::uint64_t b = add(L"b");
     records.at(a).has_full_digest = false;
@@ -183,7 +183,7 @@ TEST_F(MetadataRefreshTest, AFileWithoutAccessIsErasedAndCounted) {
     expect_erased(a);
 }
 
-TEST_F(MetadataRefreshTest, OnlyTheAttributesOfTheChangedFilesAreAskedFor) {
+TEST_F(MetadataRefreshTest, OnlyTheAttributesOfTheChangedFilesAreQueried) {
     const std::uint64_t a = add(L"a");
     const std::uint64_t b = add(L"b");
     add(L"c");
@@ -200,7 +200,7 @@ TEST_F(MetadataRefreshTest, OnlyTheAttributesOfTheChangedFilesAreAskedFor) {
     EXPECT_EQ(levels, std::vector<GET_FILEEX_INFO_LEVELS>(2, GetFileExInfoStandard));
 }
 
-TEST_F(MetadataRefreshTest, FoldersAndUnknownReferencesAreNotAskedFor) {
+TEST_F(MetadataRefreshTest, FoldersAndUnknownReferencesAreNotQueried) {
     const std::uint64_t a = add(L"a");
     records.at(a).attributes |= FILE_ATTRIBUTE_DIRECTORY;
     const FileCandidate before = records.at(a);
@@ -246,7 +246,7 @@ TEST_F(MetadataRefreshTest, EveryPairOfQueriesIsAwaitedBeforeTheNext) {
     EXPECT_EQ(asked_for.size(), 20u);
 }
 
-TEST_F(MetadataRefreshTest, WhatAJobThrowsPassesThrough) {
+TEST_F(MetadataRefreshTest, AnExceptionOfAQueryReachesTheCaller) {
     const std::uint64_t a = add(L"a");
     hooks().GetFileAttributesExW = [](auto...) -> BOOL { throw std::bad_alloc(); };
     EXPECT_THROW((void)refresh({a}), std::bad_alloc);

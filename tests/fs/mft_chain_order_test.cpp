@@ -111,7 +111,7 @@ TEST_F(MftChainOrderTest, EachRecordIsFollowedInTheOrderOfTheMap) {
 }
 
 // A chain that is met at its end, before any folder above has its path.
-TEST_F(MftChainOrderTest, TheEndOfAChainCountsAsOneOfItsRecords) {
+TEST_F(MftChainOrderTest, AChainOf258FoldersVisitedFromItsEndLosesOneFolder) {
     constexpr std::uint64_t first = 1000;
     MftRecordMap met;
     met[root_reference];

@@ -89,7 +89,7 @@ class MftBadAnswerTest : public MftFailureTest,
                          public ::testing::WithParamInterface<std::tuple<BadAnswer, std::size_t>> {
 };
 
-TEST_P(MftBadAnswerTest, StopsTheEnumeration) {
+TEST_P(MftBadAnswerTest, ABadAnswerStopsTheEnumeration) {
     const auto& [answer, call] = GetParam();
     fill_several_answers();
     volume.plant(answer.fault(Request::list_table, call));
@@ -101,19 +101,19 @@ INSTANTIATE_TEST_SUITE_P(Table, MftBadAnswerTest,
                          ::testing::Combine(::testing::ValuesIn(bad_answers),
                                             ::testing::Values(0, 1)));
 
-TEST_F(MftFailureTest, WhatIsTooShortForAPlaceToGoOnIsNotLookedAt) {
+TEST_F(MftFailureTest, AnAnswerShorterThanItsContinuationFieldIsRefused) {
     volume.plant(claiming(Request::list_table, 0, 7));
     expect_given_up();
     EXPECT_EQ(progress.entries_seen, 0u);
 }
 
-TEST_F(MftFailureTest, ARecordThatFillsMoreThanThereWasRoomForIsRefused) {
+TEST_F(MftFailureTest, AnAnswerLargerThanTheBufferIsRefused) {
     claim_a_record_beyond_the_room(FSCTL_ENUM_USN_DATA);
     expect_given_up();
     EXPECT_EQ(volume.count(Request::list_table), 1u);
 }
 
-TEST_F(MftFailureTest, APlaceToGoOnIsUnsigned) {
+TEST_F(MftFailureTest, TheNextReferenceIsUnsigned) {
     volume.plant(going_on_at(Request::list_table, 0, std::numeric_limits<std::uint64_t>::max()));
     ASSERT_TRUE(enumerate());
     EXPECT_EQ(volume.calls(Request::list_table).at(1).table.StartFileReferenceNumber,
@@ -121,7 +121,7 @@ TEST_F(MftFailureTest, APlaceToGoOnIsUnsigned) {
     EXPECT_EQ(paths(), (Paths{L"", L"a.txt"}));
 }
 
-TEST_F(MftFailureTest, EightBytesAreTheEndOfTheTable) {
+TEST_F(MftFailureTest, AnAnswerWithoutRecordsEndsTheTable) {
     volume.plant(claiming(Request::list_table, 0, 8));
     ASSERT_TRUE(enumerate());
     EXPECT_EQ(volume.count(Request::list_table), 1u);
@@ -133,7 +133,7 @@ TEST_F(MftFailureTest, EightBytesAreTheEndOfTheTable) {
 class MftBadRecordTest : public MftFailureTest,
                          public ::testing::WithParamInterface<RecordDamage> {};
 
-TEST_P(MftBadRecordTest, AsTheLastOfALaterAnswerStopsTheEnumeration) {
+TEST_P(MftBadRecordTest, ADamagedLastRecordOfALaterAnswerStopsTheEnumeration) {
     fill_several_answers();
     volume.plant(damaging(Request::list_table, 1, GetParam(), last_record));
     expect_given_up();
@@ -191,7 +191,7 @@ class MftChainTest : public MftFailureTest {
 
 class MftShortChainTest : public MftChainTest, public ::testing::WithParamInterface<std::size_t> {};
 
-TEST_P(MftShortChainTest, IsFollowedToItsEnd) {
+TEST_P(MftShortChainTest, AChainOfUpTo257FoldersIsFollowedToItsEnd) {
     const std::uint64_t reference = make_chain(GetParam());
     PathCache cache = {{root_reference, volume.root()}};
     const MftRecordMap table_records = records();
@@ -207,7 +207,7 @@ TEST_P(MftShortChainTest, IsFollowedToItsEnd) {
 
 INSTANTIATE_TEST_SUITE_P(UpToTheBound, MftShortChainTest, ::testing::Values(1, 2, 255, 256, 257));
 
-TEST_F(MftChainTest, OneFolderTooDeepHasNoPathAndCachesNothing) {
+TEST_F(MftChainTest, AFolderOneLevelTooDeepHasNoPathAndCachesNothing) {
     const std::uint64_t reference = make_chain(258);
     PathCache cache = {{root_reference, volume.root()}};
     const MftRecordMap table_records = records();
@@ -216,7 +216,7 @@ TEST_F(MftChainTest, OneFolderTooDeepHasNoPathAndCachesNothing) {
 }
 
 // Whether the deepest folder is met before one above it is up to the order of the map.
-TEST_F(MftChainTest, OneFolderTooDeepIsAnEntryOrCounted) {
+TEST_F(MftChainTest, AFolderOneLevelTooDeepIsEitherAnEntryOrAFailure) {
     make_chain(258);
     ASSERT_TRUE(enumerate());
     EXPECT_LE(statistics.failures, 1u);
@@ -244,7 +244,7 @@ TEST_F(MftMetadataTest, AFileThatVanishedIsLeftOutAndCounted) {
     EXPECT_EQ(queried(), (Paths{L"a.txt", L"f\\b", L"f\\c"}));
 }
 
-TEST_F(MftMetadataTest, OfManyFilesThoseThatVanishedAreLeftOutAndTheOthersKeepTheirOrder) {
+TEST_F(MftMetadataTest, VanishedFilesAreLeftOutAndTheOthersKeepTheirOrder) {
     for (int i = 0; i < 30; ++i)
         volume.write(L"g\\" + std::to_wstring(10 + i),
                      std::string(static_cast<std::size_t>(i), 'x'));
@@ -265,7 +265,7 @@ TEST_F(MftMetadataTest, OfManyFilesThoseThatVanishedAreLeftOutAndTheOthersKeepTh
     EXPECT_EQ(statistics.failures, 6u);
 }
 
-TEST_F(MftMetadataTest, AFolderIsNeverRemoved) {
+TEST_F(MftMetadataTest, AFolderThatVanishesStaysAnEntry) {
     volume.plant(doing(Request::query_attributes, 0, [this] { volume.remove_tree(L"f"); }));
     ASSERT_TRUE(enumerate());
     EXPECT_EQ(paths().size(), 1u + 1u + statistics.files) << "the root, the folder, what was there";

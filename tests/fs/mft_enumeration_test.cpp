@@ -63,7 +63,7 @@ TEST_F(MftEnumerationTest, EveryFolderAndFileBecomesAnEntry) {
     EXPECT_EQ(progress.entries_seen, 6u) << "the root's own record too";
 }
 
-TEST_F(MftEnumerationTest, TheSnapshotIsStampedWithTheJournalOfBeforeTheEnumeration) {
+TEST_F(MftEnumerationTest, TheSnapshotIsStampedWithTheJournalPositionBeforeTheEnumeration) {
     volume.write(L"a.txt", "one");
     const USN_JOURNAL_DATA_V0 before = volume.journal();
     volume.plant(doing(Request::list_table, 0, [this] { volume.write(L"late.txt", "x"); }));
@@ -102,7 +102,7 @@ TEST_F(MftEnumerationTest, TheRootIsTheFirstEntryAndItsOwnParent) {
     EXPECT_TRUE(same_entry(snapshot.entries.at(0), listed(L"")));
 }
 
-TEST_F(MftEnumerationTest, WhatWasInTheSnapshotBeforeIsGone) {
+TEST_F(MftEnumerationTest, EarlierEntriesOfTheSnapshotAreGone) {
     volume.write(L"a.txt", "one");
     snapshot = snapshot_of(L"old", {full_entry(L"old\\x", L"x")});
     ASSERT_TRUE(enumerate());
@@ -117,7 +117,7 @@ TEST_F(MftEnumerationTest, TheFoldersFoundAreCountedAnewAndFailuresAreAdded) {
     EXPECT_EQ(counts(), (Counts{1, 0, 0, 3, 1}));
 }
 
-TEST_F(MftEnumerationTest, OnlyTheVolumeItsRootAndTheAttributesOfFilesAreAskedFor) {
+TEST_F(MftEnumerationTest, OnlyTheVolumeItsRootAndTheAttributesOfFilesAreQueried) {
     volume.write(L"a", "one");
     volume.write(L"f\\b", "two");
     ASSERT_TRUE(enumerate());
@@ -168,7 +168,7 @@ TEST_F(MftEnumerationTest, OneAlignedBufferServesTheWholeEnumeration) {
     expect_one_aligned_buffer(buffers, 3);
 }
 
-TEST_F(MftEnumerationTest, ARecordChangedAtTheBoundIsListedAndOneBeyondIsNot) {
+TEST_F(MftEnumerationTest, ARecordChangedAtTheUpperUsnIsListedAndALaterOneIsNot) {
     const std::int64_t next = volume.journal().NextUsn;
     const auto folder_at = [&](std::uint64_t number, std::int64_t usn, const wchar_t* name) {
         volume.plant_record(
@@ -181,7 +181,7 @@ TEST_F(MftEnumerationTest, ARecordChangedAtTheBoundIsListedAndOneBeyondIsNot) {
     EXPECT_EQ(statistics.failures, 0u);
 }
 
-TEST_F(MftEnumerationTest, OfSeveralRecordsOfOneReferenceTheLastStays) {
+TEST_F(MftEnumerationTest, TheLastOfSeveralRecordsOfOneReferenceWins) {
     volume.make_folder(L"first");
     volume.plant_record(
         {volume.reference_of(L"first"), root_reference, 0, 0, 0, 0, 0, folder_attribute, L"last"});
@@ -210,7 +210,7 @@ TEST_F(MftEnumerationTest, ReparsePointsAreLeftOutUncounted) {
 
 // Only the record itself says that it is one; a folder of the cloud is one and holds ordinary
 // files.
-TEST_F(MftEnumerationTest, WhatLiesBelowAReparsePointIsListed) {
+TEST_F(MftEnumerationTest, EntriesBelowAReparsePointAreListed) {
     const std::uint64_t cloud = volume.plant_child(root_reference, L"cloud", 0x410);
     volume.plant_child(cloud, L"below", folder_attribute);
     ASSERT_TRUE(enumerate());
@@ -273,12 +273,12 @@ TEST_F(MftOnDriveCTest, AFolderAsRootIsRefusedBeforeAnyCall) {
 }
 
 // Tables without a record of the root.
-class MftOfABareTableTest : public MftEnumerationTest {
+class MftWithoutRootRecordTest : public MftEnumerationTest {
   protected:
-    MftOfABareTableTest() : MftEnumerationTest(without_root_record()) {}
+    MftWithoutRootRecordTest() : MftEnumerationTest(without_root_record()) {}
 };
 
-TEST_F(MftOfABareTableTest, AnEmptyTableEndsAtTheFirstCallAndLeavesTheRootAlone) {
+TEST_F(MftWithoutRootRecordTest, TheRootIsTheOnlyEntryOfAnEmptyTable) {
     ASSERT_TRUE(enumerate());
     EXPECT_EQ(volume.calls(Request::list_table).at(0).error, DWORD{ERROR_HANDLE_EOF});
     EXPECT_EQ(paths(), Paths{L""});
@@ -286,7 +286,7 @@ TEST_F(MftOfABareTableTest, AnEmptyTableEndsAtTheFirstCallAndLeavesTheRootAlone)
     EXPECT_TRUE(statistics.mft_used);
 }
 
-TEST_F(MftOfABareTableTest, ThePathsBeginAtTheRootAllTheSame) {
+TEST_F(MftWithoutRootRecordTest, PathsBeginAtTheRootEvenWithoutItsRecord) {
     volume.write(L"f\\a", "x");
     ASSERT_TRUE(enumerate());
     EXPECT_EQ(paths(), (Paths{L"", L"f", L"f\\a"}));

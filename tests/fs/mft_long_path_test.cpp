@@ -61,7 +61,7 @@ TEST_F(MftLongPathTest, AFileWithTheLongestPathIsAnEntryThatTheIndexKeeps) {
 
 // Folders can be moved to below others until no call reaches them. The table lists them all the
 // same, and folders are not asked about.
-TEST_F(MftLongPathTest, AFolderBeyondTheLimitOfTheIndexMakesItUnfitToKeep) {
+TEST_F(MftLongPathTest, ASnapshotWithAFolderBeyondThePathLimitIsNotEncoded) {
     add(32'768, FILE_ATTRIBUTE_DIRECTORY);
     ASSERT_TRUE(enumerate());
     EXPECT_TRUE(encode_index(snapshot).has_value());

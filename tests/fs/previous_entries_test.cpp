@@ -55,17 +55,17 @@ TEST(PreviousEntriesTest, EntriesAreFoundInTheirOrderAndInAnyOther) {
     EXPECT_EQ(found_for({L"a"}, {}), (Places{-1}));
 }
 
-TEST(PreviousEntriesTest, OnePathMayBeAskedForTwice) {
+TEST(PreviousEntriesTest, APathLookedUpTwiceIsFoundTwice) {
     EXPECT_EQ(found_for({L"a", L"a", L"b", L"b"}, {L"a", L"b"}), (Places{0, 0, 1, 1}));
 }
 
-TEST(PreviousEntriesTest, OfEntriesThatAreSpelledAlikeTheFirstIsFound) {
+TEST(PreviousEntriesTest, TheFirstOfSeveralEntriesSpelledAlikeIsFound) {
     EXPECT_EQ(found_for({L"a", L"a"}, {L"a", L"a"}), (Places{0, 0}));
     EXPECT_EQ(found_for({L"a", L"b", L"a"}, {L"a", L"b", L"a"}), (Places{0, 1, 0}));
     EXPECT_EQ(found_for({L"b", L"a"}, {L"a", L"b", L"a"}), (Places{1, 0}));
 }
 
-TEST(PreviousEntriesTest, OfSeveralSpellingsTheOneAskedForIsFoundOrNone) {
+TEST(PreviousEntriesTest, AmongSeveralSpellingsOnlyTheExactOneIsFound) {
     EXPECT_EQ(found_for({L"A", L"a"}, {L"A", L"a"}), (Places{0, 1}));
     EXPECT_EQ(found_for({L"a", L"A"}, {L"A", L"a"}), (Places{1, 0}));
     EXPECT_EQ(found_for({L"AB", L"ab"}, {L"Ab", L"aB", L"ab"}), (Places{-1, 2}));
@@ -78,7 +78,7 @@ TEST(PreviousEntriesTest, AnIndexTellsWhetherASpellingIsRepeated) {
     EXPECT_TRUE(PathIndex(entries_at({L"a", L"b", L"a"})).has_repeated_spelling());
 }
 
-TEST(PreviousEntriesTest, PathsAreMetAsNewAndThenAsKnown) {
+TEST(PreviousEntriesTest, EachPathIsNewOnceAndKnownAfterwards) {
     for (const std::size_t files_in_a_folder : {1, 25, 100'000}) {
         Paths paths;
         for (std::size_t i = 0; i < 100'000; ++i) {
@@ -94,7 +94,7 @@ TEST(PreviousEntriesTest, PathsAreMetAsNewAndThenAsKnown) {
     }
 }
 
-TEST(PreviousEntriesTest, AGrowingFolderKeepsItsOwnNamesApartFromThoseOfTheFolderBefore) {
+TEST(PreviousEntriesTest, ALargeFolderKeepsItsNamesApartFromThoseOfAnEarlierFolder) {
     // The names of the first folder come last in the second, behind all growing.
     Paths paths;
     for (wchar_t name = 0x100; name < 0x11D; ++name)
@@ -108,7 +108,7 @@ TEST(PreviousEntriesTest, AGrowingFolderKeepsItsOwnNamesApartFromThoseOfTheFolde
         EXPECT_FALSE(met.add(paths[i]));
 }
 
-TEST(PreviousEntriesTest, APathIsMetAgainWhereverItsFolderStands) {
+TEST(PreviousEntriesTest, ARepeatedPathIsRecognisedAfterOtherFolders) {
     detail::MetPaths met;
     EXPECT_TRUE(met.add(L"a"));
     EXPECT_FALSE(met.add(L"a"));
@@ -257,7 +257,7 @@ class FakeIdentities {
     Paths asked;
 };
 
-TEST(PreviousEntriesTest, RandomSnapshotsInheritWhatMapsOfAllEntriesSay) {
+TEST(PreviousEntriesTest, RandomSnapshotsInheritTheSameAsWithPlainMaps) {
     std::size_t inherited = 0;
     std::size_t identified = 0;
     for (std::uint64_t seed = 0; seed < 20'000; ++seed) {

@@ -66,7 +66,7 @@ TEST_F(RecordPathsTest, AMissingRecordOrParentGivesNoPathAndIsNotKept) {
     EXPECT_EQ(cache_.size(), 1u);
 }
 
-TEST_F(RecordPathsTest, ALoopGivesNoPathForWhoeverRunsIntoIt) {
+TEST_F(RecordPathsTest, RecordsInOrBelowALoopHaveNoPath) {
     add(10, 11, L"a");
     add(11, 10, L"b");
     add(12, 10, L"file");
@@ -84,7 +84,7 @@ TEST_F(RecordPathsTest, AChainOf257UnknownRecordsIsFollowedAndOneOf258IsNot) {
     }
 }
 
-TEST_F(RecordPathsTest, WhatIsKeptShortensALongChain) {
+TEST_F(RecordPathsTest, ACachedPathMakesALongerChainResolvable) {
     add_chain(100, 400, root_reference);
     ASSERT_EQ(resolve(100), std::nullopt);
     ASSERT_TRUE(resolve(300).has_value());

@@ -49,7 +49,7 @@ class UsnDeltaReadingTest : public DeltaVolumeTest {
 
 // ---- reading ------------------------------------------------------------------------------------
 
-TEST_F(UsnDeltaReadingTest, OnlyTheRootTheJournalAndChangedFilesAreAskedFor) {
+TEST_F(UsnDeltaReadingTest, OnlyTheRootTheJournalAndChangedFilesAreQueried) {
     volume.append(L"a", "x");
     ASSERT_TRUE(apply());
     EXPECT_EQ(volume.requests(),
@@ -59,7 +59,7 @@ TEST_F(UsnDeltaReadingTest, OnlyTheRootTheJournalAndChangedFilesAreAskedFor) {
     EXPECT_EQ(volume.paths(Request::open_file), Paths{L""});
 }
 
-TEST_F(UsnDeltaReadingTest, TheJournalIsAskedForEveryReasonWithoutWaiting) {
+TEST_F(UsnDeltaReadingTest, TheJournalIsReadForEveryReasonWithoutWaiting) {
     const std::int64_t start = snapshot.next_usn;
     volume.append(L"a", "x");
     ASSERT_TRUE(apply());
@@ -75,7 +75,7 @@ TEST_F(UsnDeltaReadingTest, TheJournalIsAskedForEveryReasonWithoutWaiting) {
     EXPECT_EQ(call.journal.UsnJournalID, volume.journal().UsnJournalID);
 }
 
-TEST_F(UsnDeltaReadingTest, EachAnswerGoesOnWhereTheLastOneEnded) {
+TEST_F(UsnDeltaReadingTest, EachReadContinuesWhereTheLastEnded) {
     const std::int64_t start = snapshot.next_usn;
     journal_several_answers();
     volume.append(L"a", "at the end");
@@ -105,7 +105,7 @@ TEST_F(UsnDeltaReadingTest, OneAlignedBufferServesTheWholeReading) {
     expect_one_aligned_buffer(buffers, 3);
 }
 
-TEST_F(UsnDeltaReadingTest, WithNothingToReadTheSnapshotStaysAndNothingIsRead) {
+TEST_F(UsnDeltaReadingTest, WithoutNewRecordsTheJournalIsNotReadAndTheSnapshotStays) {
     const detail::IndexSnapshot before = snapshot;
     ASSERT_TRUE(apply());
     EXPECT_FALSE(changed);
@@ -136,14 +136,14 @@ TEST_F(UsnDeltaReadingTest, TheSnapshotIsStampedWithThePositionOfTheQuery) {
 
 // ---- refusals -----------------------------------------------------------------------------------
 
-TEST_F(UsnDeltaReadingTest, WhenItsRecordsWerePurgedNothingIsRead) {
+TEST_F(UsnDeltaReadingTest, ASnapshotWhoseRecordsWerePurgedIsRefusedUnread) {
     volume.append(L"a", "x");
     volume.purge_journal();
     volume.append(L"a", "y");
     expect_refused_unread();
 }
 
-TEST_F(UsnDeltaReadingTest, TheOldestRecordThatIsLeftIsEarlyEnough) {
+TEST_F(UsnDeltaReadingTest, ASnapshotAtTheStartOfTheJournalIsUpdated) {
     volume.purge_journal();
     ASSERT_EQ(volume.journal().FirstUsn, snapshot.next_usn);
     volume.append(L"a", "x");
@@ -189,7 +189,7 @@ class UsnDeltaBadAnswerTest
     : public UsnDeltaReadingTest,
       public ::testing::WithParamInterface<std::tuple<BadAnswer, std::size_t>> {};
 
-TEST_P(UsnDeltaBadAnswerTest, StopsTheDelta) {
+TEST_P(UsnDeltaBadAnswerTest, ABadAnswerStopsTheDelta) {
     const auto& [answer, call] = GetParam();
     journal_several_answers();
     volume.plant(answer.fault(Request::read_journal, call));
@@ -201,26 +201,26 @@ INSTANTIATE_TEST_SUITE_P(Journal, UsnDeltaBadAnswerTest,
                          ::testing::Combine(::testing::ValuesIn(bad_answers),
                                             ::testing::Values(0, 1)));
 
-TEST_F(UsnDeltaReadingTest, APlaceToGoOnIsSigned) {
+TEST_F(UsnDeltaReadingTest, TheNextUsnIsSigned) {
     volume.append(L"a", "x");
     volume.plant(going_on_at(Request::read_journal, 0, 0x8000'0000'0000'0000));
     expect_refused();
 }
 
-TEST_F(UsnDeltaReadingTest, WhatIsTooShortForAPlaceToGoOnIsNotLookedAt) {
+TEST_F(UsnDeltaReadingTest, AnAnswerShorterThanItsContinuationFieldIsRefused) {
     volume.append(L"a", "x");
     volume.plant(claiming(Request::read_journal, 0, 7));
     expect_refused();
     EXPECT_EQ(progress.entries_seen, 0u);
 }
 
-TEST_F(UsnDeltaReadingTest, ARecordThatFillsMoreThanThereWasRoomForIsRefused) {
+TEST_F(UsnDeltaReadingTest, AnAnswerLargerThanTheBufferIsRefused) {
     volume.append(L"a", "x");
     claim_a_record_beyond_the_room(FSCTL_READ_USN_JOURNAL);
     expect_refused();
 }
 
-TEST_F(UsnDeltaReadingTest, AnAnswerWithoutRecordsThatGetsOnIsAccepted) {
+TEST_F(UsnDeltaReadingTest, AnAnswerWithoutRecordsThatAdvancesIsAccepted) {
     volume.append(L"a", "x");
     volume.plant(claiming(Request::read_journal, 0, 8));
     ASSERT_TRUE(apply());
@@ -231,7 +231,7 @@ TEST_F(UsnDeltaReadingTest, AnAnswerWithoutRecordsThatGetsOnIsAccepted) {
 class UsnDeltaBadRecordTest : public UsnDeltaReadingTest,
                               public ::testing::WithParamInterface<RecordDamage> {};
 
-TEST_P(UsnDeltaBadRecordTest, AsTheLastOfTheJournalStopsTheDelta) {
+TEST_P(UsnDeltaBadRecordTest, ADamagedLastRecordStopsTheDelta) {
     volume.append(L"a", "x");
     volume.append(L"f\\b", "x");
     volume.plant(damaging(Request::read_journal, 0, GetParam(), last_record));

@@ -27,7 +27,7 @@ class UsnDeltaLostNamesTest : public DeltaVolumeTest {
     }
 };
 
-TEST_F(UsnDeltaLostNamesTest, ANameThatAnotherFileHasTakenIsThatFilesAlone) {
+TEST_F(UsnDeltaLostNamesTest, ALostNameThatARenamedFileTookBelongsToThatFileAlone) {
     const std::uint64_t taker = volume.reference_of(L"other");
     volume.remove(L"f\\lost");
     volume.rename(L"other", L"f\\lost");
@@ -38,7 +38,7 @@ TEST_F(UsnDeltaLostNamesTest, ANameThatAnotherFileHasTakenIsThatFilesAlone) {
     EXPECT_TRUE(changed);
 }
 
-TEST_F(UsnDeltaLostNamesTest, SoItIsWhenTheOtherFileComesInALaterRun) {
+TEST_F(UsnDeltaLostNamesTest, ALostNameThatANewFileTakesBeforeALaterDeltaBelongsToThatFileAlone) {
     volume.remove(L"f\\lost");
     ASSERT_TRUE(apply());
     volume.write(L"f\\lost", "new");
@@ -48,7 +48,7 @@ TEST_F(UsnDeltaLostNamesTest, SoItIsWhenTheOtherFileComesInALaterRun) {
     EXPECT_TRUE(changed);
 }
 
-TEST_F(UsnDeltaLostNamesTest, AFileThatTheSnapshotDidNotHoldDoesNotComeInUnderALostName) {
+TEST_F(UsnDeltaLostNamesTest, AFileMissingFromTheSnapshotIsNotAddedUnderALostName) {
     std::erase_if(snapshot.entries, [](const auto& held) { return held.name == L"kept"; });
     volume.remove(L"f\\lost");
     volume.write(L"f\\lost", "new");
@@ -58,7 +58,7 @@ TEST_F(UsnDeltaLostNamesTest, AFileThatTheSnapshotDidNotHoldDoesNotComeInUnderAL
     EXPECT_EQ(asked_for, Paths{L"f\\lost"}) << "once, for the file that is there";
 }
 
-TEST_F(UsnDeltaLostNamesTest, NamesOfOtherFoldersAndOtherCaseStay) {
+TEST_F(UsnDeltaLostNamesTest, EntriesOfTheSameNameInAnotherFolderOrCaseStay) {
     volume.write(L"f\\kept", "text");
     volume.append_to_journal({volume.reference_of(L"other"), root_reference, 0, 0, 0x800, 0, 0,
                               FILE_ATTRIBUTE_ARCHIVE, L"KEPT"});

@@ -95,7 +95,7 @@ TEST_F(UsnDeltaPruningTest, AFolderThatBecomesAReparsePointIsGone) {
 }
 
 // Its folder is no entry, so that no chain of parents leads from it to the root.
-TEST_F(UsnDeltaPruningTest, WhatTheEnumerationListedBelowAReparsePointIsGone) {
+TEST_F(UsnDeltaPruningTest, EntriesListedBelowAReparsePointAreGone) {
     const std::uint64_t cloud = volume.plant_child(root_reference, L"cloud", 0x410);
     volume.plant_child(cloud, L"below", folder_attribute);
     enumerate_with_digests();
@@ -155,7 +155,7 @@ TEST_F(UsnDeltaPruningTest, AChangedFileThatBecameAFolderIsGoneUntilTheNextDelta
 
 // The table leaves out the folder, whose record is too new, so that what it holds leads nowhere;
 // the journal then tells of the folder alone. Only another enumeration finds the rest.
-TEST_F(UsnDeltaPruningTest, WhatAFolderHoldsThatChangedDuringTheEnumerationIsNotFoundByADelta) {
+TEST_F(UsnDeltaPruningTest, FilesOfAFolderRenamedDuringTheEnumerationAreNotFoundByADelta) {
     volume.plant(doing(Request::list_table, 0, [this] { volume.rename(L"f", L"h"); }));
     enumerate_with_digests();
     EXPECT_EQ(paths(), (Paths{L"", L"a"}));
@@ -190,7 +190,7 @@ TEST_F(UsnDeltaOnDriveCTest, AFileMadeInAnIndexFolderIsNoEntry) {
 }
 
 // Its own record makes an entry of the folder, to which the chain of parents then leads.
-TEST_F(UsnDeltaOnDriveCTest, AnExcludedFolderThatChangesIsNoEntryAndNorIsWhatItHolds) {
+TEST_F(UsnDeltaOnDriveCTest, AnExcludedFolderThatChangesIsPrunedWithItsFiles) {
     volume.write(L"Windows\\new", "x");
     volume.set_attributes(L"Windows", FILE_ATTRIBUTE_HIDDEN);
     expect_unchanged_by(5);
@@ -205,7 +205,7 @@ TEST_F(UsnDeltaOnDriveCTest, AFolderThatGetsAnExcludedNameIsGoneWithAllBelow) {
     EXPECT_EQ(statistics.failures, 0u);
 }
 
-TEST_F(UsnDeltaOnDriveCTest, WhatIsMovedIntoAnExcludedFolderIsGone) {
+TEST_F(UsnDeltaOnDriveCTest, AFolderMovedIntoAnExcludedOneIsGone) {
     volume.move(L"f", L"Windows");
     ASSERT_TRUE(apply());
     // Windows itself is no entry, so that nothing below it reaches the root.
@@ -221,7 +221,7 @@ TEST_F(UsnDeltaOnDriveCTest, AFileMovedOutOfAnExcludedFolderIsAnEntry) {
 }
 
 // What it holds has no entries and no records: only a full enumeration finds it.
-TEST_F(UsnDeltaOnDriveCTest, OfAFolderMovedOutOfAnExcludedOneOnlyTheFolderIsAnEntry) {
+TEST_F(UsnDeltaOnDriveCTest, AFolderMovedOutOfAnExcludedOneIsAnEntryWithoutItsFiles) {
     volume.move(L"Windows\\sub", L"");
     ASSERT_TRUE(apply());
     EXPECT_EQ(paths(), (Paths{L"", L"a", L"f", L"f\\b", L"sub"}));

@@ -31,7 +31,7 @@ class UsnDeltaTest : public DeltaVolumeTest {
 
 // ---- contents -----------------------------------------------------------------------------------
 
-TEST_F(UsnDeltaTest, AnOverwrittenFileLosesItsDigestsAndNoOtherIsAskedFor) {
+TEST_F(UsnDeltaTest, AnOverwrittenFileLosesItsDigestsAndNoOtherIsQueried) {
     volume.overwrite(L"f\\b", 1, "X");
     ASSERT_TRUE(apply());
     expect_as_enumerated();
@@ -49,7 +49,7 @@ TEST_F(UsnDeltaTest, ALongerFileHasItsNewSize) {
     EXPECT_EQ(without_digests(), Paths{L"a"});
 }
 
-TEST_F(UsnDeltaTest, ARewrittenFileIsAskedForOnceHoweverManyRecordsItHas) {
+TEST_F(UsnDeltaTest, ARewrittenFileWithManyRecordsIsQueriedOnce) {
     for (const char* contents : {"1", "22", "333"})
         volume.write(L"a", contents);
     ASSERT_TRUE(apply());
@@ -58,7 +58,7 @@ TEST_F(UsnDeltaTest, ARewrittenFileIsAskedForOnceHoweverManyRecordsItHas) {
     EXPECT_EQ(asked_for, Paths{L"a"});
 }
 
-TEST_F(UsnDeltaTest, AFileThatIsStillOpenIsUpToDateAllTheSame) {
+TEST_F(UsnDeltaTest, AChangedFileThatIsStillOpenIsUpToDate) {
     volume.open(L"a");
     volume.append(L"a", "more");
     ASSERT_TRUE(apply());
@@ -104,7 +104,7 @@ TEST_F(UsnDeltaTest, AnotherWriteTimeCostsTheDigests) {
     EXPECT_EQ(without_digests(), Paths{L"a"});
 }
 
-TEST_F(UsnDeltaTest, AFolderWithChangedAttributesIsNotAskedFor) {
+TEST_F(UsnDeltaTest, AFolderWithChangedAttributesIsNotQueried) {
     volume.set_attributes(L"f", FILE_ATTRIBUTE_HIDDEN);
     ASSERT_TRUE(apply());
     expect_as_enumerated();
@@ -114,7 +114,7 @@ TEST_F(UsnDeltaTest, AFolderWithChangedAttributesIsNotAskedFor) {
     volume.set_attributes(L"f", FILE_ATTRIBUTE_NORMAL);
 }
 
-TEST_F(UsnDeltaTest, AChangeOfNoInterestIsOnlyStamped) {
+TEST_F(UsnDeltaTest, ASecurityChangeOnlyUpdatesTheStamp) {
     constexpr std::uint32_t security_change = 0x800;
     const std::int64_t usn =
         volume.append_to_journal({volume.reference_of(L"a"), root_reference, 0, 0, security_change,
@@ -165,7 +165,7 @@ TEST_F(UsnDeltaTest, ANewFileInNewFoldersIsAnEntryWithoutDigests) {
     EXPECT_EQ(counts(), (Counts{5, 4, 0, 0, 9}));
 }
 
-TEST_F(UsnDeltaTest, ADeletedFileIsGoneAndNothingIsAskedFor) {
+TEST_F(UsnDeltaTest, ADeletedFileIsGoneAndNothingIsQueried) {
     volume.remove(L"f\\b");
     ASSERT_TRUE(apply());
     expect_as_enumerated();
@@ -193,7 +193,7 @@ TEST_F(UsnDeltaTest, AReusedRecordIsAnotherFile) {
     EXPECT_EQ(without_digests(), Paths{L"new"});
 }
 
-TEST_F(UsnDeltaTest, ManyChangesAtOnceComeOutAsAFreshEnumeration) {
+TEST_F(UsnDeltaTest, ManyChangesAtOnceGiveTheSameAsAFreshEnumeration) {
     volume.rename(L"f", L"h");
     volume.write(L"h\\g\\new", "1");
     volume.rename(L"h\\g", L"g");
@@ -243,7 +243,7 @@ TEST_F(UsnDeltaTest, AFileThatLostOneOfItsNamesIsKnownByTheLostOne) {
     EXPECT_EQ(statistics.failures, 0u);
 }
 
-TEST_F(UsnDeltaTest, AFileThatLostANameAndIsWrittenToIsFoundAgain) {
+TEST_F(UsnDeltaTest, AFileWrittenAfterItLostALinkIsListedUnderTheRemainingName) {
     volume.link(L"a", L"f\\link");
     enumerate_with_digests();
     volume.remove(L"f\\link");
@@ -252,7 +252,7 @@ TEST_F(UsnDeltaTest, AFileThatLostANameAndIsWrittenToIsFoundAgain) {
     expect_as_enumerated();
 }
 
-TEST_F(UsnDeltaTest, AFileThatIsWrittenToAndThenLosesANameIsNotFound) {
+TEST_F(UsnDeltaTest, AFileWrittenBeforeItLostALinkIsErasedAndCounted) {
     volume.link(L"a", L"f\\link");
     enumerate_with_digests();
     volume.append(L"a", "more");

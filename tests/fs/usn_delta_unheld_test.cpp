@@ -58,7 +58,7 @@ class UsnDeltaUnheldTest : public DeltaVolumeTest {
     }
 };
 
-TEST_F(UsnDeltaUnheldTest, AFileThatWasUnreadableComesInWithItsNextRecord) {
+TEST_F(UsnDeltaUnheldTest, AFileThatWasUnreadableIsAddedByItsNextRecord) {
     volume.write(L"f\\a", "text");
     expect_brought_in(L"f\\a", [this] {
         volume.plant(failing_at(Request::query_attributes, L"f\\a", ERROR_ACCESS_DENIED));
@@ -67,7 +67,7 @@ TEST_F(UsnDeltaUnheldTest, AFileThatWasUnreadableComesInWithItsNextRecord) {
     });
 }
 
-TEST_F(UsnDeltaUnheldTest, AFileThatWasAReparsePointComesInWhenItIsNoneAnyMore) {
+TEST_F(UsnDeltaUnheldTest, AFileIsAddedWhenItIsNoLongerAReparsePoint) {
     volume.write(L"f\\a", "text");
     volume.set_reparse_point(L"f\\a", true);
     enumerate_with_digests();
@@ -83,7 +83,7 @@ TEST_F(UsnDeltaUnheldTest, AFileThatWasAReparsePointComesInWhenItIsNoneAnyMore) 
     expect_as_enumerated();
 }
 
-TEST_F(UsnDeltaUnheldTest, AHeldFileThatBecomesAReparsePointLeavesAndComesBackWithItsSize) {
+TEST_F(UsnDeltaUnheldTest, AFileThatIsAReparsePointForATimeReturnsWithItsSize) {
     volume.write(L"f\\a", "text");
     enumerate_with_digests();
     volume.set_reparse_point(L"f\\a", true);
@@ -104,7 +104,7 @@ class UsnDeltaExcludedTest : public UsnDeltaUnheldTest {
     UsnDeltaExcludedTest() : UsnDeltaUnheldTest(on_drive(L'C')) {}
 };
 
-TEST_F(UsnDeltaExcludedTest, AFileWhoseFolderWasExcludedComesInWithItsNextRecord) {
+TEST_F(UsnDeltaExcludedTest, AFileWhoseFolderWasExcludedIsAddedByItsNextRecord) {
     volume.write(L"Windows\\a", "text");
     volume.make_folder(L"f");
     expect_brought_in(L"f\\Old\\a", [this] {
@@ -115,13 +115,13 @@ TEST_F(UsnDeltaExcludedTest, AFileWhoseFolderWasExcludedComesInWithItsNextRecord
     });
 }
 
-TEST_F(UsnDeltaExcludedTest, AFileKnownByAnExcludedNameComesInUnderTheNameOfItsRecord) {
+TEST_F(UsnDeltaExcludedTest, AFileListedUnderAnExcludedNameIsAddedUnderTheNameOfItsRecord) {
     volume.write(L"Windows\\a", "text");
     volume.link(L"Windows\\a", L"f\\b");
     expect_brought_in(L"f\\b", [this] { enumerate_with_digests(); });
 }
 
-TEST_F(UsnDeltaExcludedTest, ALinkOutOfAnExcludedFolderBringsTheFileIn) {
+TEST_F(UsnDeltaExcludedTest, ALinkOutsideItsExcludedFolderAddsTheFile) {
     volume.write(L"Windows\\a", "text");
     enumerate_with_digests();
     volume.link(L"Windows\\a", L"b");
@@ -150,7 +150,7 @@ class UsnDeltaGoneTest : public UsnDeltaUnheldTest {
     const std::uint64_t gone = make_reference(700, 9);
 };
 
-TEST_F(UsnDeltaGoneTest, AFileThatIsGoneWhenItIsAskedForIsAFailureWhateverItsRecordSays) {
+TEST_F(UsnDeltaGoneTest, AFileThatIsGoneWhenItIsQueriedIsAFailureWhateverItsRecordSays) {
     for (const std::uint32_t reason : usn_reason::repeatable) {
         SCOPED_TRACE(::testing::Message() << std::hex << reason);
         journal(gone, root_reference, reason, L"gone");
@@ -162,7 +162,7 @@ TEST_F(UsnDeltaGoneTest, AFileThatIsGoneWhenItIsAskedForIsAFailureWhateverItsRec
     }
 }
 
-TEST_F(UsnDeltaGoneTest, AFileThatIsDeletedLaterInTheSliceIsNotAskedFor) {
+TEST_F(UsnDeltaGoneTest, AFileThatIsDeletedLaterInTheSliceIsNotQueried) {
     for (const std::uint32_t reason : usn_reason::repeatable)
         journal(gone, root_reference, reason, L"gone");
     journal(gone, root_reference, 0x80000200, L"gone");
@@ -172,7 +172,7 @@ TEST_F(UsnDeltaGoneTest, AFileThatIsDeletedLaterInTheSliceIsNotAskedFor) {
     EXPECT_EQ(statistics.failures, 0u);
 }
 
-TEST_F(UsnDeltaGoneTest, AFileWhoseParentIsGoneTooIsNotAskedFor) {
+TEST_F(UsnDeltaGoneTest, AFileWhoseParentIsGoneTooIsNotQueried) {
     for (const std::uint32_t reason : usn_reason::repeatable)
         journal(gone, make_reference(701, 3), reason, L"gone");
     ASSERT_TRUE(apply());
@@ -182,7 +182,7 @@ TEST_F(UsnDeltaGoneTest, AFileWhoseParentIsGoneTooIsNotAskedFor) {
     EXPECT_FALSE(changed);
 }
 
-TEST_F(UsnDeltaGoneTest, AFileInAFolderThatIsDeletedWithItIsNotAskedFor) {
+TEST_F(UsnDeltaGoneTest, AFileInAFolderThatIsDeletedWithItIsNotQueried) {
     volume.journal_reasons(L"f\\b", usn_reason::extended_attribute_change);
     volume.write(L"f\\g\\new", "text");
     volume.journal_reasons(L"f\\g\\new", usn_reason::object_id_change);
@@ -195,7 +195,7 @@ TEST_F(UsnDeltaGoneTest, AFileInAFolderThatIsDeletedWithItIsNotAskedFor) {
 
 // ---- record numbers that are used again ---------------------------------------------------------
 
-TEST_F(UsnDeltaGoneTest, ARecordUsedSeveralTimesInOneSliceIsTheFileThatHasItLast) {
+TEST_F(UsnDeltaGoneTest, ARecordNumberReusedSeveralTimesInOneSliceBelongsToItsLastFile) {
     const std::uint64_t first = volume.reference_of(L"a");
     volume.remove(L"a");
     for (const wchar_t* name : {L"x", L"y", L"z"}) {
@@ -212,7 +212,7 @@ TEST_F(UsnDeltaGoneTest, ARecordUsedSeveralTimesInOneSliceIsTheFileThatHasItLast
     expect_as_enumerated();
 }
 
-TEST_F(UsnDeltaGoneTest, AFolderWhoseRecordIsUsedAgainDoesNotTakeOverWhatTheOldOneHeld) {
+TEST_F(UsnDeltaGoneTest, AFolderWithAReusedRecordNumberDoesNotInheritTheOldFoldersFiles) {
     const std::uint64_t folder = volume.reference_of(L"f");
     const std::uint64_t held = volume.reference_of(L"f\\b");
     volume.remove_tree(L"f");

@@ -68,7 +68,7 @@ TEST(UsnRecord, EveryFieldIsReadFromItsPlace) {
     EXPECT_EQ(parsed.name, L"\u00e9t\u00e9.jpg");
 }
 
-TEST(UsnRecord, AnEmptyNameIsAName) {
+TEST(UsnRecord, AnEmptyNameIsDecoded) {
     UsnRecord parsed;
     parsed.name = L"left over";
     const RecordBytes record(L"");
@@ -76,7 +76,7 @@ TEST(UsnRecord, AnEmptyNameIsAName) {
     EXPECT_EQ(parsed.name, L"");
 }
 
-TEST(UsnRecord, ANameMayBeginLaterAndEndBeforeTheRecord) {
+TEST(UsnRecord, ANameMayBeginAfterTheHeaderAndEndBeforeTheRecord) {
     UsnRecord parsed;
     RecordBytes record(L"xxab");
     record.put<std::uint16_t>(58, 64).put<std::uint16_t>(56, 4);
@@ -84,7 +84,7 @@ TEST(UsnRecord, ANameMayBeginLaterAndEndBeforeTheRecord) {
     EXPECT_EQ(parsed.name, L"ab");
 }
 
-TEST(UsnRecord, BytesAfterTheRecordAreNotItsOwn) {
+TEST(UsnRecord, BytesAfterTheRecordAreIgnored) {
     UsnRecord parsed;
     RecordBytes record(L"abcd");
     record.resize(200).put<std::uint32_t>(0, 72);
@@ -92,7 +92,7 @@ TEST(UsnRecord, BytesAfterTheRecordAreNotItsOwn) {
     EXPECT_EQ(parsed.record_length, 72u);
 }
 
-TEST(UsnRecord, CutAnywhereItIsMalformed) {
+TEST(UsnRecord, ARecordCutAnywhereIsMalformed) {
     const RecordBytes record(L"name");
     for (std::size_t available = 0; available < record.size(); ++available) {
         UsnRecord parsed;
@@ -101,13 +101,13 @@ TEST(UsnRecord, CutAnywhereItIsMalformed) {
     }
 }
 
-TEST(UsnRecord, NothingIsMalformed) {
+TEST(UsnRecord, ANullPointerIsMalformed) {
     UsnRecord parsed;
     EXPECT_EQ(parse_usn_record_v2(nullptr, 100, parsed), RecordStatus::malformed);
     EXPECT_EQ(parse_usn_record_v2(nullptr, 0, parsed), RecordStatus::malformed);
 }
 
-TEST(UsnRecord, AnotherVersionIsToldApartAndItsLengthIsKnown) {
+TEST(UsnRecord, ARecordOfAnotherVersionIsUnsupportedAndItsLengthIsDecoded) {
     for (const int version : {0, 1, 3, 4, 0x0200, 0xFFFF}) {
         UsnRecord parsed;
         RecordBytes record(L"name");
@@ -118,7 +118,7 @@ TEST(UsnRecord, AnotherVersionIsToldApartAndItsLengthIsKnown) {
 }
 
 // A record of another version may be shorter than version 2 can be.
-TEST(UsnRecord, TheVersionIsLookedAtBeforeTheLengthOfVersionTwo) {
+TEST(UsnRecord, TheVersionIsCheckedBeforeTheMinimumLengthOfVersionTwo) {
     UsnRecord parsed;
     RecordBytes record(L"");
     record.put<std::uint32_t>(0, 8).put<std::uint16_t>(4, 3);

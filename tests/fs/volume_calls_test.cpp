@@ -64,7 +64,7 @@ TEST_F(NtfsDriveRootCallsTest, NtfsIsRecognisedInAnyCase) {
     }
 }
 
-TEST_F(NtfsDriveRootCallsTest, AnyOtherFileSystemIsNot) {
+TEST_F(NtfsDriveRootCallsTest, AnyOtherFileSystemIsNotNtfs) {
     for (const std::wstring name : {L"FAT32", L"exFAT", L"ReFS", L"ntfsx", L"NTF", L"", L"xNTFS",
                                     L"NTFS ", L"NTFS\\", L"NTFS3", L"ntfz", L"mtfs"}) {
         file_system_is(name);
@@ -72,13 +72,13 @@ TEST_F(NtfsDriveRootCallsTest, AnyOtherFileSystemIsNot) {
     }
 }
 
-TEST_F(NtfsDriveRootCallsTest, AVolumeThatCannotBeAskedIsNot) {
+TEST_F(NtfsDriveRootCallsTest, AVolumeThatCannotBeQueriedIsNotNtfs) {
     volume_query_fails();
     EXPECT_FALSE(is_ntfs_drive_root(L"C:\\"));
     EXPECT_EQ(questions.size(), 1u);
 }
 
-TEST_F(NtfsDriveRootCallsTest, TheRootIsPassedAsGivenAndOnlyTheFileSystemIsAskedFor) {
+TEST_F(NtfsDriveRootCallsTest, TheRootIsPassedAsGivenAndOnlyTheFileSystemIsQueried) {
     file_system_is(L"NTFS");
     std::vector<VolumeQuestion> expected;
     for (const std::wstring root : {L"C:\\", L"\\\\?\\D:\\", L"e:/", L"F:\\\\"}) {
@@ -88,7 +88,7 @@ TEST_F(NtfsDriveRootCallsTest, TheRootIsPassedAsGivenAndOnlyTheFileSystemIsAsked
     EXPECT_EQ(questions, expected);
 }
 
-TEST_F(NtfsDriveRootCallsTest, WhatIsNoDriveRootIsNotAskedFor) {
+TEST_F(NtfsDriveRootCallsTest, APathThatIsNoDriveRootIsNotQueried) {
     file_system_is(L"NTFS");
     EXPECT_FALSE(is_ntfs_drive_root(L"C:\\Data"));
     EXPECT_TRUE(questions.empty());
@@ -146,7 +146,7 @@ TEST_F(OpenVolumeCallsTest, ARefusalGivesTheInvalidHandle) {
     EXPECT_EQ(closed_invalid, 0);
 }
 
-TEST_F(OpenVolumeCallsTest, WhatIsNoDriveRootIsNotOpened) {
+TEST_F(OpenVolumeCallsTest, APathThatIsNoDriveRootIsNotOpened) {
     EXPECT_EQ(open_volume(L"C:\\Data"), INVALID_HANDLE_VALUE);
     EXPECT_TRUE(opened.empty());
 }
@@ -184,7 +184,7 @@ TEST_F(FileReferenceCallsTest, ThePathIsOpenedAsGivenWithoutAccessToDataAndAlsoF
                                       FILE_FLAG_BACKUP_SEMANTICS, nullptr}}));
 }
 
-TEST_F(FileReferenceCallsTest, AFailureToOpenGivesNoneAndClosesNothing) {
+TEST_F(FileReferenceCallsTest, AFileThatCannotBeOpenedHasNoReferenceAndNothingIsClosed) {
     information_answers(TRUE, 1, 1);
     open_error = ERROR_ACCESS_DENIED;
     EXPECT_EQ(file_reference_of(L"\\\\?\\C:\\a"), std::nullopt);
@@ -193,7 +193,7 @@ TEST_F(FileReferenceCallsTest, AFailureToOpenGivesNoneAndClosesNothing) {
     EXPECT_EQ(closed_invalid, 0);
 }
 
-TEST_F(FileReferenceCallsTest, AFailureToReadGivesNoneAndClosesTheFile) {
+TEST_F(FileReferenceCallsTest, AFileWhoseReferenceCannotBeReadHasNoneAndIsClosed) {
     information_answers(FALSE, 1, 1);
     EXPECT_EQ(file_reference_of(L"\\\\?\\C:\\a"), std::nullopt);
     EXPECT_EQ(opened.size(), 1u);
@@ -254,7 +254,7 @@ TEST_F(FileIdentityCallsTest, ThePathIsOpenedAsGivenForReading) {
                                               OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr}}));
 }
 
-TEST_F(FileIdentityCallsTest, AFailureToOpenGivesNoneAndClosesNothing) {
+TEST_F(FileIdentityCallsTest, AFileThatCannotBeOpenedHasNoIdentityAndNothingIsClosed) {
     identity_answers(TRUE);
     open_error = ERROR_SHARING_VIOLATION;
     EXPECT_FALSE(file_identity_of(L"\\\\?\\C:\\a").has_value());
@@ -263,7 +263,7 @@ TEST_F(FileIdentityCallsTest, AFailureToOpenGivesNoneAndClosesNothing) {
     EXPECT_EQ(closed_invalid, 0);
 }
 
-TEST_F(FileIdentityCallsTest, AFailureToReadGivesNoneAndClosesTheFile) {
+TEST_F(FileIdentityCallsTest, AFileWhoseIdentityCannotBeReadHasNoneAndIsClosed) {
     identity_answers(FALSE);
     EXPECT_FALSE(file_identity_of(L"\\\\?\\C:\\a").has_value());
     EXPECT_EQ(opened.size(), 1u);
@@ -305,7 +305,7 @@ TEST_F(FileIdentityCallsTest, AnEntryOfSizeZeroWhoseFileHasContentsStaysAsItWas)
     EXPECT_EQ(closed, 1);
 }
 
-TEST_F(FileIdentityCallsTest, AFileWithContentsIsSeenToHaveThemWhereNoIdentityIsTold) {
+TEST_F(FileIdentityCallsTest, AFileWithContentsIsNotEmptyEvenIfItsIdentityCannotBeRead) {
     identity_answers(FALSE);
     detail::FileCandidate entry;
     entry.path = L"\\\\?\\C:\\a";
@@ -313,7 +313,7 @@ TEST_F(FileIdentityCallsTest, AFileWithContentsIsSeenToHaveThemWhereNoIdentityIs
     EXPECT_EQ(read_identity(entry), IdentityAnswer::not_empty);
 }
 
-TEST_F(FileIdentityCallsTest, AnEmptyFileOrOneThatDoesNotTellItsSizeTakesItsIdentity) {
+TEST_F(FileIdentityCallsTest, AnEmptyFileOrOneOfUnknownSizeGetsItsIdentity) {
     identity_answers(TRUE);
     for (const std::optional<std::int64_t> answer :
          {std::optional<std::int64_t>(0), std::optional<std::int64_t>()}) {
@@ -326,7 +326,7 @@ TEST_F(FileIdentityCallsTest, AnEmptyFileOrOneThatDoesNotTellItsSizeTakesItsIden
     EXPECT_EQ(sizes_asked, 2);
 }
 
-TEST_F(FileIdentityCallsTest, OnlyEntriesOfSizeZeroAreAskedForTheirSize) {
+TEST_F(FileIdentityCallsTest, OnlyFilesOfEntriesOfSizeZeroAreQueriedForTheirSize) {
     identity_answers(TRUE);
     detail::FileCandidate entry;
     entry.path = L"\\\\?\\C:\\a";

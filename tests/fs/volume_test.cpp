@@ -12,18 +12,18 @@
 namespace larkspine::testing {
 namespace {
 
-TEST(IsDriveRootTest, TheRootOfALetteredVolumeIsOneInAnySpelling) {
+TEST(IsDriveRootTest, TheRootOfALetteredVolumeIsADriveRootInAnySpelling) {
     for (const std::wstring path :
          {L"C:\\", L"\\\\?\\C:\\", L"c:/", L"z:\\", L"A:\\", L"D:\\\\\\", L"\\\\?\\d:/"})
         EXPECT_TRUE(is_drive_root(path)) << ::testing::PrintToString(path);
 }
 
-TEST(IsDriveRootTest, ALetterWithoutItsBackslashIsNone) {
+TEST(IsDriveRootTest, ALetterWithoutABackslashIsNoDriveRoot) {
     EXPECT_FALSE(is_drive_root(L"C:"));
     EXPECT_FALSE(is_drive_root(L"\\\\?\\C:"));
 }
 
-TEST(IsDriveRootTest, FoldersSharesAndDevicesAreNone) {
+TEST(IsDriveRootTest, FoldersSharesAndDevicesAreNoDriveRoots) {
     for (const std::wstring path :
          {L"C:\\Data", L"C:\\D", L"\\\\server\\share\\", L"\\\\?\\UNC\\server\\share\\",
           L"\\\\.\\C:", L"\\\\?\\UNC\\", L"\\\\", L"\\", L"", L"photos"})
@@ -38,7 +38,7 @@ TEST(IsDriveRootTest, OnlyAnAsciiLetterNamesADrive) {
     }
 }
 
-TEST(IsDriveRootTest, TheSecondAndThirdUnitsAreAColonAndASeparator) {
+TEST(IsDriveRootTest, AnythingButAColonAndASeparatorAfterTheLetterIsNoDriveRoot) {
     for (const std::wstring path : {L"C;\\", L"C\\\\", L"C:x", L"C::", L"CC\\"})
         EXPECT_FALSE(is_drive_root(path)) << ::testing::PrintToString(path);
 }
@@ -101,21 +101,21 @@ TEST_F(FileIdentityTest, TheReferenceIsTheLowHalfOfTheIdentifier) {
     EXPECT_EQ(low_half(file_identity_of(file)), file_reference_of(file));
 }
 
-TEST_F(FileIdentityTest, AFolderHasAReferenceButCannotBeOpenedForItsIdentity) {
+TEST_F(FileIdentityTest, AFolderHasAReferenceButNoIdentity) {
     const std::wstring folder = tree.folder(L"inner");
     EXPECT_TRUE(file_reference_of(folder).has_value());
     EXPECT_TRUE(file_reference_of(drive()).has_value());
     EXPECT_FALSE(file_identity_of(folder).has_value());
 }
 
-TEST_F(FileIdentityTest, WhatDoesNotExistHasNeither) {
+TEST_F(FileIdentityTest, AMissingFileHasNeitherReferenceNorIdentity) {
     EXPECT_FALSE(file_reference_of(tree.path(L"missing")).has_value());
     EXPECT_FALSE(file_identity_of(tree.path(L"missing")).has_value());
     EXPECT_FALSE(file_reference_of(L"").has_value());
     EXPECT_FALSE(file_identity_of(L"").has_value());
 }
 
-TEST_F(FileIdentityTest, AFileThatAnotherHoldsForItselfKeepsItsReferenceOnly) {
+TEST_F(FileIdentityTest, AFileOpenedWithoutSharingHasAReferenceButNoIdentity) {
     const std::wstring path = tree.file(L"a.txt", "a");
     const unique_handle holder =
         own_handle(CreateFileW(path.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr));
