@@ -1,4 +1,4 @@
-// What the pipeline asks the system for, and what changes while it does.
+// The system calls of the pipeline, and files that change while it runs.
 #include "base/win32_api.h"
 
 #include <algorithm>
@@ -34,7 +34,7 @@ class CandidatePipelineCallsTest : protected WithFileCalls, public PipelineTest 
                                           std::uint64_t changed_at = UINT64_MAX) {
         return identify(add(name, changed_at), 0, candidates.size());
     }
-    // One with digests too, which are those of all others.
+    // A file with digests too, the same as those of all others.
     detail::FileCandidate& add_hashed(std::wstring_view name,
                                       std::uint64_t changed_at = UINT64_MAX) {
         detail::FileCandidate& candidate = add_identified(name, changed_at);
@@ -123,7 +123,7 @@ TEST_F(CandidatePipelineCallsTest, AFileThatCannotBeReadInFullLeavesNoGroupOfOne
     EXPECT_EQ(statistics.failures, 1U);
 }
 
-// Two contents in turns, under digests that say that all four are the same.
+// Two contents in turns, with digests that claim that all four files are the same.
 TEST_F(CandidatePipelineCallsTest, VerificationComparesWithTheFirstOfEachClassInOrder) {
     add_hashed(L"A");
     add_hashed(L"B", 5);
@@ -140,7 +140,7 @@ TEST_F(CandidatePipelineCallsTest, VerificationComparesWithTheFirstOfEachClassIn
     EXPECT_EQ(progress.duplicates, 2U);
 }
 
-// Paths that differ beyond ASCII are compared by the system, which is how comparisons are counted.
+// The system compares paths that differ beyond ASCII, so its calls count the comparisons.
 TEST_F(CandidatePipelineCallsTest, RowsThatComeSortedAreComparedOnceEachAndOthersAreSorted) {
     for (wchar_t letter = 0x660; letter < 0x66A; ++letter) {
         candidates.emplace_back().path = tree.path(std::wstring(1, letter));
@@ -161,7 +161,7 @@ TEST_F(CandidatePipelineCallsTest, RowsThatComeSortedAreComparedOnceEachAndOther
     EXPECT_EQ(groups(), std::vector<Names>(2, sorted));
 }
 
-// Sorting two million names takes nine seconds, which nobody who pressed Ctrl+C waits for.
+// Sorting two million names takes nine seconds: too long to wait after Ctrl+C.
 TEST_F(CandidatePipelineCallsTest, AStopWhileManyNamesAreSortedEndsTheSortEarly) {
     constexpr std::size_t files = 150'000;
     constexpr std::size_t units = 20'000;  // no two names differ first in an ASCII character

@@ -1,4 +1,4 @@
-// Names of one file, and empty files, of which nothing but their identity is asked for.
+// Several names of one file, and empty files, of which only the identity is read.
 #include "base/win32_api.h"
 
 #include <bit>
@@ -67,7 +67,8 @@ TEST_F(PipelineIdentitiesTest, EveryPartOfTheIdentityDistinguishesFiles) {
     EXPECT_EQ(links(), (Counts{0, 0}));
 }
 
-// An entry of a table scan has the low half of the volume's serial number, any other all of it.
+// An entry of a table scan has only the low half of the volume's serial number; any other has all
+// of it.
 TEST_F(PipelineIdentitiesTest, TwoNamesOfOneFileFoundByTableAndByWalkAreNoDuplicates) {
     identify(add_missing(L"b"), 0x1B0C'7D42, 2);
     identify(add_missing(L"a"), 0x5EA1'90F3'1B0C'7D42, 2);
@@ -87,7 +88,7 @@ TEST_F(PipelineIdentitiesTest, SurvivorsAreInPathOrderWhetherIdentifiedOrNot) {
     EXPECT_EQ(statistics.failures, 0U);
 }
 
-// A listing may be behind for a file that a program has just made and is writing.
+// A folder listing may still show no size for a new file that a program is writing.
 TEST_F(PipelineIdentitiesTest, AFileListedAsEmptyThatHasContentsIsNotGroupedWithEmptyFiles) {
     size = 7;
     add(L"a log that is being written").size = 0;

@@ -1,8 +1,10 @@
-// Files that change while they are scanned: before each single call that a scan makes for a file,
-// or for the folders and the volume that hold it, one thing happens to that file. Whatever the
-// moment, no group may be reported that never was one, a file that drops out is counted, and the
-// next scan, in quiet, is right, with no digest in its index that is another file's or an earlier
-// state's.
+// Files that change while they are scanned. A scan makes calls for a file and for the folders and
+// the volume that hold it; before each of these calls in turn the file is changed once. At every
+// moment this holds:
+//   - no group is reported that was never a group;
+//   - a file that drops out is counted;
+//   - the next scan, undisturbed, is right, and no digest in its index is another file's or an
+//     earlier state's.
 #include "base/win32_api.h"
 
 #include <algorithm>
@@ -76,7 +78,7 @@ class ChangesDuringScanTest : public ScannedVolumeTest, public ::testing::WithPa
         (void)run(IndexMode::rebuild);
     }
 
-    // Also what brings everything back after a change: the same files, all written anew.
+    // Also restores everything after a change: the same files, all written anew.
     void make_files() {
         for (const std::wstring& file : volume.files())
             if (!base.contains(file))
@@ -86,7 +88,8 @@ class ChangesDuringScanTest : public ScannedVolumeTest, public ::testing::WithPa
             volume.remove(GetParam().victim);
         for (const auto& [file, contents] : base) {
             volume.write(file, contents);
-            // No two states have one time, as the clock of NTFS is fine enough to tell them apart.
+            // No two states share a write time: the clock of NTFS is fine enough to tell them
+            // apart.
             volume.set_write_time(file, ++time);
         }
     }
@@ -126,7 +129,7 @@ class ChangesDuringScanTest : public ScannedVolumeTest, public ::testing::WithPa
                                                              OPEN_EXISTING, 0, nullptr));
         }
     }
-    // As far as the system lets it: the scan may hold the very file open.
+    // The system may refuse the change: the scan may hold that file open.
     void try_to(Change change) {
         try {
             happen(change);
@@ -139,7 +142,7 @@ class ChangesDuringScanTest : public ScannedVolumeTest, public ::testing::WithPa
         return run(GetParam().with_index ? IndexMode::use : IndexMode::rebuild);
     }
 
-    // The calls that show something of the victim, and how many there are of each kind and path.
+    // The calls that reveal something about the victim, counted by kind and path.
     std::map<std::pair<Request, std::wstring>, std::size_t> telling_calls() {
         (void)scan_as_told();
         std::map<std::pair<Request, std::wstring>, std::size_t> found;
@@ -151,7 +154,7 @@ class ChangesDuringScanTest : public ScannedVolumeTest, public ::testing::WithPa
         return found;
     }
 
-    // What each file may have held when it was read.
+    // The contents that each file may have had when it was read.
     [[nodiscard]] std::map<std::wstring, std::set<std::string>> possible() const {
         std::map<std::wstring, std::set<std::string>> found;
         for (const auto& [file, contents] : base)
@@ -173,7 +176,7 @@ class ChangesDuringScanTest : public ScannedVolumeTest, public ::testing::WithPa
         }
     }
 
-    // What was listed, could have been in a group as it was, and is in none that is reported.
+    // A victim that was listed as a file and is in no reported group counts as one failure.
     void expect_counted(const ScanResult& result) const {
         const std::wstring victim = volume.path(GetParam().victim);
         for (const std::vector<std::wstring>& group : groups_of(result))
@@ -219,8 +222,9 @@ class ChangesDuringScanTest : public ScannedVolumeTest, public ::testing::WithPa
         for (const auto& [what, count] : telling_calls())
             for (std::size_t call = 0; call < count && !HasFailure(); ++call)
                 for (const Change change : every_change) {
-                    // Where files are known by their references, one that is read under its name
-                    // while another has that name keeps the other's digest: see docs/limits.md.
+                    // Table and delta know files by their references. A file that is read by its
+                    // name while another file has that name keeps the other's digest: see
+                    // docs/limits.md.
                     if (change == Change::swapped && GetParam().way != Way::walk)
                         continue;
                     Fault moment = doing_at(what.first, what.second, [&] { try_to(change); });
@@ -229,7 +233,7 @@ class ChangesDuringScanTest : public ScannedVolumeTest, public ::testing::WithPa
                 }
         EXPECT_GE(cases, 5 * std::size(every_change));
         EXPECT_GT(checked_digests, cases);
-        EXPECT_LT(refused * 4, cases) << "most changes did happen";
+        EXPECT_LT(refused * 4, cases) << "most changes happened";
     }
 
     const Contents base = std::wstring_view(GetParam().victim) == L"b" ? small_files : large_files;

@@ -42,7 +42,7 @@ class ContentHashingCallsTest : public ::testing::Test {
         return detail::hash_candidates_parallel(list, stage, pool, statistics);
     }
 
-    // What is done with one file, named f, of `size` bytes.
+    // The calls made for one file, named f, of `size` bytes.
     Events events_of(hash_stage stage, std::uint64_t size) {
         list.clear();
         calls.pause();
@@ -60,7 +60,7 @@ class ContentHashingCallsTest : public ::testing::Test {
         return file.has_full_digest ? Digest(file.full_digest) : std::nullopt;
     }
 
-    // Lets each of the `reads` reads in turn go wrong as `fault` says.
+    // Makes each of the `reads` reads fail in turn, as `fault` says.
     void expect_failure_at_every_read(hash_stage stage, std::uint64_t size, std::size_t reads,
                                       const std::function<void(std::size_t)>& fault) {
         for (std::size_t number = 0; number < reads; ++number) {

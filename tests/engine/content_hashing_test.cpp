@@ -110,7 +110,7 @@ class ContentHashingTest : public ::testing::Test {
     std::vector<detail::FileCandidate*> list;
 };
 
-// A job takes memory for itself and for its result.
+// A job would allocate memory for itself and for its result.
 TEST_F(ContentHashingTest, AnEmptyListSubmitsNothing) {
     for (const hash_stage stage : {hash_stage::sample, hash_stage::full})
         EXPECT_EQ(allocations_during([&] { EXPECT_TRUE(hash(stage).empty()); }), 0U);
@@ -300,14 +300,14 @@ TEST_F(ContentHashingTest, AFileThatOthersMayWriteAndDeleteIsHashed) {
     EXPECT_EQ(hash(hash_stage::full).front(), Digest(blake3_of("contents")));
 }
 
-// Memory of this process that is in use, in MiB.
+// The memory in use by this process, in MiB.
 std::size_t memory_used() {
     PROCESS_MEMORY_COUNTERS counters{};
     K32GetProcessMemoryInfo(GetCurrentProcess(), &counters, sizeof counters);
     return counters.PagefileUsage >> 20;
 }
 
-// Also a test of the end of those threads, several at a time.
+// This also ends threads with such buffers, several at a time.
 TEST_F(ContentHashingTest, TheBuffersOfFullHashesAreFreedWithTheirThreads) {
     for (const wchar_t* name : {L"a", L"b", L"c", L"d", L"e", L"f", L"g", L"h"})
         add_file(name, "contents");
@@ -322,7 +322,7 @@ TEST_F(ContentHashingTest, TheBuffersOfFullHashesAreFreedWithTheirThreads) {
     EXPECT_EQ(full_counts(), (Counts{400, 0, 0}));
 }
 
-// Far more candidates than jobs may be in flight: every third one reused, every third one missing.
+// Far more candidates than jobs in flight. Every third one is reused, every third one is missing.
 TEST_F(ContentHashingTest, ResultsStandAtTheIndexOfTheirCandidatesAndAllAreCounted) {
     constexpr std::size_t count = 60;
     std::vector<Digest> expected;

@@ -32,7 +32,7 @@ class GroupOrderTest : public ::testing::Test {
         return sizes;
     }
 
-    // Nobody looks at the members, only at their number.
+    // Only the number of the members is used.
     std::vector<FileCandidate*> candidates = std::vector<FileCandidate*>(1'000);
     std::vector<SizeGroup> groups;
 };
@@ -78,8 +78,8 @@ TEST_F(GroupOrderTest, EqualSharesOfWorkAndCandidatesDoneChooseTheLargestGroup) 
 }
 
 TEST_F(GroupOrderTest, OpeningAFileCountsAsReading64Kib) {
-    // Half of the largest group is to be read. Up to the work of an opening it takes no more than
-    // its part of the candidates.
+    // One of two files of the largest group must be read. If that takes no longer than opening a
+    // file, the group's share of the work is no more than its share of the candidates.
     const auto second_after = [&](std::uint64_t size) {
         groups.clear();
         add(0, 2);
@@ -98,7 +98,7 @@ TEST_F(GroupOrderTest, GroupsWithNothingToReadCountAsNoWork) {
     add(20, 2);
     add(1'000'000, 100, 0);
     add(2'000'000, 2, 0);
-    // Nothing of the two largest is to be read; they come first and bring the candidates ahead.
+    // The two largest need no reading. They come first and put the candidates ahead of the work.
     EXPECT_EQ(visited(), (Sizes{2'000'000, 1'000'000, 20, 10}));
     groups[3].unread = 2;
     EXPECT_EQ(visited(), (Sizes{2'000'000, 10, 20, 1'000'000}));
@@ -118,7 +118,7 @@ TEST_F(GroupOrderTest, SizesOf64BitsDoNotOverflow) {
     EXPECT_EQ(visited(), (Sizes{UINT64_MAX, 1, 2, 3, 4, UINT64_MAX - 1, 5, 6, 7, 8}));
 }
 
-// Trees as they are, in which time is what is read and opened.
+// Realistic trees. Time is the work of reading and opening files.
 class GroupOrderBarTest : public GroupOrderTest {
   protected:
     // Pairs of files of logarithmically normal sizes around 16 KiB.
@@ -139,7 +139,7 @@ class GroupOrderBarTest : public GroupOrderTest {
     }
 
     struct Course {
-        double distance = 0;  // the largest between the bar and the time, as shares
+        double distance = 0;  // the largest distance of the bar from the time, as shares
         double largest = 0;   // the largest share of the time that one group takes
     };
     template <typename Next>

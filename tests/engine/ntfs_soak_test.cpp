@@ -1,17 +1,18 @@
-// Random changes to a volume, round after round: whatever way a scan takes through its index, it
-// must find what a scan without one finds, and what comparing every file with every other finds;
-// and no entry that it saves has a size or a time that its file did not have when it was asked for.
+// Random changes to a volume, round after round. Whichever way a scan uses its index, it must find
+// the same groups as a scan without an index, and the same as comparing every file with every
+// other. Every entry that it saves has the size and the times that its file had when it was
+// queried.
 //
-// Some scans are asked to stop on the way, and the one that is compared goes on from what they
-// saved.
+// Some scans are interrupted. The scan that is compared then continues from what they saved.
 //
 // The seed and the number of rounds may be set by LARKSPINE_SOAK_SEED and LARKSPINE_SOAK_ROUNDS.
 //
-// A file of several names is listed under one of them, so groups are compared by their files. What
-// the journal does not tell is expected as it is documented: where the last record of a file names
-// a link that it has lost, the index is made anew; a file that could not be queried is missing
-// until it has a record; a file that is held open may count with what it contained at an earlier
-// change. Left out are folders that are moved out of excluded ones.
+// A file of several names is listed under one of them, so groups are compared by their files. Where
+// the journal does not report everything, the documented result is expected:
+//   - if the last record of a file names a link that it has lost, the index is rebuilt;
+//   - a file that could not be queried is missing until it has a record;
+//   - a file that is held open may count with its contents at an earlier change.
+// Folders that are moved out of excluded ones are not tested here.
 #include "base/win32_api.h"
 
 #include <algorithm>
@@ -57,7 +58,7 @@ FileGroups without(const FileGroups& groups, const Files& files) {
     return left;
 }
 
-// What a query of a file answers.
+// The answer to a query of a file's attributes.
 struct Metadata {
     std::uint64_t size = 0;
     std::uint64_t creation_time = 0;
@@ -136,7 +137,7 @@ class NtfsSoakTest : public SoakedVolumeTest {
         const auto folder = folders.find(record.parent);
         return folder == folders.end() ? std::nullopt : std::optional(folder->second + record.name);
     }
-    // Whether the last that is told of some file is a name that it has no more.
+    // Whether the last record of some file names a link that the file no longer has.
     [[nodiscard]] bool names_a_lost_link(const Slice& slice) const {
         return std::ranges::any_of(names, [&](const auto& name) {
             const auto record = slice.last.find(name.second);
@@ -147,9 +148,9 @@ class NtfsSoakTest : public SoakedVolumeTest {
             return known == names.end() || known->second != name.second;
         });
     }
-    // How many of the files that are nowhere but in the journal are asked for.
+    // How many files that exist only in the journal are queried.
     [[nodiscard]] std::size_t asked_for_in_vain(const Slice& slice) const {
-        // Of several that are gone under one name only the last is asked for.
+        // Of several deleted files with one name only the last is queried.
         std::set<std::wstring> paths;
         for (const auto& changed : slice.last)
             if (record_number(changed.first) >= first_gone)
@@ -169,7 +170,8 @@ class NtfsSoakTest : public SoakedVolumeTest {
                 if (name == names.end())
                     ADD_FAILURE() << "no file has the name " << ::testing::PrintToString(path);
                 else if (!grouped.insert(name->second).second)
-                    ADD_FAILURE() << "a file comes twice, as " << ::testing::PrintToString(path);
+                    ADD_FAILURE() << "a file is listed twice, as "
+                                  << ::testing::PrintToString(path);
                 else
                     files.insert(name->second);
             }
@@ -183,7 +185,7 @@ class NtfsSoakTest : public SoakedVolumeTest {
         return read_file(volume.path(name->first));
     }
 
-    // Takes from the calls of a scan what it was told of each file. How many of the queries failed.
+    // Notes the answers that a scan got for each file. Returns how many of the queries failed.
     std::size_t note_answers(Way way, const Slice& slice) {
         std::size_t failed = 0;
         if (way == Way::walk || way == Way::table) {
@@ -210,7 +212,7 @@ class NtfsSoakTest : public SoakedVolumeTest {
         return failed;
     }
 
-    // Files that may count with what they contained before.
+    // Files that may count with their earlier contents.
     [[nodiscard]] Files unsettled_files() const {
         Files unsettled;
         for (const auto& [file, earlier] : untold)
@@ -218,7 +220,7 @@ class NtfsSoakTest : public SoakedVolumeTest {
                 unsettled.insert(file);
         return unsettled;
     }
-    // Each of them is in a group for what it contains now or did at an earlier change.
+    // The files of each group share the same contents, now or, if unsettled, at an earlier change.
     void expect_explained(const FileGroups& groups, const Files& unsettled) {
         for (const Files& group : groups) {
             std::optional<std::set<std::string>> common;
@@ -236,8 +238,8 @@ class NtfsSoakTest : public SoakedVolumeTest {
         }
     }
 
-    // Every entry of the saved index has what its file was when it was asked for; false when the
-    // index is that of an earlier scan.
+    // Every entry of the saved index has the metadata that its file had when it was queried.
+    // Returns false when the index is that of an earlier scan.
     bool expect_saved_entries_true(Way way) {
         const detail::IndexSnapshot saved = stored();
         const bool current = way == Way::walk || saved.next_usn == volume.journal().NextUsn;
@@ -346,7 +348,7 @@ void NtfsSoakTest::scan_and_compare() {
     const Files unsettled = unsettled_files();
     EXPECT_EQ(without(found, unsettled), without(without(right, missing), unsettled));
     expect_explained(found, unsettled);
-    // One that is shorter by now than it was when it was asked for cannot be hashed.
+    // A file that is shorter now than when it was queried cannot be hashed.
     EXPECT_GE(result.failures, failed);
     EXPECT_LE(result.failures, failed + unsettled.size());
     if (way == Way::walk) {

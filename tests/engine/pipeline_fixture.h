@@ -1,4 +1,4 @@
-// One bucket of files of one size, and what the pipeline makes of it.
+// One bucket of files of one size, and the groups that the pipeline finds in it.
 #pragma once
 
 #include <cstddef>
@@ -37,7 +37,7 @@ class PipelineTest : public ::testing::Test {
     detail::FileCandidate& add_link(std::wstring_view name, const detail::FileCandidate& to) {
         return add_path(tree.hard_link(name, to.path));
     }
-    // Gives a candidate an identity that no file of this test has by itself.
+    // Gives a candidate an identity that no real file of the test has.
     static detail::FileCandidate& identify(detail::FileCandidate& candidate, std::uint64_t serial,
                                            std::uint64_t low, std::uint64_t high = 0) {
         candidate.volume_serial = serial;

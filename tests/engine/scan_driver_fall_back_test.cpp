@@ -1,5 +1,5 @@
 // How the driver falls back on a whole NTFS volume: from the journal to the table, from the table
-// to the walk, in silence, with the same groups.
+// to the walk, without a message and with the same groups.
 #include "base/win32_api.h"
 
 #include <chrono>
@@ -28,7 +28,7 @@ class ScanDriverFallBackTest : public ScannedVolumeTest {
         volume.write(L"y", "other");
     }
 
-    // A scan that went another way than the index suggested, and tells nothing of the attempt.
+    // The scan falls back to `way`, and its statistics show nothing of the failed attempt.
     void expect_fallen_back(Way way) {
         const ScanResult result = run();
         EXPECT_EQ(way_of(result), way);
@@ -50,7 +50,7 @@ class ScanDriverFallBackTest : public ScannedVolumeTest {
             EXPECT_EQ(saved.journal_id, volume.journal().UsnJournalID);
         }
     }
-    // A table lends no digests, a walk those of every unchanged file.
+    // After a table scan no digest is reused; after a walk those of every unchanged file are.
     void expect_all_hashed_anew() {
         EXPECT_EQ(computed, 4u);
         EXPECT_EQ(reused, 0u);
@@ -69,7 +69,7 @@ class ScanDriverFallBackTest : public ScannedVolumeTest {
     std::uint64_t reused = 0;
 };
 
-// ---- an index whose journal may not be consulted ------------------------------------------------
+// ---- an index whose journal cannot be used ------------------------------------------------------
 
 TEST_F(ScanDriverFallBackTest, AnIndexOfAWalkLeadsToTheTable) {
     volume.set_file_system(L"exFAT");
@@ -186,7 +186,7 @@ TEST_P(ScanDriverFailingDeltaTest, AFailingDeltaLeadsToTheWalkWhenTheTableFailsT
     EXPECT_EQ(reused, 4u);
 }
 
-// What else makes a delta fail is the delta's own matter.
+// Other faults are tested with the delta itself.
 INSTANTIATE_TEST_SUITE_P(BeforeAndWhileItIsRead, ScanDriverFailingDeltaTest,
                          ::testing::Values(DeltaFault{"no root",
                                                       [] {
@@ -229,7 +229,7 @@ INSTANTIATE_TEST_SUITE_P(BeforeAndWhileItIsRead, ScanDriverFailingTableTest,
                                                                           last_record);
                                                       }}));
 
-// ---- the end of all ways ------------------------------------------------------------------------
+// ---- every way fails ----------------------------------------------------------------------------
 
 TEST_F(ScanDriverFallBackTest, ARootThatCannotBeReadInAnyWayThrowsAndKeepsItsIndex) {
     (void)run();
@@ -261,7 +261,7 @@ TEST_F(ScanDriverFallBackTest, TheTimeOfTheIndexPhaseOutlivesAFallBack) {
     EXPECT_TRUE(result.statistics.index_loaded);
 }
 
-// The table knows the low half of the volume's serial number, the walk all of it.
+// The table knows only the low half of the volume's serial number, the walk knows all of it.
 TEST_F(ScanDriverFallBackTest, ALinkToAFileOfTheTableIsCollapsedAfterAFallBackToTheWalk) {
     volume.link(L"a", L"f\\link of a");
     (void)run();

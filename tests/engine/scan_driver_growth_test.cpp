@@ -1,5 +1,5 @@
-// How the work of a scan grows with the number of files: what the system is asked for, how often
-// paths are compared, how often memory is taken. Counted, not timed.
+// How the work of a scan grows with the number of files: system calls, comparisons of paths and
+// allocations. They are counted, not timed.
 #include "base/win32_api.h"
 
 #include <algorithm>
@@ -42,8 +42,8 @@ std::string nothing(std::size_t) {
     return {};
 }
 
-// Sorting n paths may take this many comparisons of paths; an unordered list of the same length
-// that was searched instead would take n * n / 2.
+// Sorting n paths may take this many comparisons. Searching an unordered list for each path would
+// take n * n / 2.
 std::uint64_t of_one_sort(std::uint64_t n) {
     return 2 * n * static_cast<std::uint64_t>(std::bit_width(n));
 }
@@ -103,7 +103,7 @@ TEST_F(ScanDriverGrowthTest, FilesOfDifferentSizesAreListedAndNothingElse) {
 TEST_F(ScanDriverGrowthTest, FilesOfOneSizeAreOpenedTwiceAndSortedOnce) {
     at_every_count(of_one_size, [](std::uint64_t n, const Work& first, const Work& second) {
         EXPECT_EQ(first.asked, (Asked{n + 1, 2 * n, n, n, 2 * n}));
-        EXPECT_GE(first.comparisons, n - 1) << "of what is counted";
+        EXPECT_GE(first.comparisons, n - 1) << "comparisons are counted at all";
         EXPECT_LE(first.comparisons, of_one_sort(n));
         EXPECT_LE(second.comparisons, of_one_sort(n));
         EXPECT_TRUE(first.result.groups.empty());
@@ -152,8 +152,8 @@ TEST_F(ScanDriverGrowthTest, TheAllocationsForEachFileDoNotGrowWithTheNumberOfFi
             for (std::size_t run = 0; run < 2; ++run) {
                 if (n == counts[0])
                     few[run] = taken[run];
-                ASSERT_GT(few[run], counts[0]) << "each file has a path at least";
-                // A tenth for what the heap's own tables round up to.
+                ASSERT_GT(few[run], counts[0]) << "each file has at least a path";
+                // A tenth more, because tables round up when they grow.
                 EXPECT_LE(taken[run] * counts[0] * 10, few[run] * n * 11) << "run " << run + 1;
             }
         });
@@ -169,15 +169,15 @@ TEST_F(ScanDriverGrowthTest, TheReportOfOneLargeGroupTakesOnePassAndOneSort) {
             return real_imports().CompareStringOrdinal(arguments...);
         };
         ASSERT_TRUE(write_results_csv(tree.path(L"rapport.csv"), first.result.groups));
-        // Once for its first path, once for its rows.
-        EXPECT_GE(comparisons, n - 1) << "of what is counted";
+        // One pass finds its first path, one sort orders its rows.
+        EXPECT_GE(comparisons, n - 1) << "comparisons are counted at all";
         EXPECT_LE(comparisons, n + of_one_sort(n));
         const std::string report = read_file(tree.path(L"rapport.csv"));
         EXPECT_EQ(static_cast<std::uint64_t>(std::ranges::count(report, '\n')), n + 1);
     });
 }
 
-// The longest string that the index stores. A root of the right length puts its files there.
+// Paths around the longest string that the index stores. The length of the root decides theirs.
 class LongPathScanTest : public ScanDriverGrowthTest {
   protected:
     static std::wstring root_for(std::size_t path_length) {
@@ -216,7 +216,7 @@ TEST_F(LongPathScanTest, PathsOf32769UnitsAreGroupedButTheirIndexIsNotSaved) {
     ASSERT_EQ(folder.path(0).size(), 32'769u);
     for (int run = 0; run < 2; ++run) {
         const Work work = work_of(folder);
-        EXPECT_EQ(work.result.failures, 1u) << "the save alone";
+        EXPECT_EQ(work.result.failures, 1u) << "only the save fails";
         ASSERT_EQ(work.result.groups.size(), 1u);
         EXPECT_EQ(work.result.groups[0].size(), 3u);
         EXPECT_EQ(work.asked, (Asked{4, 9, 3, 9, 9}));

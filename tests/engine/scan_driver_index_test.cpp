@@ -1,4 +1,4 @@
-// What the driver makes of the index: what a second run opens, what is saved and when.
+// How the driver uses the index: which files a second run opens, what is saved and when.
 #include "base/win32_api.h"
 
 #include <algorithm>
@@ -188,10 +188,11 @@ TEST_F(ScanDriverIndexTest, TheSavedIndexHasTheDigestsAndIdentitiesOfTheAnalysis
     };
     EXPECT_EQ(with(&detail::FileCandidate::has_sample_digest), 5);
     EXPECT_EQ(with(&detail::FileCandidate::has_full_digest), 5);
-    EXPECT_EQ(with(&detail::FileCandidate::has_file_id), 8) << "all but the one of its own size";
+    EXPECT_EQ(with(&detail::FileCandidate::has_file_id), 8)
+        << "all but the file that is alone of its size";
 }
 
-// A journal position means nothing for a folder, which is no whole volume.
+// A journal position means nothing for a folder: only a whole volume has a journal.
 TEST_F(ScanDriverIndexTest, AWalkReusesTheDigestsOfAnIndexThatClaimsAJournal) {
     run();
     auto stored = load_index(tree.root());
@@ -199,7 +200,7 @@ TEST_F(ScanDriverIndexTest, AWalkReusesTheDigestsOfAnIndexThatClaimsAJournal) {
     stored->next_usn = 5;
     ASSERT_TRUE(save_index(*stored));
     hooks().DeviceIoControl = [](auto...) {
-        ADD_FAILURE() << "no volume to ask";
+        ADD_FAILURE() << "a volume is queried";
         return FALSE;
     };
     const ScanResult second = run();

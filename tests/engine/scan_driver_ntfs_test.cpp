@@ -1,5 +1,5 @@
-// Which way the driver takes through a whole NTFS volume, what it asks for on that way, and what it
-// finds: the same on every way.
+// Which way the driver takes through a whole NTFS volume and which calls it makes on that way. It
+// finds the same on every way.
 #include "base/win32_api.h"
 
 #include <cstdint>
@@ -26,7 +26,7 @@ class ScanDriverNtfsTest : public ScannedVolumeTest {
         volume.make_folder(L"empty");
     }
 
-    // The scan went this way and found what there is, without any failure.
+    // The scan went this way and found everything, without any failure.
     void expect(const ScanResult& result, Way way) {
         EXPECT_EQ(way_of(result), way);
         EXPECT_EQ(result.failures, 0u);
@@ -105,7 +105,7 @@ TEST_F(ScanDriverNtfsTest, AFastPathThatComputesADigestSavesIt) {
     EXPECT_EQ(run().statistics.sample_hashes_computed, 0u);
 }
 
-// All that the journal held was purged, but there was nothing to tell.
+// The whole journal was purged, but no change was lost.
 TEST_F(ScanDriverNtfsTest, AJournalThatBeginsAtThePositionOfTheIndexCoversIt) {
     (void)run();
     volume.purge_journal();
@@ -161,10 +161,10 @@ TEST_F(ScanDriverNtfsTest, ADeltaThatChangesNoEntryIsNotSaved) {
     EXPECT_EQ(result.statistics.write_ms, 0u);
     expect(result, Way::delta);
     EXPECT_EQ(index_bytes(), before);
-    EXPECT_EQ(run().statistics.journal_changes, 1u) << "told again, as nothing was saved";
+    EXPECT_EQ(run().statistics.journal_changes, 1u) << "reported again, as nothing was saved";
 }
 
-// It was an entry in between.
+// The file was an entry between its two records.
 TEST_F(ScanDriverNtfsTest, ADeltaOfAFileMadeAndDeletedIsSaved) {
     (void)run();
     const std::string before = index_bytes();
@@ -175,15 +175,15 @@ TEST_F(ScanDriverNtfsTest, ADeltaOfAFileMadeAndDeletedIsSaved) {
     expect(run(), Way::unchanged);
 }
 
-// Files that the index does not hold: whatever record comes first brings them in with their size.
-// Were they taken for empty files, they would be a group with the one that is.
+// The index does not hold these files. Their next record, of any kind, adds them with their size.
+// With size zero they would be grouped with the empty file.
 TEST_F(ScanDriverNtfsTest, FilesUnreadableAtTheFirstScanAreGroupedAfterARecordOfAnyKind) {
     volume.write(L"empty file", "");
     for (const wchar_t* file : {L"f\\b", L"f\\g\\c"})
         volume.plant(failing_at(Request::query_attributes, file, ERROR_SHARING_VIOLATION));
     EXPECT_EQ(run().failures, 2u);
     volume.clear_faults();
-    EXPECT_EQ(groups_of(run()).size(), 1u) << "nothing is told of them";
+    EXPECT_EQ(groups_of(run()).size(), 1u) << "the journal has no record of them";
     volume.journal_reasons(L"f\\b", usn_reason::extended_attribute_change);
     volume.journal_reasons(L"f\\g\\c", usn_reason::close);
     expect(run(), Way::delta);

@@ -57,7 +57,7 @@ class ScanDriverStagesTest : public ScannedTreeTest {
     FileCalls calls;
 };
 
-// Workers asked for, threads that are started.
+// Workers requested, threads started.
 TEST_F(ScanDriverStagesTest, TheRequestedWorkersAreLimitedToOneTo64) {
     for (const auto& [workers, threads] : {std::pair<std::uint64_t, std::size_t>(0, 1),
                                            {1, 1},
@@ -181,7 +181,7 @@ TEST_F(ScanDriverStagesTest, FilesAreOnlyReadAndAllAreClosed) {
     EXPECT_EQ(calls.open_handles(), 0U);
 }
 
-// Each would be the next number if it were rounded.
+// Rounded instead, each would be the next number.
 TEST_F(ScanDriverStagesTest, EachPhaseHasItsOwnTimeInWholeMillisecondsTruncated) {
     for (const wchar_t* name : {L"a", L"b"})
         tree.file(name, "same");
@@ -228,7 +228,7 @@ TEST_F(ScanDriverStagesTest, TheAnalysisPhaseIsEnteredWithoutAnyCandidate) {
     EXPECT_EQ(moments, std::vector<Seen>({{ScanPhase::analysing, 1, 0, 0, 0}}));
 }
 
-// The share is the tree itself: there is no server here.
+// The tree stands in for the share: there is no server here.
 TEST_F(ScanDriverStagesTest, ANetworkFolderIsScannedByItsLongFormAndReportedInItsDisplayForm) {
     tree.file(L"a", "same");
     tree.file(L"sub\\b", "same");

@@ -1,5 +1,5 @@
-// A scan that is asked to stop, at each of its calls in turn: what it knows by then is saved, and
-// the next one does the rest and nothing twice.
+// A scan is stopped at each of its calls in turn. What it knows by then is saved; the next scan
+// computes the rest and nothing twice.
 #include "base/win32_api.h"
 
 #include <atomic>
@@ -39,9 +39,9 @@ class ScanDriverStopTest : public ::testing::Test {
         options.workers = 1;
     }
 
-    // Counts the calls that a scan makes from its analysis on, and asks it to stop at one of them.
-    // CloseHandle is none of them: the runtime of the threads calls it too, now and then, and one
-    // scan would not make the same calls as the next.
+    // Counts the calls that a scan makes from its analysis on, and stops it at one of them.
+    // CloseHandle is not counted: the runtime of the threads calls it too, not equally often in
+    // every scan.
     void stop_at(std::optional<std::size_t> call) {
         calls = 0;
         const auto count = [this, call](ScanProgress* progress) {
@@ -119,7 +119,7 @@ class ScanDriverStopTest : public ::testing::Test {
                 << call;
             EXPECT_EQ(paths_of(next), paths_of(whole)) << call;
         }
-        // The stops fell between, and every number of digests was met.
+        // A stop fell between any two digests: every number of digests occurred.
         EXPECT_EQ(computed_before_the_stop.size(), whole.statistics.sample_hashes_computed +
                                                        whole.statistics.full_hashes_computed + 1);
         EXPECT_GT(call, 40u);
