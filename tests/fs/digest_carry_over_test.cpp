@@ -161,7 +161,7 @@ TEST_F(DigestCarryOverTest, ARewrittenFileAtTheSamePathIsNotLookedUpByIdentity) 
     EXPECT_FALSE(result.has_file_id) << "the path is known, so the file is not opened";
 }
 
-// Of several names of one file only the one that was kept has been hashed.
+// Only one name of a file was hashed: the one that was kept.
 TEST_F(DigestCarryOverTest, TheDigestsOfTheHashedNameOfAFileAreInherited) {
     const std::wstring now = tree_.file(L"new.txt", "hello");
     const FileCandidate kept = hashed_with_identity_of(tree_.path(L"a.txt"), now);
@@ -172,7 +172,7 @@ TEST_F(DigestCarryOverTest, TheDigestsOfTheHashedNameOfAFileAreInherited) {
     EXPECT_TRUE(inherited(carry(fresh(now), {collapsed, kept}), kept));
 }
 
-// In a folder that tells case apart, the comparison form does not say which of the files it was.
+// In a case-sensitive folder the comparison form does not tell which of the files it was.
 TEST_F(DigestCarryOverTest, ThePathWithTheSameSpellingWinsOverOthersThatDifferInCase) {
     const std::wstring now = tree_.file(L"a.txt", "hello");
     const FileCandidate upper = hashed(tree_.path(L"A.TXT"));

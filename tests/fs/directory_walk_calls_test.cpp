@@ -119,8 +119,8 @@ TEST_F(DirectoryWalkCallsTest, AListingThatBreaksOffWithNoErrorCodeIsCounted) {
     EXPECT_EQ(statistics.failures, 1u);
 }
 
-// The root folder of a volume holds neither "." nor "..", so one without files has no first entry;
-// nor have the folders of some file systems.
+// The root folder of a volume has no "." and no "..", so an empty one has no first entry. On some
+// file systems this is so for every folder.
 TEST_F(DirectoryWalkCallsTest, ARootWithoutAFirstFileIsAnEmptyRootWhateverItsKind) {
     const std::vector<std::wstring> roots = {
         L"\\\\?\\R:\\",

@@ -35,7 +35,7 @@ class DirectoryWalkTest : public ::testing::Test {
         return paths;
     }
 
-    // Makes these files, each holding its own name's length in bytes, and returns their paths
+    // Makes these files, each as many bytes long as its relative path, and returns their paths
     // sorted.
     Paths make_files(const Paths& relative) const {
         Paths paths;

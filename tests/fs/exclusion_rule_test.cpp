@@ -15,7 +15,7 @@ using Folders = std::vector<std::wstring>;
 
 const Folders no_folders;
 
-// The test as plain string operations on the comparison form.
+// The rule as plain string operations on the comparison form.
 bool reference_excluded(const std::wstring& path, const Folders& folders) {
     const std::wstring n = normalize_for_compare(path);
     if (n == L"c:\\windows" || n.substr(0, 11) == L"c:\\windows\\")
@@ -111,7 +111,7 @@ TEST(ExclusionsTest, AnIndexFolderOnTheNetworkIsExcludedInBothForms) {
     EXPECT_TRUE(is_excluded_from(L"//srv/share/larkspine/", folders));
     EXPECT_FALSE(is_excluded_from(L"\\\\?\\UNC\\srv\\share\\Larkspine2", folders));
     EXPECT_FALSE(is_excluded_from(L"\\\\?\\UNC\\srv\\share", folders));
-    // Not the network prefix: its letters are in lower case.
+    // This is not the network prefix: these letters are in lower case.
     EXPECT_FALSE(is_excluded_from(L"\\\\?\\unc\\srv\\share\\Larkspine", folders));
 }
 
@@ -146,7 +146,7 @@ TEST(ExclusionsTest, EveryGeneratedPathGetsTheAnswerOfThePlainAlgorithm) {
             excluded += expected ? 1 : 0;
             ++asked;
         }
-    // The table is worth something only while it holds many paths of either kind.
+    // The comparison means something only with many paths of either kind.
     EXPECT_GT(excluded, asked / 20);
     EXPECT_LT(excluded, asked / 2);
 }

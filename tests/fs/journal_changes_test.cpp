@@ -62,7 +62,7 @@ TEST_F(JournalChangesTest, ADeletionOfAnUnknownReferenceIsNoChange) {
 
 TEST_F(JournalChangesTest, AFileCreatedAndDeletedAgainLeavesNothingButItsReference) {
     EXPECT_FALSE(apply(10, 0x100));
-    EXPECT_TRUE(apply(10, 0x80000300)) << "the deletion counts, whatever else the record says";
+    EXPECT_TRUE(apply(10, 0x80000300)) << "the deletion wins over the other reasons of the record";
     EXPECT_TRUE(records_.empty());
     EXPECT_TRUE(changed_.contains(10));
 }
@@ -103,7 +103,7 @@ TEST_F(JournalChangesTest, ABasicChangeOrANewNameKeepsTheDigestsAndRequestsMetad
     }
 }
 
-// The record says nothing of size and times: an entry that keeps the zeros it was made with would
+// A record has no size and no times. Without fresh metadata an entry would keep the size zero and
 // be reported among the empty files.
 TEST_F(JournalChangesTest, AnEntryMadeByARecordOfAnyReasonRequestsMetadata) {
     for (std::uint64_t bit = 0; bit < 32; ++bit) {
@@ -213,14 +213,14 @@ TEST_F(JournalChangesTest, ExcludedEntriesAndReparsePointsArePruned) {
     EXPECT_EQ(path_of(13), std::nullopt);
 }
 
-// An index from a hostile hand may hold a chain of any length.
+// A forged index may hold a chain of any length.
 TEST_F(JournalChangesTest, AVeryLongChainIsResolvedAndPrunedWhenItIsALoop) {
     constexpr std::uint64_t depth = 4'000;
     for (std::uint64_t i = 0; i < depth; ++i)
         entry(100 + i, i == 0 ? root_reference : 99 + i, L"d", folder);
     rebuild();
     EXPECT_EQ(path_of(100 + depth - 1)->size(), root_.size() + 2 * depth - 1);
-    // Without an end the whole chain goes.
+    // Closed into a loop, the whole chain is pruned.
     records_.erase(100);
     entry(99, 100 + depth - 1, L"closes the loop", folder);
     entry(100, 99, L"d", folder);

@@ -1,4 +1,4 @@
-// How the change journal of an open volume is asked for.
+// How the change journal of an open volume is queried.
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
@@ -15,7 +15,7 @@ namespace {
 // A handle that the system never gives out: its own are multiples of four.
 const HANDLE test_handle = reinterpret_cast<HANDLE>(std::uintptr_t{0x7EED1});
 
-// What a request to a volume was given.
+// The arguments of a request to a volume.
 struct ControlCall {
     DWORD code;
     bool has_input;

@@ -1,4 +1,4 @@
-// What fresh metadata makes of the entries that changed, and what is asked for it.
+// What fresh metadata changes in the entries, and which files are queried for it.
 #include "fs/metadata_refresh.h"
 
 #include "base/win32_api.h"
@@ -45,7 +45,7 @@ class MetadataRefreshTest : public ::testing::Test {
         return reference;
     }
 
-    // Puts what the system says now into the entry.
+    // Stores the file's current metadata in the entry.
     static void store(FileCandidate& entry) {
         WIN32_FILE_ATTRIBUTE_DATA data = {};
         EXPECT_TRUE(GetFileAttributesExW(entry.path.c_str(), GetFileExInfoStandard, &data));
@@ -82,7 +82,7 @@ class MetadataRefreshTest : public ::testing::Test {
     ScanStatistics statistics;
 };
 
-// What happened to the file since its entry was made, and whether the digests outlive that.
+// What happened to the file since its entry was made, and whether the entry keeps its digests.
 struct ChangedFile {
     const char* name;
     void (*change)(FakeVolume& volume, FileCandidate& entry);

@@ -1,6 +1,5 @@
-// Chains of folders deeper than a path is followed at once: which of them are found depends on the
-// order in which the records are visited, since each path that is found shortens the way of the
-// next.
+// Chains of folders that are too deep for one lookup. Which folders are found depends on the order
+// in which the records are visited, because each path that is found shortens later lookups.
 #include "base/win32_api.h"
 
 #include <algorithm>
@@ -47,8 +46,8 @@ class MftChainOrderTest : public EnumeratedVolumeTest {
         return numbers;
     }
 
-    // The rule, as plain as it can be: each record in the order of the map, up to 257 that have no
-    // path yet, and every path that is found is kept.
+    // The rule in its plainest form: the records are visited in the order of the map, a lookup
+    // follows up to 257 records that have no path yet, and every path that is found is kept.
     struct Rule {
         const std::wstring& root;
         const MftRecordMap& records;
@@ -104,13 +103,14 @@ TEST_F(MftChainOrderTest, EachRecordIsFollowedInTheOrderOfTheMap) {
     const Found expected = by_the_rule();
     ASSERT_TRUE(enumerate());
     EXPECT_EQ((Found{paths(), statistics.failures}), expected);
-    // Met in its middle first a chain is found whole, met at its end first it is not.
+    // A chain that is first visited in its middle is found whole; one that is first visited at its
+    // end is not.
     const auto lost = expected.failures;
     EXPECT_GT(lost, 0u);
     EXPECT_LT(lost, chains * (chain_length - 257));
 }
 
-// A chain that is met at its end, before any folder above has its path.
+// The chain is first visited at its end, before any folder above has its path.
 TEST_F(MftChainOrderTest, AChainOf258FoldersVisitedFromItsEndLosesOneFolder) {
     constexpr std::uint64_t first = 1000;
     MftRecordMap met;

@@ -33,7 +33,7 @@ class MftFailureTest : public EnumeratedVolumeTest {
         snapshot = before;
     }
 
-    // The enumeration gives up and leaves everything as it was, having made these calls.
+    // The enumeration gives up after these calls and leaves everything as it was.
     void expect_given_up_after(const std::vector<Request>& made) {
         expect_given_up();
         EXPECT_EQ(volume.requests(), made);
@@ -128,7 +128,7 @@ TEST_F(MftFailureTest, AnAnswerWithoutRecordsEndsTheTable) {
     EXPECT_EQ(paths(), Paths{L""});
 }
 
-// ---- records that are not understood ------------------------------------------------------------
+// ---- records that cannot be decoded -------------------------------------------------------------
 
 class MftBadRecordTest : public MftFailureTest,
                          public ::testing::WithParamInterface<RecordDamage> {};
@@ -142,7 +142,7 @@ TEST_P(MftBadRecordTest, ADamagedLastRecordOfALaterAnswerStopsTheEnumeration) {
 
 INSTANTIATE_TEST_SUITE_P(EveryDamage, MftBadRecordTest, ::testing::ValuesIn(every_record_damage));
 
-// ---- records that lead nowhere ------------------------------------------------------------------
+// ---- records without a path to the root ---------------------------------------------------------
 
 TEST_F(MftFailureTest, ARecordWhoseParentIsMissingIsCountedAndLeftOut) {
     const std::uint64_t folder = volume.plant_orphan(L"lost", folder_attribute);
@@ -215,7 +215,7 @@ TEST_F(MftChainTest, AFolderOneLevelTooDeepHasNoPathAndCachesNothing) {
     EXPECT_EQ(cache.size(), 1u);
 }
 
-// Whether the deepest folder is met before one above it is up to the order of the map.
+// The order of the map decides whether the deepest folder is visited before one above it.
 TEST_F(MftChainTest, AFolderOneLevelTooDeepIsEitherAnEntryOrAFailure) {
     make_chain(258);
     ASSERT_TRUE(enumerate());
@@ -268,7 +268,8 @@ TEST_F(MftMetadataTest, VanishedFilesAreLeftOutAndTheOthersKeepTheirOrder) {
 TEST_F(MftMetadataTest, AFolderThatVanishesStaysAnEntry) {
     volume.plant(doing(Request::query_attributes, 0, [this] { volume.remove_tree(L"f"); }));
     ASSERT_TRUE(enumerate());
-    EXPECT_EQ(paths().size(), 1u + 1u + statistics.files) << "the root, the folder, what was there";
+    EXPECT_EQ(paths().size(), 1u + 1u + statistics.files)
+        << "the root, the folder, the files found";
     EXPECT_EQ(statistics.directories, 2u);
     EXPECT_EQ(statistics.files + statistics.failures, 3u);
 }

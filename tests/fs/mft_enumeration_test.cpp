@@ -1,4 +1,4 @@
-// What the master file table of a volume becomes: entries, counts, and the calls made for them.
+// How the master file table of a volume becomes entries and counts, and the calls made for them.
 #include "fs/mft_enumeration.h"
 
 #include "base/win32_api.h"
@@ -34,7 +34,7 @@ class MftEnumerationTest : public EnumeratedVolumeTest {
         return data;
     }
 
-    // What the table alone tells of an entry.
+    // The fields of an entry that come from the table alone.
     [[nodiscard]] detail::FileCandidate listed(const std::wstring& relative) {
         detail::FileCandidate entry;
         entry.path = volume.path(relative);
@@ -72,7 +72,7 @@ TEST_F(MftEnumerationTest, TheSnapshotIsStampedWithTheJournalPositionBeforeTheEn
     EXPECT_TRUE(snapshot.journal_valid);
     EXPECT_EQ(snapshot.journal_id, before.UsnJournalID);
     EXPECT_EQ(snapshot.next_usn, before.NextUsn);
-    EXPECT_EQ(paths(), (Paths{L"", L"a.txt"})) << "what changed later is for the journal to tell";
+    EXPECT_EQ(paths(), (Paths{L"", L"a.txt"})) << "the journal reports later changes";
 }
 
 TEST_F(MftEnumerationTest, AFileHasTheFieldsOfItsRecordAndTheMetadataOfTheSystem) {
@@ -208,7 +208,7 @@ TEST_F(MftEnumerationTest, ReparsePointsAreLeftOutUncounted) {
     EXPECT_EQ(counts(), (Counts{1, 1, 0, 0, 2}));
 }
 
-// Only the record itself says that it is one; a folder of the cloud is one and holds ordinary
+// Being a reparse point concerns only the record itself. A cloud folder is one and holds ordinary
 // files.
 TEST_F(MftEnumerationTest, EntriesBelowAReparsePointAreListed) {
     const std::uint64_t cloud = volume.plant_child(root_reference, L"cloud", 0x410);

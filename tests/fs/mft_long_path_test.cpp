@@ -1,4 +1,4 @@
-// The longest paths that the master file table of a volume leads to.
+// The longest paths that result from the master file table of a volume.
 #include "base/win32_api.h"
 
 #include <cstddef>
@@ -18,7 +18,7 @@ using detail::decode_index;
 using detail::encode_index;
 using detail::EncodedIndex;
 
-// A chain of folders inside each other, and what the system says of files that no disk holds.
+// A chain of nested folders, and a fake answer for the attributes of files that are on no disk.
 class MftLongPathTest : public EnumeratedVolumeTest {
   protected:
     MftLongPathTest() {
@@ -35,7 +35,7 @@ class MftLongPathTest : public EnumeratedVolumeTest {
         };
     }
 
-    // A child of the last folder whose path has `length` units; its path.
+    // Adds a child of the last folder with a path of `length` units, and returns that path.
     std::wstring add(std::size_t length, std::uint32_t attributes) {
         const std::wstring name(length - path_.size() - 1, L'f');
         volume.plant_child(parent_, name, attributes);
@@ -59,8 +59,8 @@ TEST_F(MftLongPathTest, AFileWithTheLongestPathIsAnEntryThatTheIndexKeeps) {
     EXPECT_TRUE(same_snapshot(*decoded, snapshot));
 }
 
-// Folders can be moved to below others until no call reaches them. The table lists them all the
-// same, and folders are not asked about.
+// Folders can be moved below others until no call reaches them. The table still lists them, and
+// folders are not queried.
 TEST_F(MftLongPathTest, ASnapshotWithAFolderBeyondThePathLimitIsNotEncoded) {
     add(32'768, FILE_ATTRIBUTE_DIRECTORY);
     ASSERT_TRUE(enumerate());

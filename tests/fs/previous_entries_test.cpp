@@ -95,7 +95,7 @@ TEST(PreviousEntriesTest, EachPathIsNewOnceAndKnownAfterwards) {
 }
 
 TEST(PreviousEntriesTest, ALargeFolderKeepsItsNamesApartFromThoseOfAnEarlierFolder) {
-    // The names of the first folder come last in the second, behind all growing.
+    // The second folder gets the names of the first one last, after it has grown.
     Paths paths;
     for (wchar_t name = 0x100; name < 0x11D; ++name)
         paths.push_back(std::wstring(L"a\\") + name);
@@ -120,7 +120,7 @@ TEST(PreviousEntriesTest, ARepeatedPathIsRecognisedAfterOtherFolders) {
     EXPECT_FALSE(met.add(L"a"));
 }
 
-// What carrying over means, in the plainest way.
+// Carrying over in its plainest form.
 class PlainCarryOver {
   public:
     explicit PlainCarryOver(const Entries& loaded) {
@@ -180,7 +180,7 @@ class PlainCarryOver {
     std::map<Key, std::vector<const FileCandidate*>> by_identity_;
 };
 
-// Snapshots of few paths, so that they meet often: other cases, other separators, twice the same.
+// Snapshots of few paths, so that many match: in another case, with other separators, or repeated.
 class RandomSnapshots {
   public:
     explicit RandomSnapshots(std::uint64_t seed) : random_(seed) {}
@@ -242,7 +242,7 @@ class RandomSnapshots {
     std::uint8_t next_digest_ = 0;
 };
 
-// The files whose identity was asked for, and what each was told.
+// Answers queries of identities, and notes the files that were queried.
 class FakeIdentities {
   public:
     IdentityAnswer identify(FileCandidate& entry) {
@@ -279,7 +279,7 @@ TEST(PreviousEntriesTest, RandomSnapshotsInheritTheSameAsWithPlainMaps) {
         inherited +=
             static_cast<std::size_t>(std::ranges::count_if(fresh, &FileCandidate::has_full_digest));
     }
-    EXPECT_GT(inherited, 10'000U) << "of what is compared";
+    EXPECT_GT(inherited, 10'000U) << "enough digests are compared";
     EXPECT_GT(identified, 10'000U);
 }
 

@@ -1,4 +1,4 @@
-// How the change journal is read, what makes a delta fail, and the changes that lead nowhere.
+// How the change journal is read, and what makes a delta fail.
 #include "base/win32_api.h"
 
 #include <cstddef>
@@ -116,7 +116,7 @@ TEST_F(UsnDeltaReadingTest, WithoutNewRecordsTheJournalIsNotReadAndTheSnapshotSt
     expect_as_enumerated();
 }
 
-// What was written after the query may be applied early, and is applied again by the next delta.
+// Records written after the query may already be applied. The next delta applies them again.
 TEST_F(UsnDeltaReadingTest, TheSnapshotIsStampedWithThePositionOfTheQuery) {
     volume.append(L"a", "x");
     const std::int64_t queried_at = volume.journal().NextUsn;

@@ -1,5 +1,5 @@
-// What becomes of a file whose several names were changed: the journal tells of a name that it lost
-// in the same way as of one that it was given.
+// Files of several names that lose one of them. The journal reports a lost name in the same way as
+// an added one.
 #include "base/win32_api.h"
 
 #include <cstdint>
@@ -55,7 +55,7 @@ TEST_F(UsnDeltaLostNamesTest, AFileMissingFromTheSnapshotIsNotAddedUnderALostNam
     ASSERT_TRUE(apply());
     EXPECT_EQ(named(L"f\\lost"), 1u);
     EXPECT_EQ(entry(L"f\\lost").size, 3u);
-    EXPECT_EQ(asked_for, Paths{L"f\\lost"}) << "once, for the file that is there";
+    EXPECT_EQ(asked_for, Paths{L"f\\lost"}) << "once, for the file that exists";
 }
 
 TEST_F(UsnDeltaLostNamesTest, EntriesOfTheSameNameInAnotherFolderOrCaseStay) {

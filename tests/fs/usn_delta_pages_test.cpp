@@ -1,5 +1,5 @@
-// The pages of the journal: no record reaches into the next one, so that the position of a snapshot
-// may lie in a gap.
+// The pages of the journal. No record reaches into the next page, so the position of a snapshot may
+// lie in a gap.
 #include <cstdint>
 #include <gtest/gtest.h>
 #include <string>
@@ -23,7 +23,7 @@ class UsnDeltaPagesTest : public DeltaVolumeTest {
     [[nodiscard]] std::int64_t left_of_page() const {
         return journal_page_size - volume.journal().NextUsn % journal_page_size;
     }
-    // Deletions of files that nobody knows, until `left` bytes of the page are left.
+    // Records deletions of unknown files until `left` bytes of the page are left.
     void fill_page(std::int64_t left) {
         do
             volume.append_to_journal({make_reference(900, 1), root_reference, 0, 0, 0x80000200, 0,

@@ -1,5 +1,5 @@
-// Journal records that a snapshot has no place for: of files outside the tree, in loops, excluded,
-// gone meanwhile or never heard of.
+// Journal records of files that do not belong in the snapshot: outside the tree, in loops,
+// excluded, deleted since or unknown.
 #include "base/win32_api.h"
 
 #include <cstdint>
@@ -32,7 +32,7 @@ class UsnDeltaPruningTest : public DeltaVolumeTest {
         volume.append_to_journal({reference, parent, 0, 0, reason, 0, 0, attributes, name});
     }
 
-    // Nothing is what the records led to; they are counted all the same.
+    // The records change nothing in the snapshot but are counted.
     void expect_unchanged_by(std::uint64_t records) {
         const Paths before = paths();
         ASSERT_TRUE(apply());
@@ -54,7 +54,7 @@ TEST_F(UsnDeltaPruningTest, TheDeletionOfAnUnknownFileChangesNothing) {
     expect_unchanged_by(1);
 }
 
-// The record number is in use again: what was deleted is the file before.
+// The record number is in use again: the deleted file is an earlier one.
 TEST_F(UsnDeltaPruningTest, TheDeletionOfAnEarlierFileOfTheSameRecordChangesNothing) {
     const std::uint64_t a = volume.reference_of(L"a");
     journal(make_reference(record_number(a), 0x7FFF), root_reference, deleted, 0x20, L"x");
@@ -83,7 +83,7 @@ TEST_F(UsnDeltaPruningTest, AFileThatLeavesTheTreeIsGone) {
     ASSERT_TRUE(apply());
     EXPECT_EQ(paths(), (Paths{L"", L"f", L"f\\b"}));
     EXPECT_EQ(statistics.failures, 0u);
-    EXPECT_FALSE(changed) << "nothing of it is left to be saved";
+    EXPECT_FALSE(changed) << "nothing of it is left to save";
 }
 
 TEST_F(UsnDeltaPruningTest, AFolderThatBecomesAReparsePointIsGone) {
@@ -94,7 +94,7 @@ TEST_F(UsnDeltaPruningTest, AFolderThatBecomesAReparsePointIsGone) {
     EXPECT_EQ(paths(), (Paths{L"", L"a", L"f", L"f\\b"}));
 }
 
-// Its folder is no entry, so that no chain of parents leads from it to the root.
+// The reparse point is no entry, so no chain of parents leads from below it to the root.
 TEST_F(UsnDeltaPruningTest, EntriesListedBelowAReparsePointAreGone) {
     const std::uint64_t cloud = volume.plant_child(root_reference, L"cloud", 0x410);
     volume.plant_child(cloud, L"below", folder_attribute);
@@ -137,7 +137,7 @@ TEST_F(UsnDeltaPruningTest, AChangedFileThatVanishedIsGoneAndCounted) {
     ASSERT_TRUE(apply());
     EXPECT_EQ(paths(), (Paths{L"", L"f", L"f\\b"}));
     EXPECT_EQ(counts(), (Counts{2, 1, 0, 1, 3}));
-    EXPECT_FALSE(changed) << "the journal will tell again";
+    EXPECT_FALSE(changed) << "the journal reports it again";
     ASSERT_TRUE(apply());
     expect_as_enumerated();
 }
@@ -153,8 +153,8 @@ TEST_F(UsnDeltaPruningTest, AChangedFileThatBecameAFolderIsGoneUntilTheNextDelta
     EXPECT_EQ(entry(L"a").attributes, folder_attribute);
 }
 
-// The table leaves out the folder, whose record is too new, so that what it holds leads nowhere;
-// the journal then tells of the folder alone. Only another enumeration finds the rest.
+// The table leaves out the folder, whose record is too new, so its files have no path to the root.
+// The journal then reports the folder alone. Only another enumeration finds the files.
 TEST_F(UsnDeltaPruningTest, FilesOfAFolderRenamedDuringTheEnumerationAreNotFoundByADelta) {
     volume.plant(doing(Request::list_table, 0, [this] { volume.rename(L"f", L"h"); }));
     enumerate_with_digests();
@@ -189,7 +189,7 @@ TEST_F(UsnDeltaOnDriveCTest, AFileMadeInAnIndexFolderIsNoEntry) {
     expect_as_enumerated();
 }
 
-// Its own record makes an entry of the folder, to which the chain of parents then leads.
+// The record of the folder makes it an entry, so its files have a chain of parents.
 TEST_F(UsnDeltaOnDriveCTest, AnExcludedFolderThatChangesIsPrunedWithItsFiles) {
     volume.write(L"Windows\\new", "x");
     volume.set_attributes(L"Windows", FILE_ATTRIBUTE_HIDDEN);
@@ -220,7 +220,7 @@ TEST_F(UsnDeltaOnDriveCTest, AFileMovedOutOfAnExcludedFolderIsAnEntry) {
     EXPECT_EQ(without_digests(), Paths{L"x"});
 }
 
-// What it holds has no entries and no records: only a full enumeration finds it.
+// Its files have no entries and no records: only a full enumeration finds them.
 TEST_F(UsnDeltaOnDriveCTest, AFolderMovedOutOfAnExcludedOneIsAnEntryWithoutItsFiles) {
     volume.move(L"Windows\\sub", L"");
     ASSERT_TRUE(apply());

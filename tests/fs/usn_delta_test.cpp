@@ -1,5 +1,5 @@
-// What the change journal makes of a snapshot: after every kind of change it must be what a fresh
-// enumeration gives, with the digests of all that did not change.
+// How the change journal updates a snapshot. After every kind of change it must equal a fresh
+// enumeration, with the digests of all unchanged files.
 #include "fs/usn_delta.h"
 
 #include "base/win32_api.h"
@@ -66,7 +66,7 @@ TEST_F(UsnDeltaTest, AChangedFileThatIsStillOpenIsUpToDate) {
     EXPECT_EQ(entry(L"a").size, 8u);
 }
 
-// Which of its streams was written does not matter: the main one may have been.
+// It does not matter which stream was written: it may be the main one.
 TEST_F(UsnDeltaTest, AFileWithAWrittenStreamLosesItsDigests) {
     volume.write_stream(L"a");
     ASSERT_TRUE(apply());
@@ -153,7 +153,7 @@ TEST_F(UsnDeltaTest, FilesThatSwapTheirNamesKeepTheirOwnDigests) {
     EXPECT_EQ(without_digests(), Paths{});
 }
 
-// ---- coming and going ---------------------------------------------------------------------------
+// ---- new and deleted files ----------------------------------------------------------------------
 
 TEST_F(UsnDeltaTest, ANewFileInNewFoldersIsAnEntryWithoutDigests) {
     volume.write(L"n\\m\\new", "12345");
@@ -218,8 +218,8 @@ TEST_F(UsnDeltaTest, FoldersAndFilesAreCountedAnewAndFailuresAreAdded) {
 }
 
 // ---- links --------------------------------------------------------------------------------------
-// A journal record names one link of its file, and an entry has one name, so it is that of the last
-// record. What a fresh enumeration lists is the name that the table has.
+// A journal record names one link of its file. An entry has one name: that of the last record. A
+// fresh enumeration lists the name that the table has.
 
 TEST_F(UsnDeltaTest, AFileWithAnAddedLinkIsKnownByTheAddedName) {
     volume.link(L"a", L"f\\link");

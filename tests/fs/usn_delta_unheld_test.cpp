@@ -1,6 +1,6 @@
 // Files that the snapshot does not hold, because they were unreadable, excluded, reparse points or
-// known by an excluded name when it was made: whatever record comes first brings them in with their
-// size and times.
+// listed under an excluded name when it was made. Their next record, of any kind, adds them with
+// their size and times.
 #include "base/win32_api.h"
 
 #include <algorithm>
@@ -18,8 +18,8 @@ class UsnDeltaUnheldTest : public DeltaVolumeTest {
   protected:
     using DeltaVolumeTest::DeltaVolumeTest;
 
-    // `prepare` leaves `file` out of the snapshot. Neither record says anything of contents and
-    // times; what every reason does to an entry is told where it is applied.
+    // `prepare` leaves `file` out of the snapshot. Neither record is about contents or times. What
+    // each reason does to an entry is tested in journal_changes_test.cpp.
     void expect_brought_in(const std::wstring& file, const std::function<void()>& prepare) {
         for (const bool link_change : {false, true}) {
             prepare();
@@ -44,7 +44,7 @@ class UsnDeltaUnheldTest : public DeltaVolumeTest {
         const Paths all = paths();
         return std::find(all.begin(), all.end(), file) != all.end();
     }
-    // The entry is what the system says of the file now.
+    // The entry has the current metadata of the file.
     void expect_true_to(const std::wstring& file) {
         WIN32_FILE_ATTRIBUTE_DATA data = {};
         ASSERT_TRUE(GetFileAttributesExW(volume.path(file).c_str(), GetFileExInfoStandard, &data));
@@ -74,7 +74,7 @@ TEST_F(UsnDeltaUnheldTest, AFileIsAddedWhenItIsNoLongerAReparsePoint) {
     EXPECT_EQ(paths(), (Paths{L"", L"f"}));
     volume.journal_reasons(L"f\\a", usn_reason::security_change);
     ASSERT_TRUE(apply());
-    EXPECT_EQ(paths(), (Paths{L"", L"f"})) << "still one";
+    EXPECT_EQ(paths(), (Paths{L"", L"f"})) << "still a reparse point";
     EXPECT_EQ(asked_for, Paths{});
     volume.set_reparse_point(L"f\\a", false);
     ASSERT_TRUE(apply());
@@ -220,7 +220,7 @@ TEST_F(UsnDeltaGoneTest, AFolderWithAReusedRecordNumberDoesNotInheritTheOldFolde
     ASSERT_EQ(volume.reference_of(L"n"), folder + make_reference(0, 1));
     volume.write(L"n\\c", "text");
     ASSERT_EQ(volume.reference_of(L"n\\c"), held + make_reference(0, 1));
-    // Late words of the old file, whose parent is the old folder.
+    // A late record of the old file, whose parent is the old folder.
     journal(held, folder, 0x80000800, L"b");
     ASSERT_TRUE(apply());
     EXPECT_EQ(paths(), (Paths{L"", L"a", L"n", L"n\\c"}));

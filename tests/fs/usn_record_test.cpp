@@ -173,7 +173,7 @@ TEST(UsnRecord, AnyChangedByteIsDecodedOrRefusedWithoutReadingBeyond) {
     }
 }
 
-// Minor version, time stamp, source and security identifier decide nothing.
+// These are the minor version, time stamp, source and security identifier.
 TEST(UsnRecord, FieldsThatAreNotReadMayHoldAnything) {
     const RecordBytes whole(L"name");
     for (const auto& [first, end] :

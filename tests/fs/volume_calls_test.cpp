@@ -25,7 +25,7 @@ class VolumeCallsTest : public ::testing::Test {
     ImportReset reset;
 };
 
-// What a call for a volume's name was given.
+// The arguments of a query of a volume's file system.
 struct VolumeQuestion {
     std::wstring root;
     DWORD name_capacity;
@@ -233,7 +233,7 @@ class FileIdentityCallsTest : public HandleCallsTest {
     const FILE_ID_INFO stored = numbered_bytes();
     std::vector<FILE_INFO_BY_HANDLE_CLASS> kinds;
     std::vector<DWORD> sizes;
-    std::optional<std::int64_t> size_answer = 0;  // none: the question fails
+    std::optional<std::int64_t> size_answer = 0;  // none: the query fails
     int sizes_asked = 0;
 };
 
