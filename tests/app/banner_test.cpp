@@ -56,7 +56,7 @@ TEST(BannerTest, TheRuleIsFortyHyphens) {
     EXPECT_EQ(std::count(lines.begin(), lines.end(), std::wstring(40, L'-')), 1);
 }
 
-TEST(BannerTest, TheNameIsDrawnOnSeveralLinesWithoutAnEmptyOne) {
+TEST(BannerTest, TheDrawingHasAtLeastFourLinesAndNoBlankOne) {
     EXPECT_GE(art().size(), 4u);
     for (const std::wstring& line : art())
         EXPECT_NE(line.find_first_not_of(L' '), std::wstring::npos);
@@ -76,7 +76,7 @@ TEST(BannerTest, TheDrawingIsPrintableAsciiWithoutTrailingSpaces) {
     }
 }
 
-TEST(BannerTest, EveryLineEndIsALineFeedAlone) {
+TEST(BannerTest, TheTextHasNoCarriageReturnAndNoNullCharacter) {
     EXPECT_EQ(banner.find(L'\r'), std::wstring::npos);
     EXPECT_EQ(banner.find(L'\0'), std::wstring::npos);
 }

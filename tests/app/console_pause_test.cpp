@@ -36,7 +36,7 @@ class ConsolePauseTest : public ::testing::Test {
     FakeConsole console;
 };
 
-TEST_F(ConsolePauseTest, AloneOnAConsoleAtBothEndsTheProgramOwnsIt) {
+TEST_F(ConsolePauseTest, TheOnlyProcessOnAConsoleOwnsIt) {
     EXPECT_TRUE(owns_console());
     EXPECT_EQ(console.calls(),
               (Calls{"GetConsoleMode input", "GetConsoleMode output", "GetConsoleProcessList 2"}));
@@ -52,7 +52,7 @@ TEST_F(ConsolePauseTest, ASharedConsoleIsNotOwned) {
     }
 }
 
-TEST_F(ConsolePauseTest, AConsoleWithAnotherProcessAloneIsNotOwned) {
+TEST_F(ConsolePauseTest, AConsoleThatListsOnlyAnotherProcessIsNotOwned) {
     for (DWORD other : {GetCurrentProcessId() + 4, DWORD{0}}) {
         console.processes = {other};
         EXPECT_FALSE(owns_console());
@@ -67,7 +67,7 @@ TEST_F(ConsolePauseTest, AConsoleWhoseProcessesCannotBeListedIsNotOwned) {
     EXPECT_FALSE(owns_console());
 }
 
-TEST_F(ConsolePauseTest, ARedirectedInputOrOutputMeansNoConsoleOfItsOwn) {
+TEST_F(ConsolePauseTest, AConsoleIsNotOwnedWhenInputOrOutputIsRedirected) {
     for (const std::set<HANDLE>& redirected :
          {std::set<HANDLE>{console.input}, {console.output}, {console.input, console.output}}) {
         console.redirected = redirected;
@@ -76,14 +76,14 @@ TEST_F(ConsolePauseTest, ARedirectedInputOrOutputMeansNoConsoleOfItsOwn) {
     EXPECT_EQ(console.calls("GetConsoleProcessList"), Calls{});
 }
 
-TEST_F(ConsolePauseTest, ARedirectedErrorStreamDoesNotMatter) {
+TEST_F(ConsolePauseTest, AConsoleIsOwnedEvenWhenTheErrorStreamIsRedirected) {
     console.redirected = {console.error};
     EXPECT_TRUE(owns_console());
     console.error = nullptr;
     EXPECT_TRUE(owns_console());
 }
 
-TEST_F(ConsolePauseTest, AMissingHandleIsNotEvenAskedWhetherItIsAConsole) {
+TEST_F(ConsolePauseTest, TheConsoleModeOfAMissingHandleIsNotQueried) {
     for (HANDLE none : {HANDLE{nullptr}, INVALID_HANDLE_VALUE}) {
         console.input = none;
         console.output = FakeConsole::fake_handle(2);
@@ -99,11 +99,11 @@ TEST_F(ConsolePauseTest, AMissingHandleIsNotEvenAskedWhetherItIsAConsole) {
     EXPECT_EQ(console.calls("GetConsoleProcessList"), Calls{});
 }
 
-TEST_F(ConsolePauseTest, ThePauseShowsTheCursorAsksAndWaits) {
+TEST_F(ConsolePauseTest, ThePauseShowsTheCursorPromptsAndWaits) {
     EXPECT_EQ(pause(), whole_pause);
 }
 
-TEST_F(ConsolePauseTest, WithoutAConsoleOfItsOwnThereIsNoPause) {
+TEST_F(ConsolePauseTest, WithoutAnOwnedConsoleThereIsNoPause) {
     pause_if_owned_console();
     flush_and_pause();
     EXPECT_EQ(console.calls(), Calls{});
@@ -117,7 +117,7 @@ TEST_F(ConsolePauseTest, ThePauseHappensOnce) {
     EXPECT_EQ(console.calls(), whole_pause);
 }
 
-TEST_F(ConsolePauseTest, OfManyThreadsThatPauseAtOnceOneDoes) {
+TEST_F(ConsolePauseTest, SeveralThreadsThatPauseAtOncePauseOnlyOnce) {
     for (int round = 0; round < 20; ++round) {
         pause_on_exit = true;
         std::vector<std::thread> threads;
@@ -148,12 +148,12 @@ TEST_F(ConsolePauseTest, AFaultAtAnyStepOfThePauseDoesNotPauseAgain) {
     }
 }
 
-TEST_F(ConsolePauseTest, ACursorThatCannotBeQueriedIsLeftAloneAndThePauseGoesOn) {
+TEST_F(ConsolePauseTest, ACursorThatCannotBeQueriedIsNotSetAndThePauseContinues) {
     console.failing = {"GetConsoleCursorInfo"};
     EXPECT_EQ(pause(), (Calls{"GetConsoleCursorInfo", request, "ReadConsoleW 1"}));
 }
 
-TEST_F(ConsolePauseTest, EveryOtherCallThatFailsSkipsNothingElse) {
+TEST_F(ConsolePauseTest, AFailureToShowTheCursorWriteOrReadSkipsNoOtherCall) {
     for (const char* name : {"SetConsoleCursorInfo", "WriteConsoleW", "ReadConsoleW"}) {
         FakeConsole failing;
         failing.failing = {name};
@@ -226,7 +226,7 @@ class FailingFlush : public std::wstreambuf {
     std::wstreambuf* old_buffer_;
 };
 
-TEST_F(ConsolePauseTest, BothStreamsAreFlushedBeforeThePauseWhateverTheyThrow) {
+TEST_F(ConsolePauseTest, BothStreamsAreFlushedBeforeThePauseEvenWhenTheyThrow) {
     for (bool throws_its_own : {false, true}) {
         FailingFlush output(std::wcout);
         FailingFlush errors(std::wcerr);

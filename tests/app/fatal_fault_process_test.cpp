@@ -57,7 +57,7 @@ TEST(FatalFaultProcessTest, AStackOverflowOnAnyThreadIsReportedAndEndsTheProcess
         expect_fault(L"stack", thread, "0xC00000FD (-1073741571)");
 }
 
-TEST(FatalFaultProcessTest, TwoStacksThatOverflowAtOnceAreOneReport) {
+TEST(FatalFaultProcessTest, TwoThreadsThatOverflowTheirStacksAtOnceGiveOneReport) {
     for (int run = 0; run < 5; ++run) {
         const EndedChild child = run_child(L"faulty_program", L"stack workers");
         EXPECT_EQ(child.code, 3u);

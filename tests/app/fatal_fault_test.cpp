@@ -93,7 +93,7 @@ TEST_F(FatalFaultTest, EveryCodeAppearsInHexadecimalAndAsASignedDecimal) {
     }
 }
 
-TEST_F(FatalFaultTest, AMissingRecordIsReportedAsZeros) {
+TEST_F(FatalFaultTest, AMissingExceptionRecordIsReportedAsZeros) {
     EXPECT_EQ(strike(nullptr), std::optional<UINT>(3));
     EXCEPTION_POINTERS without_record = {};
     EXPECT_EQ(strike(&without_record), std::optional<UINT>(3));
@@ -120,7 +120,7 @@ TEST_F(FatalFaultTest, WithoutAnErrorHandleNothingIsWrittenAndTheProcessEnds) {
     }
 }
 
-TEST_F(FatalFaultTest, EveryCallThatFailsSkipsItsOwnStepAlone) {
+TEST_F(FatalFaultTest, AFailedCallSkipsOnlyItsOwnStep) {
     for (const char* name : {"GetConsoleCursorInfo", "SetConsoleCursorInfo", "WriteFile"}) {
         FakeConsole failing;
         failing.failing = {name};
@@ -129,7 +129,7 @@ TEST_F(FatalFaultTest, EveryCallThatFailsSkipsItsOwnStepAlone) {
     }
 }
 
-TEST_F(FatalFaultTest, AConsoleOfItsOwnStaysUntilEnterAfterTheMessage) {
+TEST_F(FatalFaultTest, AFaultOnAnOwnedConsolePausesAfterTheMessage) {
     pause_on_exit = true;
     EXPECT_EQ(strike(division_by_zero), std::optional<UINT>(3));
     EXPECT_EQ(with_small_address(console.calls()),
@@ -140,7 +140,7 @@ TEST_F(FatalFaultTest, AConsoleOfItsOwnStaysUntilEnterAfterTheMessage) {
                      "ReadConsoleW 1", "TerminateProcess 3"}));
 }
 
-TEST_F(FatalFaultTest, AFaultOnAnotherThreadEndsTheProcessJustSo) {
+TEST_F(FatalFaultTest, AFaultOnAnotherThreadIsReportedAndEndsTheProcessWith3) {
     std::optional<UINT> code;
     std::thread([&] { code = strike(access_violation); }).join();
     EXPECT_EQ(code, std::optional<UINT>(3));

@@ -67,7 +67,7 @@ class InterruptionTest : public RunTest {
     std::atomic<bool> interrupted{false};
 };
 
-TEST_F(InterruptionTest, OutsideOfAScanTheSystemIsLeftToEndTheProgram) {
+TEST_F(InterruptionTest, AnEventOutsideAScanIsLeftToTheSystem) {
     for (const DWORD event :
          {CTRL_C_EVENT, CTRL_BREAK_EVENT, CTRL_CLOSE_EVENT, CTRL_LOGOFF_EVENT, CTRL_SHUTDOWN_EVENT})
         EXPECT_FALSE(handler(event)) << event;
@@ -81,7 +81,7 @@ TEST_F(InterruptionTest, OutsideOfAScanTheSystemIsLeftToEndTheProgram) {
     EXPECT_EQ(errors.str(), L"");
 }
 
-TEST_F(InterruptionTest, DuringTheEnumerationTheProgramEndsAtOnceBelowItsBlock) {
+TEST_F(InterruptionTest, AnEventDuringTheEnumerationEndsTheProgramBelowTheBlock) {
     ScanInterruption scan(progress, display);
     EXPECT_EQ(ended_by(CTRL_C_EVENT), control_c_exit);
     EXPECT_EQ(errors.str(), plain);
@@ -141,7 +141,7 @@ TEST_F(InterruptionTest, AnEventWhileTheDisplayStopsWaitsUntilTheCursorIsVisible
     EXPECT_EQ(shown, 1u);
 }
 
-TEST_F(InterruptionTest, DuringTheAnalysisTheScanIsAskedToStop) {
+TEST_F(InterruptionTest, AnEventDuringTheAnalysisRequestsAStop) {
     for (const DWORD event : {CTRL_C_EVENT, CTRL_BREAK_EVENT}) {
         ScanProgress analysed;
         analysed.phase = ScanPhase::analysing;
@@ -161,7 +161,7 @@ TEST_F(InterruptionTest, ASecondEventEndsTheProgramAtOnce) {
 }
 
 // When the handler of these events returns, the system ends the process.
-TEST_F(InterruptionTest, AClosedWindowWaitsForTheRunToEndTheProgram) {
+TEST_F(InterruptionTest, ACloseLogoffOrShutdownRequestsAStopAndWaitsForTheRun) {
     console.redirected = {console.output};  // the one who sleeps is not the display
     progress.phase = ScanPhase::analysing;
     for (const DWORD event : {CTRL_CLOSE_EVENT, CTRL_LOGOFF_EVENT, CTRL_SHUTDOWN_EVENT}) {
@@ -180,7 +180,7 @@ TEST_F(InterruptionTest, AClosedWindowWaitsForTheRunToEndTheProgram) {
 }
 
 // The user does not wait for the scan to stop: what it knows is saved all the same.
-TEST_F(InterruptionTest, AWindowThatIsClosedAfterControlCWaitsAsWell) {
+TEST_F(InterruptionTest, AWindowClosedAfterControlCStillWaitsForTheRun) {
     console.redirected = {console.output};
     progress.phase = ScanPhase::analysing;
     ScanInterruption scan(progress, display);
@@ -192,7 +192,7 @@ TEST_F(InterruptionTest, AWindowThatIsClosedAfterControlCWaitsAsWell) {
     EXPECT_EQ(ended_by(CTRL_C_EVENT), control_c_exit);
 }
 
-TEST_F(InterruptionTest, TheRunGoesNoFurtherWhileAnEventEndsTheProgram) {
+TEST_F(InterruptionTest, TheEndOfAScanWaitsWhileAnEventEndsTheProgram) {
     ScanInterruption scan(progress, display);
     std::atomic<bool> begun{false};
     std::atomic<bool> finished{false};
@@ -226,7 +226,7 @@ TEST_F(InterruptionTest, AnInterruptedRunSavesItsIndexAndWritesNoReport) {
     EXPECT_TRUE(console.cursor.bVisible);
 }
 
-TEST_F(InterruptionTest, WithNothingSavedTheRunDoesNotSayThatItWas) {
+TEST_F(InterruptionTest, AnInterruptedRunThatSavesNoIndexDoesNotClaimASave) {
     interrupt_the_first_read(CTRL_BREAK_EVENT);
     const int code = static_cast<int>(control_c_exit);
     EXPECT_EQ(run_on(in), (Outcome{code, banner, plain}));
@@ -259,7 +259,7 @@ TEST_F(InterruptionTest, AnEventAfterTheScanIsLeftToTheSystem) {
     EXPECT_TRUE(report_exists());
 }
 
-TEST_F(InterruptionTest, AScanThatThrewIsNotAskedToStop) {
+TEST_F(InterruptionTest, AnEventAfterAScanThatThrewIsLeftToTheSystem) {
     hooks().FindFirstFileExW = [](auto...) -> HANDLE { throw std::runtime_error("planted"); };
     EXPECT_EQ(run_on(in).code, 3);
     EXPECT_FALSE(handler(CTRL_C_EVENT));

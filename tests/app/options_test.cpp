@@ -144,7 +144,7 @@ TEST(OptionsTest, NoArgumentGivesTheDefaults) {
     EXPECT_FALSE(options->show_stats);
 }
 
-TEST(OptionsTest, NotEvenAProgramNameGivesTheDefaults) {
+TEST(OptionsTest, AnEmptyArgumentListGivesTheDefaults) {
     const wchar_t* const argv[] = {nullptr};
     EXPECT_EQ(parse_counted(0, argv), fields(defaults()));
 }
@@ -156,12 +156,12 @@ TEST(OptionsTest, TheProgramNameIsNeverReadAsAnOption) {
     EXPECT_EQ(parse_counted(2, argv), fields(expected));
 }
 
-TEST(OptionsTest, ArgumentsBehindTheCountAreNotRead) {
+TEST(OptionsTest, ArgumentsBeyondTheCountAreNotRead) {
     const wchar_t* const argv[] = {L"larkspine.exe", L"D:\\", L"-x", nullptr};
     EXPECT_EQ(parse_counted(2, argv), fields(with_root(L"D:\\")));
 }
 
-TEST(OptionsTest, EachSwitchSetsItsOwnOptionAlone) {
+TEST(OptionsTest, EachSwitchSetsOnlyItsOwnOption) {
     ScanOptions verifying = defaults();
     verifying.verify_bytes = true;
     ScanOptions counting = defaults();
@@ -174,7 +174,7 @@ TEST(OptionsTest, EachSwitchSetsItsOwnOptionAlone) {
                      {{L"-j", L"64"}, with_workers(64)}});
 }
 
-TEST(OptionsTest, AllOptionsTogetherAreAllTaken) {
+TEST(OptionsTest, AllOptionsCanBeCombined) {
     const ScanOptions all = {L"D:\\photos", 64, IndexMode::rebuild, true, true};
     expect_accepted(
         {{{L"--workers", L"64", L"--rebuild-index", L"--verify-bytes", L"--stats", L"D:\\photos"},
@@ -188,7 +188,7 @@ TEST(OptionsTest, TheFolderMayStandBeforeBetweenOrAfterTheOptions) {
                      {{L"-j", L"2", L"--stats", L"D:\\photos"}, expected}});
 }
 
-TEST(OptionsTest, AnyArgumentWithoutAHyphenInFrontIsTheFolderAsTyped) {
+TEST(OptionsTest, AnArgumentWithoutALeadingHyphenIsTheFolderUnchanged) {
     for (const wchar_t* folder : {L"C:\\",
                                   L"photos",
                                   L".",
@@ -225,7 +225,7 @@ TEST(OptionsTest, TwoFoldersAreRefusedEvenWhenEqual) {
                     {L"-j", L"4", L"5", L"6"}});
 }
 
-TEST(OptionsTest, AnyOtherArgumentWithAHyphenInFrontIsRefused) {
+TEST(OptionsTest, AnUnknownArgumentWithALeadingHyphenIsRefused) {
     for (const wchar_t* argument : {L"-",
                                     L"--",
                                     L"---",
@@ -266,14 +266,14 @@ TEST(OptionsTest, AnyOtherArgumentWithAHyphenInFrontIsRefused) {
     }
 }
 
-TEST(OptionsTest, LeadingZerosOfTheWorkersCountForNothing) {
+TEST(OptionsTest, LeadingZerosInTheNumberOfWorkersAreIgnored) {
     expect_accepted(
         {{{L"--workers", L"064"}, with_workers(64)},
          {{L"-j", L"01"}, with_workers(1)},
          {{L"-j", L"00000000000000000000000000000000000000000000000008"}, with_workers(8)}});
 }
 
-TEST(OptionsTest, ANumberOfWorkersThatIsNoneIsRefused) {
+TEST(OptionsTest, AnInvalidNumberOfWorkersIsRefused) {
     expect_refused({{L"--workers", L"0"}, {L"-j", L"65"}, {L"-j", L"a", L"D:\\"}});
 }
 
@@ -285,7 +285,7 @@ TEST(OptionsTest, TheWorkersOptionAsTheLastArgumentIsRefused) {
                     {L"-j", L"4", L"-j"}});
 }
 
-TEST(OptionsTest, WhatFollowsTheWorkersOptionIsNeverReadAsAnOptionOrAFolder) {
+TEST(OptionsTest, AnOptionOrFolderInPlaceOfTheNumberOfWorkersIsRefused) {
     expect_refused({{L"-j", L"--stats"},
                     {L"--workers", L"-j", L"4"},
                     {L"-j", L"D:\\"},
@@ -306,7 +306,7 @@ TEST(OptionsTest, VerificationAndStatisticsMayBeRepeated) {
     expect_accepted({{{L"--stats", L"--verify-bytes", L"--stats", L"--verify-bytes"}, expected}});
 }
 
-TEST(OptionsTest, TheTwoIndexOptionsAreRefusedTogetherAndTwice) {
+TEST(OptionsTest, IndexOptionsThatAreCombinedOrRepeatedAreRefused) {
     expect_refused({{L"--no-index", L"--no-index"},
                     {L"--rebuild-index", L"--rebuild-index"},
                     {L"--no-index", L"--rebuild-index"},
@@ -328,12 +328,12 @@ TEST(OptionsTest, TheFirstInvalidArgumentEndsParsing) {
     EXPECT_EQ(parse_counted(4, second_folder), std::nullopt);
 }
 
-TEST(ParseWorkersTest, OneDigitIsThatNumber) {
+TEST(ParseWorkersTest, ASingleDigitIsParsedAsItsNumber) {
     EXPECT_EQ(parse_workers(L"1"), 1u);
     EXPECT_EQ(parse_workers(L"9"), 9u);
 }
 
-TEST(ParseWorkersTest, TwoDigitsFromOneToSixtyFourAreThatNumber) {
+TEST(ParseWorkersTest, TwoDigitsFromOneToSixtyFourAreParsedAsTheirNumber) {
     for (std::uint64_t number = 1; number <= max_workers; ++number) {
         const wchar_t digits[] = {static_cast<wchar_t>(L'0' + number / 10),
                                   static_cast<wchar_t>(L'0' + number % 10)};
@@ -341,17 +341,17 @@ TEST(ParseWorkersTest, TwoDigitsFromOneToSixtyFourAreThatNumber) {
     }
 }
 
-TEST(ParseWorkersTest, AnythingElseIsNoNumber) {
+TEST(ParseWorkersTest, AnyTextThatIsNoNumberFromOneToSixtyFourIsRefused) {
     for (const wchar_t* text : refused_numbers)
         EXPECT_EQ(parse_workers(text), std::nullopt) << shown({text});
 }
 
-TEST(ParseWorkersTest, ANullCharacterInsideIsNoDigit) {
+TEST(ParseWorkersTest, ATextWithANullCharacterIsRefused) {
     EXPECT_EQ(parse_workers({L"4\0", 2}), std::nullopt);
     EXPECT_EQ(parse_workers({L"\0004", 2}), std::nullopt);
 }
 
-TEST(DefaultWorkersTest, AsManyAsTheMachineHasButAtMostFour) {
+TEST(DefaultWorkersTest, TheDefaultIsTheNumberOfHardwareThreadsButAtMostFour) {
     for (unsigned threads : {1u, 2u, 3u, 4u})
         EXPECT_EQ(default_workers(threads), threads);
     for (unsigned threads : {5u, 8u, 63u, 64u, 65u, 256u, 4294967295u})

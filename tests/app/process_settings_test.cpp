@@ -45,13 +45,13 @@ TEST_F(ProcessSettingsTest, ADriveWithoutAMediumOpensNoDialog) {
     EXPECT_EQ(mode, UINT{SEM_FAILCRITICALERRORS});
 }
 
-TEST_F(ProcessSettingsTest, WhatTheParentHasSwitchedOffStaysOff) {
+TEST_F(ProcessSettingsTest, AnErrorDialogThatTheParentSwitchedOffStaysOff) {
     mode = SEM_NOGPFAULTERRORBOX;
     apply_process_settings();
     EXPECT_EQ(mode, UINT{SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX});
 }
 
-TEST_F(ProcessSettingsTest, PlaceholdersOfACloudAreExposed) {
+TEST_F(ProcessSettingsTest, CloudPlaceholdersAreExposed) {
     library = GetModuleHandleA(nullptr);
     apply_process_settings();
     EXPECT_EQ(modes_set, std::vector<int>{2});

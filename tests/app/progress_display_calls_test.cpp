@@ -120,7 +120,7 @@ TEST_F(ProgressDisplayCallsTest, OneThreadIsStartedAndEndedWithTheDisplay) {
     EXPECT_FALSE(display.thread.joinable());
 }
 
-TEST_F(ProgressDisplayCallsTest, ARedirectedOutputIsOnlyAskedWhetherItIsAConsole) {
+TEST_F(ProgressDisplayCallsTest, OnARedirectedOutputOnlyTheConsoleModeIsQueried) {
     console.redirected = {console.output};
     const std::size_t before = threads_started();
     EXPECT_EQ(run(), mode);
@@ -133,7 +133,7 @@ TEST_F(ProgressDisplayCallsTest, ARedirectedRunAfterOneOnAConsoleDrawsNothing) {
     EXPECT_EQ(run(), first + mode);
 }
 
-TEST_F(ProgressDisplayCallsTest, WithoutARecordToShowNothingIsDrawn) {
+TEST_F(ProgressDisplayCallsTest, WithoutAProgressRecordNothingIsDrawn) {
     display.console = console.output;
     display.enabled = true;
     display.draw();
@@ -149,7 +149,8 @@ TEST_F(ProgressDisplayCallsTest, WithoutAnOutputHandleNothingIsCalled) {
     EXPECT_EQ(threads_started(), before);
 }
 
-TEST_F(ProgressDisplayCallsTest, WithoutThePlaceOfTheBlockTheCursorComesBackAndNothingIsDrawn) {
+TEST_F(ProgressDisplayCallsTest,
+       WhenTheScreenBufferCannotBeQueriedTheCursorIsRestoredAndNothingIsDrawn) {
     console.failing = {"GetConsoleScreenBufferInfo"};
     const std::size_t before = threads_started();
     start();
@@ -162,12 +163,12 @@ TEST_F(ProgressDisplayCallsTest, WithoutThePlaceOfTheBlockTheCursorComesBackAndN
     EXPECT_EQ(threads_started(), before);
 }
 
-TEST_F(ProgressDisplayCallsTest, WithoutThePlaceAndTheCursorNothingIsRestored) {
+TEST_F(ProgressDisplayCallsTest, WhenNeitherScreenBufferNorCursorCanBeQueriedNothingIsRestored) {
     console.failing = {"GetConsoleScreenBufferInfo", "GetConsoleCursorInfo"};
     EXPECT_EQ(run(), mode + Calls{"GetConsoleCursorInfo"} + reserve);
 }
 
-TEST_F(ProgressDisplayCallsTest, ADisplayThatFoundNoPlaceFindsOneAtItsNextStart) {
+TEST_F(ProgressDisplayCallsTest, AfterAFailedScreenBufferQueryTheNextStartDrawsTheBlock) {
     console.failing = {"GetConsoleScreenBufferInfo"};
     const Calls failed = run();
     console.failing.clear();
@@ -181,19 +182,19 @@ TEST_F(ProgressDisplayCallsTest, ACursorThatCannotBeQueriedIsNeitherHiddenNorRes
                          below_at(10));
 }
 
-TEST_F(ProgressDisplayCallsTest, ACursorOfAnEarlierRunIsNotRestoredAfterALaterOne) {
+TEST_F(ProgressDisplayCallsTest, ACursorSavedInAnEarlierRunIsNotRestoredInALaterOne) {
     run();
     console.failing = {"GetConsoleCursorInfo"};
     run();
     EXPECT_EQ(console.calls("SetConsoleCursorInfo").size(), 2u);
 }
 
-TEST_F(ProgressDisplayCallsTest, ACursorThatCannotBeHiddenIsRestoredAllTheSame) {
+TEST_F(ProgressDisplayCallsTest, ACursorThatCannotBeHiddenIsStillRestored) {
     console.failing = {"SetConsoleCursorInfo"};
     EXPECT_EQ(run(), mode + hide + reserve + frame_at(6) + frame_at(6) + below_at(10) + show);
 }
 
-TEST_F(ProgressDisplayCallsTest, WritesAndPlacesThatFailSkipNothingElse) {
+TEST_F(ProgressDisplayCallsTest, FailedWritesAndCursorMovesSkipNoOtherCall) {
     console.failing = {"WriteConsoleW", "SetConsoleCursorPosition"};
     EXPECT_EQ(run(), mode + hide + reserve + frame_at(6) + frame_at(6) + below_at(10) + show);
 }
@@ -231,7 +232,7 @@ TEST_F(ProgressDisplayCallsTest, TheCursorIsLeftBelowTheBlockButNeverBelowTheBuf
     EXPECT_EQ(last_place(3), "SetConsoleCursorPosition 0,2");
 }
 
-TEST_F(ProgressDisplayCallsTest, WithoutTheHeightAtTheEndTheCursorIsLeftBelowTheBlock) {
+TEST_F(ProgressDisplayCallsTest, WhenTheBufferHeightIsUnknownAtTheEndTheCursorIsLeftBelowTheBlock) {
     console.size.Y = 3;
     start();
     console.failing = {"GetConsoleScreenBufferInfo"};
@@ -296,7 +297,7 @@ TEST_F(ProgressDisplayCallsTest, TwoFramesAreNeverDrawnAtOnce) {
     EXPECT_EQ(console.calls("WriteConsoleW Doublons").size(), frames());
 }
 
-TEST_F(ProgressDisplayCallsTest, StoppedFromItsOwnThreadItRaisesADeadlock) {
+TEST_F(ProgressDisplayCallsTest, StoppingTheDisplayFromItsOwnThreadThrowsADeadlockError) {
     draws = true;
     std::optional<std::error_code> raised;
     std::atomic<bool> done = false;
@@ -318,7 +319,7 @@ TEST_F(ProgressDisplayCallsTest, StoppedFromItsOwnThreadItRaisesADeadlock) {
     EXPECT_EQ(console.calls("SetConsoleCursorInfo").back(), show[0]);
 }
 
-TEST_F(ProgressDisplayCallsTest, AThreadThatCannotBeStartedIsAnExceptionAfterWhichStopTidiesUp) {
+TEST_F(ProgressDisplayCallsTest, StartThrowsWhenItsThreadCannotBeStartedAndStopTidiesUp) {
     std::optional<std::error_code> raised;
     try {
         const NoMoreThreads none;

@@ -89,7 +89,7 @@ class ProgressDisplayTest : public ::testing::Test {
     HANDLE output_ = GetStdHandle(STD_OUTPUT_HANDLE);
 };
 
-TEST_F(ProgressDisplayTest, TheBlockStandsBelowWhatWasPrinted) {
+TEST_F(ProgressDisplayTest, TheBlockStandsBelowEarlierOutput) {
     print(L"première\r\ndernière\r\n");
     start();
     EXPECT_EQ(screen->rows(0, 2), (Rows{L"première", L"dernière"}));
@@ -105,7 +105,7 @@ TEST_F(ProgressDisplayTest, AnUnfinishedLineIsOverdrawnByTheBlock) {
     expect_cursor_at(7);
 }
 
-TEST_F(ProgressDisplayTest, AtTheBottomTheBufferScrollsAndTheBlockStandsInItsLastRowsButOne) {
+TEST_F(ProgressDisplayTest, AtTheBottomTheBufferScrollsAndOneRowStaysFreeBelowTheBlock) {
     for (SHORT i = 0; i < height - 1; ++i)
         print(std::to_wstring(i) + L"\r\n");
     start();
@@ -120,7 +120,7 @@ TEST_F(ProgressDisplayTest, AtTheBottomTheBufferScrollsAndTheBlockStandsInItsLas
     expect_cursor_at(height - 1);
 }
 
-TEST_F(ProgressDisplayTest, JustAboveTheBottomNothingScrolls) {
+TEST_F(ProgressDisplayTest, ABlockThatJustFitsScrollsNothing) {
     print(L"première");
     screen->put_cursor({0, height - 5});
     start();
@@ -130,7 +130,7 @@ TEST_F(ProgressDisplayTest, JustAboveTheBottomNothingScrolls) {
     expect_cursor_at(height - 1);
 }
 
-TEST_F(ProgressDisplayTest, InABufferAsNarrowAsAHalfLineEveryLineShowsItsBeginning) {
+TEST_F(ProgressDisplayTest, InANarrowBufferEveryLineShowsItsBeginning) {
     use_screen({20, height});
     start();
     finish();
@@ -161,7 +161,7 @@ TEST_F(ProgressDisplayTest, TheThreadDrawsNewCountersInPlace) {
     EXPECT_EQ(screen->row(4), L"");
 }
 
-TEST_F(ProgressDisplayTest, ACountThatLosesDigitsLeavesNothingOfThemBehind) {
+TEST_F(ProgressDisplayTest, ACountThatLosesDigitsLeavesNoneOfThemOnTheScreen) {
     progress.documents = 123'456'789;
     progress.duplicates = 10;
     start();

@@ -61,7 +61,7 @@ std::wstring time_line(std::int64_t elapsed) {
     return lines({}, elapsed)[1];
 }
 
-TEST(ProgressPercentageTest, EnumerationFillsTheFirstFifthEverMoreSlowly) {
+TEST(ProgressPercentageTest, EnumerationRisesFrom0To19EverMoreSlowly) {
     EXPECT_EQ(enumerating(0), 0u);
     EXPECT_EQ(enumerating(263), 0u);
     EXPECT_EQ(enumerating(264), 1u);
@@ -79,7 +79,7 @@ TEST(ProgressPercentageTest, EnumerationNeverPasses19) {
         EXPECT_EQ(enumerating(seen), 19u) << seen;
 }
 
-TEST(ProgressPercentageTest, EnumerationIsNotMovedByCandidates) {
+TEST(ProgressPercentageTest, EnumerationIgnoresTheCandidates) {
     EXPECT_EQ(percentage({ScanPhase::enumerating, 5'000, 3, 4}), 10u);
 }
 
@@ -88,7 +88,7 @@ TEST(ProgressPercentageTest, AnalysisWithoutACandidateShows20) {
     EXPECT_EQ(analysing(5, 0), 20u);
 }
 
-TEST(ProgressPercentageTest, AnalysisGoesFrom20To99ByCandidates) {
+TEST(ProgressPercentageTest, AnalysisRisesFrom20To99WithTheCandidatesDone) {
     EXPECT_EQ(analysing(0, 79), 20u);
     EXPECT_EQ(analysing(1, 79), 21u);
     EXPECT_EQ(analysing(1, 80), 20u);
@@ -98,7 +98,7 @@ TEST(ProgressPercentageTest, AnalysisGoesFrom20To99ByCandidates) {
     EXPECT_EQ(analysing(79, 79), 99u);
 }
 
-TEST(ProgressPercentageTest, MoreDoneThanThereAreShows99) {
+TEST(ProgressPercentageTest, MoreCandidatesDoneThanTheTotalShows99) {
     EXPECT_EQ(analysing(3, 2), 99u);
     EXPECT_EQ(analysing(largest, 1), 99u);
 }
@@ -109,19 +109,19 @@ TEST(ProgressPercentageTest, HugeCountsOfCandidatesKeepTheirRatio) {
     EXPECT_EQ(analysing(0, largest), 20u);
 }
 
-TEST(ProgressPercentageTest, APhaseThatHasNoNameCountsAsAnalysis) {
+TEST(ProgressPercentageTest, AnUnknownPhaseCountsAsAnalysis) {
     constexpr auto unnamed = static_cast<ScanPhase>(7);
     EXPECT_EQ(percentage({unnamed, 5'000, 1, 2}), 59u);
     EXPECT_EQ(percentage({unnamed, 5'000}), 20u);
 }
 
-TEST(ProgressPercentageTest, TheEndShows100WhateverTheCounters) {
+TEST(ProgressPercentageTest, AFinishedScanShows100WhateverTheCounters) {
     EXPECT_EQ(percentage({ScanPhase::done}), 100u);
     EXPECT_EQ(percentage({ScanPhase::done, 5'000, 1, 2}), 100u);
     EXPECT_EQ(percentage({ScanPhase::done, largest, largest, largest}), 100u);
 }
 
-TEST(ProgressFrameTest, TheFirstFrameIsEmpty) {
+TEST(ProgressFrameTest, TheFirstFrameShowsAnEmptyBarAndZeros) {
     EXPECT_EQ(lines({}), (std::vector<std::wstring>{
                              L"Analyse : [░░░░░░░░░░░░░░░░░░░░] 0 %", L"Temps écoulé : 00:00:00",
                              L"Documents détectés : 0", L"Doublons trouvés : 0"}));
@@ -135,7 +135,7 @@ TEST(ProgressFrameTest, EveryLineShowsItsOwnCounter) {
                                    L"Doublons trouvés : 333"}));
 }
 
-TEST(ProgressFrameTest, TheLastFrameIsFull) {
+TEST(ProgressFrameTest, TheLastFrameShowsAFullBar) {
     EXPECT_EQ(lines({ScanPhase::done, 9, 4, 4, 7, 3}, 59 * second),
               (std::vector<std::wstring>{L"Analyse : [████████████████████] 100 %",
                                          L"Temps écoulé : 00:00:59", L"Documents détectés : 7",
@@ -169,7 +169,7 @@ TEST(ProgressFrameTest, ElapsedTimeIsCutToWholeSeconds) {
     EXPECT_EQ(time_line(hour), L"Temps écoulé : 01:00:00");
 }
 
-TEST(ProgressFrameTest, HoursGoOnBeyondADay) {
+TEST(ProgressFrameTest, HoursContinueBeyond24) {
     EXPECT_EQ(time_line(24 * hour - 1), L"Temps écoulé : 23:59:59");
     EXPECT_EQ(time_line(24 * hour), L"Temps écoulé : 24:00:00");
     EXPECT_EQ(time_line(25 * hour), L"Temps écoulé : 25:00:00");
@@ -177,7 +177,7 @@ TEST(ProgressFrameTest, HoursGoOnBeyondADay) {
     EXPECT_EQ(time_line(INT64_MAX), L"Temps écoulé : 2562047:47:16");
 }
 
-TEST(ProgressFrameTest, ANegativeTimeCountsAsNone) {
+TEST(ProgressFrameTest, ANegativeTimeIsShownAsZero) {
     for (std::int64_t elapsed : {std::int64_t{-1}, -second, -hour, INT64_MIN})
         EXPECT_EQ(time_line(elapsed), L"Temps écoulé : 00:00:00") << elapsed;
 }

@@ -122,7 +122,7 @@ TEST_F(RunConsoleTest, AnExceptionAfterTheScanIsReportedBelowTheFullBlock) {
     EXPECT_EQ(console.calls().back(), show);
 }
 
-TEST_F(RunConsoleTest, AnExceptionFromTheEndOfTheDisplayIsNotTheScans) {
+TEST_F(RunConsoleTest, AnExceptionWhileTheDisplayStopsIsNotReportedAsTheScans) {
     bool thrown = false;
     console.on_call = [&](const std::string& call) {
         // Where the cursor goes when the block is left.
@@ -134,7 +134,7 @@ TEST_F(RunConsoleTest, AnExceptionFromTheEndOfTheDisplayIsNotTheScans) {
     EXPECT_EQ(console.calls().back(), show);
 }
 
-TEST_F(RunConsoleTest, ADisplayWithoutAThreadEndsTheRunBelowTheBlock) {
+TEST_F(RunConsoleTest, ADisplayThreadThatCannotBeStartedEndsTheRunBelowTheBlock) {
     expect_at(show, banner);
     const NoMoreThreads none;
     const Outcome outcome = run_on(in);
@@ -144,14 +144,14 @@ TEST_F(RunConsoleTest, ADisplayWithoutAThreadEndsTheRunBelowTheBlock) {
     EXPECT_EQ(console.calls().back(), show);
 }
 
-TEST_F(RunConsoleTest, AReportThatCannotBeNamedIsToldBelowTheBlock) {
+TEST_F(RunConsoleTest, AnUnknownCurrentDirectoryIsReportedBelowTheBlock) {
     hooks().GetCurrentDirectoryW = [](auto...) { return DWORD{0}; };
     expect_at(show, banner);
     EXPECT_EQ(run_on(in), (Outcome{4, banner, not_saved}));
     expect_block();
 }
 
-TEST_F(RunConsoleTest, TheStatisticsFollowTheSummaryWhenTheyAreAskedFor) {
+TEST_F(RunConsoleTest, RequestedStatisticsFollowTheSummary) {
     tree.file(L"in\\a", "aa");
     tree.file(L"in\\b", "bb");
     tree.file(L"in\\c", "ccc");
@@ -171,7 +171,7 @@ TEST_F(RunConsoleTest, TheStatisticsFollowTheSummaryWhenTheyAreAskedFor) {
     EXPECT_EQ(outcome.output.substr(0, expected.size()), expected);
 }
 
-TEST_F(RunConsoleTest, EveryRunOnAConsoleOfItsOwnEndsWithThePauseAfterItsMessages) {
+TEST_F(RunConsoleTest, ARunOnAnOwnedConsolePausesAfterItsMessages) {
     pause_on_exit = true;
     expect_at(request, banner + empty_summary());
     EXPECT_EQ(run_on(in).code, 0);
@@ -179,7 +179,7 @@ TEST_F(RunConsoleTest, EveryRunOnAConsoleOfItsOwnEndsWithThePauseAfterItsMessage
     expect_pause_last();
 }
 
-TEST_F(RunConsoleTest, AnEscapedExceptionEndsWithThePauseToo) {
+TEST_F(RunConsoleTest, ARunThatEndsWithAnExceptionPausesAfterItsMessages) {
     pause_on_exit = true;
     hooks().GetFileAttributesW = [](LPCWSTR) -> DWORD { throw 7; };
     expect_at(request, banner + unfinished_run + unknown_exception);

@@ -84,7 +84,7 @@ class RunVolumeMemorySweepTest : public ::testing::Test {
     RunSweep runs;
 };
 
-TEST_F(RunVolumeMemorySweepTest, AFirstRunByTheTableReportsEveryFailedAllocation) {
+TEST_F(RunVolumeMemorySweepTest, AFirstRunByTheMftReportsEveryFailedAllocation) {
     runs.begin(swept, false);
     expect_survived();
 }

@@ -51,7 +51,7 @@ class RunVolumeSweepTest : public ::testing::Test {
     RunSweep runs;
 };
 
-TEST_F(RunVolumeSweepTest, AFirstRunByTheTableSurvivesEveryFailingCall) {
+TEST_F(RunVolumeSweepTest, AFirstRunByTheMftSurvivesEveryFailingCall) {
     runs.begin(swept, false);
     sweep_everything(80);
 }
@@ -68,7 +68,7 @@ TEST_F(RunVolumeSweepTest, ADeltaSurvivesEveryFailingCall) {
     sweep_everything(60);
 }
 
-TEST_F(RunVolumeSweepTest, EveryFileThatAScanByTheTableLosesIsCounted) {
+TEST_F(RunVolumeSweepTest, EveryFileThatAScanByTheMftLosesIsCounted) {
     runs.runs_again = false;
     swept.whole_program = false;
     runs.begin(swept, false);

@@ -17,7 +17,7 @@
 namespace larkspine::testing {
 namespace {
 
-TEST_F(RunTest, DuplicatesAreCountedWithoutTheOriginalsAndTheReportIsNamed) {
+TEST_F(RunTest, TheSummaryCountsTheDuplicatesWithoutTheOriginalsAndNamesTheReport) {
     for (const wchar_t* name : {L"in\\a1", L"in\\a2", L"in\\below\\a3"})
         tree.file(name, "aaa");
     for (const wchar_t* name : {L"in\\b1", L"in\\b2"})
@@ -80,7 +80,7 @@ TEST_F(RunTest, AReportInALongPathIsNamedInDisplayForm) {
         text.ends_with(L"Résultats enregistrés dans :\n" + strip_long_path_prefix(report) + L"\n"));
 }
 
-TEST_F(RunTest, AnOutputThatFailsChangesNeitherTheCodeNorTheReport) {
+TEST_F(RunTest, AFailedOutputChangesNeitherTheExitCodeNorTheReport) {
     std::wcout.rdbuf(nullptr);
     EXPECT_EQ(run_on(in), (Outcome{0, L"", L""}));
     EXPECT_TRUE(file_exists(report));
@@ -92,7 +92,7 @@ TEST_F(RunTest, ABannerThatCouldNotBeWrittenDoesNotSilenceTheSummary) {
     EXPECT_EQ(run_on(in), (Outcome{0, expected, L""}));
 }
 
-TEST_F(RunTest, TheBannerIsFlushedBeforeTheFolderIsLookedAt) {
+TEST_F(RunTest, TheBannerIsFlushedBeforeTheFolderIsQueried) {
     std::wstring flushed_before;
     hooks().GetFileAttributesW = [&](LPCWSTR) -> DWORD {
         flushed_before = output.flushed();
@@ -110,7 +110,7 @@ TEST_F(RunTest, BothStreamsAreFlushedAtTheEnd) {
     EXPECT_EQ(errors.flushed(), failure.errors);
 }
 
-TEST_F(RunTest, InvalidParametersEndWithCode1BeforeAnyFolderIsLookedAt) {
+TEST_F(RunTest, InvalidParametersEndWithCode1BeforeAnyFolderIsQueried) {
     hooks().GetFileAttributesW = [](LPCWSTR) -> DWORD {
         ADD_FAILURE();
         return INVALID_FILE_ATTRIBUTES;
@@ -134,7 +134,7 @@ TEST_F(RunTest, OnlyTheDirectoryAttributeMakesAFolder) {
     EXPECT_EQ(run_on(in).code, 0);
 }
 
-TEST_F(RunTest, TheFolderIsLookedAtInItsLongForm) {
+TEST_F(RunTest, TheFolderIsQueriedInItsLongForm) {
     std::vector<std::wstring> asked;
     hooks().GetFileAttributesW = [&](LPCWSTR path) {
         asked.emplace_back(path);
@@ -214,7 +214,7 @@ TEST_F(RunExceptionTest, AnyOtherExceptionShowsTheCursorAndEndsWithCode3) {
     EXPECT_EQ(console.calls(), shows_cursor);
 }
 
-TEST_F(RunExceptionTest, RunItselfLetsThemPass) {
+TEST_F(RunExceptionTest, RunWithoutTheGuardLetsExceptionsEscape) {
     const wchar_t* const argv[] = {L"larkspine.exe", in.c_str(), nullptr};
     throw_at_the_folder(std::runtime_error("lost"));
     EXPECT_THROW(static_cast<void>(run(2, argv)), std::runtime_error);

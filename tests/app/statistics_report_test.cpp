@@ -68,7 +68,7 @@ TEST(StatisticsReportTest, EveryNumberStandsInItsPlace) {
         L"  Temps (ms) index/énumération/analyse/écriture/total : 1016/1017/1018/1019/1020\n");
 }
 
-TEST(StatisticsReportTest, NothingCountedIsPrintedAsZeros) {
+TEST(StatisticsReportTest, EmptyStatisticsArePrintedAsZeros) {
     EXPECT_EQ(printed({}),
               L"\n"
               L"Statistiques de performance :\n"
@@ -82,7 +82,7 @@ TEST(StatisticsReportTest, NothingCountedIsPrintedAsZeros) {
               L"  Temps (ms) index/énumération/analyse/écriture/total : 0/0/0/0/0\n");
 }
 
-TEST(StatisticsReportTest, EachFlagSaysYesOnItsOwnLineAlone) {
+TEST(StatisticsReportTest, EachFlagChangesOnlyItsOwnLine) {
     const auto lines_with = [](bool ScanStatistics::*flag) {
         ScanStatistics s;
         s.*flag = true;

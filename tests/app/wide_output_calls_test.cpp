@@ -104,13 +104,13 @@ class WideOutputCallsTest : public ::testing::Test {
     ImportReset reset_;
 };
 
-TEST_F(WideOutputCallsTest, WhetherItIsAConsoleIsAskedOnceForTheGivenHandle) {
+TEST_F(WideOutputCallsTest, TheConsoleModeOfTheGivenHandleIsQueriedOnce) {
     WideOutputBuffer buffer(file);
     std::wostream(&buffer) << L"a" << std::flush << L"b" << std::flush;
     EXPECT_EQ(asked_for_mode, std::vector<HANDLE>{file});
 }
 
-TEST_F(WideOutputCallsTest, HandlesThatAreNoneAreNeverAskedWhetherTheyAreAConsole) {
+TEST_F(WideOutputCallsTest, TheConsoleModeOfNullAndInvalidHandlesIsNotQueried) {
     const WideOutputBuffer null_buffer(nullptr);
     const WideOutputBuffer invalid_buffer(INVALID_HANDLE_VALUE);
     EXPECT_EQ(asked_for_mode, std::vector<HANDLE>{});
@@ -124,14 +124,14 @@ TEST_F(WideOutputCallsTest, AConsoleGetsUtf16AndNoBytes) {
     EXPECT_EQ(file_texts(), std::vector<std::string>{});
 }
 
-TEST_F(WideOutputCallsTest, AnythingElseGetsUtf8AndNoUtf16) {
+TEST_F(WideOutputCallsTest, AFileGetsUtf8AndNoUtf16) {
     WideOutputBuffer buffer(file);
     std::wostream(&buffer) << L"é " << lead << trail << L"\n" << std::flush;
     EXPECT_EQ(file_calls, (std::vector<Call<std::string>>{{file, "\xC3\xA9 \xF0\x9F\x98\x80\n"}}));
     EXPECT_EQ(console_texts(), std::vector<std::wstring>{});
 }
 
-TEST_F(WideOutputCallsTest, AConsoleGetsLoneSurrogatesAsTheyAre) {
+TEST_F(WideOutputCallsTest, AConsoleGetsLoneSurrogatesUnchanged) {
     {
         WideOutputBuffer buffer(console);
         std::wostream(&buffer) << trail << L"a" << lead << L"b" << lead << std::flush;
@@ -139,7 +139,7 @@ TEST_F(WideOutputCallsTest, AConsoleGetsLoneSurrogatesAsTheyAre) {
     EXPECT_EQ(console_texts(), (std::vector<std::wstring>{trail + L"a" + lead + L"b", lead}));
 }
 
-TEST_F(WideOutputCallsTest, TheBannerGoesOutInOneCall) {
+TEST_F(WideOutputCallsTest, TheBannerIsWrittenInOneCall) {
     WideOutputBuffer to_console(console);
     std::wostream(&to_console) << banner_text() << std::flush;
     WideOutputBuffer to_file(file);
@@ -148,7 +148,7 @@ TEST_F(WideOutputCallsTest, TheBannerGoesOutInOneCall) {
     EXPECT_EQ(file_calls.size(), 1u);
 }
 
-TEST_F(WideOutputCallsTest, AFullBufferGoesOutWithTheNextCharacter) {
+TEST_F(WideOutputCallsTest, AFullBufferIsWrittenAtTheNextCharacter) {
     WideOutputBuffer buffer(console);
     std::wostream out(&buffer);
     out << std::wstring(buffer_units, L'a');
@@ -189,7 +189,7 @@ TEST_F(WideOutputCallsTest, ATextThatCannotBeConvertedMakesTheStreamFail) {
     EXPECT_EQ(file_texts(), std::vector<std::string>{});
 }
 
-TEST_F(WideOutputCallsTest, AFlushWithNothingButAHeldHalfMakesNoCall) {
+TEST_F(WideOutputCallsTest, AFlushOfAHeldLeadSurrogateAloneMakesNoCall) {
     WideOutputBuffer buffer(file);
     std::wostream out(&buffer);
     out << std::flush << lead << std::flush << std::flush;
@@ -199,7 +199,7 @@ TEST_F(WideOutputCallsTest, AFlushWithNothingButAHeldHalfMakesNoCall) {
     EXPECT_EQ(file_texts(), std::vector<std::string>{"\xF0\x9F\x98\x80"});
 }
 
-TEST_F(WideOutputCallsTest, WhatAPartialWriteToAConsoleLeftIsWrittenNext) {
+TEST_F(WideOutputCallsTest, APartialWriteToAConsoleIsContinued) {
     answers = {{TRUE, 2}, {TRUE, 1}};
     WideOutputBuffer buffer(console);
     std::wostream out(&buffer);
@@ -221,7 +221,7 @@ void PrintTo(const FailingWrite& failing, std::ostream* out) {
 class WideConsoleFailureTest : public WideOutputCallsTest,
                                public ::testing::WithParamInterface<FailingWrite> {};
 
-TEST_P(WideConsoleFailureTest, MakesTheStreamFailAndIsNotTriedAgain) {
+TEST_P(WideConsoleFailureTest, AFailedConsoleWriteMakesTheStreamFailAndIsNotRetried) {
     answers = GetParam().answers;
     WideOutputBuffer buffer(console);
     std::wostream out(&buffer);
@@ -239,7 +239,7 @@ INSTANTIATE_TEST_SUITE_P(
                       FailingWrite{
                           "a failure after a part", {{TRUE, 1}, {FALSE, 0}}, {L"abc", L"bc"}}));
 
-TEST_F(WideOutputCallsTest, AWriteToAFileThatFailsMakesTheStreamFailAndIsNotTriedAgain) {
+TEST_F(WideOutputCallsTest, AFailedFileWriteMakesTheStreamFailAndIsNotRetried) {
     answers = {{FALSE, everything}};
     WideOutputBuffer buffer(file);
     std::wostream out(&buffer);
@@ -249,7 +249,7 @@ TEST_F(WideOutputCallsTest, AWriteToAFileThatFailsMakesTheStreamFailAndIsNotTrie
     EXPECT_EQ(file_texts(), std::vector<std::string>{"abc"});
 }
 
-TEST_F(WideOutputCallsTest, TextThatWasLostDoesNotComeBackOnceTheHandleWorksAgain) {
+TEST_F(WideOutputCallsTest, TextLostInAFailedWriteIsNotWrittenLater) {
     answers = {{FALSE, 0}};
     WideOutputBuffer buffer(file);
     std::wostream out(&buffer);
@@ -271,7 +271,7 @@ TEST_F(WideOutputCallsTest, AFullBufferThatCannotBeWrittenMakesTheStreamFail) {
     EXPECT_EQ(file_texts(), std::vector<std::string>{std::string(buffer_units, 'a')});
 }
 
-TEST_F(WideOutputCallsTest, AFailureAtDestructionIsPassedOver) {
+TEST_F(WideOutputCallsTest, AFailureAtDestructionIsIgnored) {
     answers = {{FALSE, 0}};
     {
         WideOutputBuffer buffer(file);
@@ -304,7 +304,7 @@ TEST_F(WideStandardStreamsCallsTest, OutputBeforeAnErrorArrivesBeforeIt) {
               (std::vector<Call<std::string>>{{file, "sortie"}, {error_file, "erreur"}}));
 }
 
-TEST_F(WideStandardStreamsCallsTest, TheEndOfTheLifetimeWritesTheRest) {
+TEST_F(WideStandardStreamsCallsTest, DestructionWritesTheRest) {
     {
         const WideStandardStreams streams;
         std::wcout << L"sortie" << lead;
@@ -313,7 +313,7 @@ TEST_F(WideStandardStreamsCallsTest, TheEndOfTheLifetimeWritesTheRest) {
               (std::vector<Call<std::string>>{{file, "sortie"}, {file, "\xEF\xBF\xBD"}}));
 }
 
-TEST_F(WideStandardStreamsCallsTest, TheEndOfTheLifetimeRestoresTheOldBuffers) {
+TEST_F(WideStandardStreamsCallsTest, DestructionRestoresTheOldBuffers) {
     std::wstreambuf* const output = std::wcout.rdbuf();
     std::wstreambuf* const error = std::wcerr.rdbuf();
     {
@@ -325,7 +325,7 @@ TEST_F(WideStandardStreamsCallsTest, TheEndOfTheLifetimeRestoresTheOldBuffers) {
     EXPECT_EQ(std::wcerr.rdbuf(), error);
 }
 
-TEST_F(WideStandardStreamsCallsTest, AnOutputThatFailsLeavesErrorsWorkingAndTheOldStreamGood) {
+TEST_F(WideStandardStreamsCallsTest, AFailedOutputLeavesErrorsWorkingAndTheOldStreamGood) {
     {
         const WideStandardStreams streams;
         answers = {{FALSE, 0}};

@@ -109,12 +109,12 @@ TEST_F(WideFileOutputTest, APairAcrossTheEndOfTheBufferArrivesAsOneCharacter) {
     }
 }
 
-TEST_F(WideFileOutputTest, AHeldHalfAtTheFrontOfAFullBufferArrivesWithItsOther) {
+TEST_F(WideFileOutputTest, AHeldLeadSurrogateBeforeAFullBufferArrivesWithItsTrail) {
     out() << lead << std::flush << trail + std::wstring(2 * buffer_units, L'a') + lead << trail;
     EXPECT_EQ(result(), pair_bytes + std::string(2 * buffer_units, 'a') + pair_bytes);
 }
 
-TEST_F(WideFileOutputTest, PairsAloneArriveWholeWhateverTheirPlaceInTheBuffer) {
+TEST_F(WideFileOutputTest, SurrogatePairsArriveWholeAtAnyPlaceInTheBuffer) {
     std::wstring pairs;
     for (std::size_t i = 0; i < 3 * buffer_units; ++i)
         pairs += lead + trail;
@@ -181,14 +181,14 @@ TEST(WidePipeOutputTest, APipeWithoutAReaderMakesTheStreamFail) {
 
 class UnusableHandleTest : public ::testing::TestWithParam<HANDLE> {};
 
-TEST_P(UnusableHandleTest, MakesTheStreamFailAtTheFlush) {
+TEST_P(UnusableHandleTest, TextForANullOrInvalidHandleFailsAtTheFlush) {
     WideOutputBuffer buffer(GetParam());
     std::wostream out(&buffer);
     out << L"a" << std::flush;
     EXPECT_EQ(out.rdstate(), std::ios_base::badbit);
 }
 
-TEST_P(UnusableHandleTest, TakesNothingWithoutComplaint) {
+TEST_P(UnusableHandleTest, AnEmptyFlushToANullOrInvalidHandleSucceeds) {
     WideOutputBuffer buffer(GetParam());
     std::wostream out(&buffer);
     out << std::flush;
@@ -213,7 +213,7 @@ TEST(WideStandardStreamsTest, OutputAndErrorsGoToTheirOwnHandlesAsUtf8) {
     EXPECT_EQ(error.read(), "L’analyse\n");
 }
 
-TEST(WideStandardStreamsTest, TheStreamsAreNotSynchronisedWithTheRuntimesAnyMore) {
+TEST(WideStandardStreamsTest, TheStreamsAreNoLongerSynchronisedWithTheCStreams) {
     { const WideStandardStreams streams; }
     // Says what was in force before. Once off, it stays off: nothing else in this program asks.
     EXPECT_FALSE(std::ios_base::sync_with_stdio(false));
