@@ -58,7 +58,7 @@ class IndexFileCallsTest : public SavedIndexTest {
     int open_ = 0;
 };
 
-TEST_F(IndexFileCallsTest, WhicheverCallOfASaveFailsTheOldIndexStaysAndTheTemporaryGoes) {
+TEST_F(IndexFileCallsTest, AFailureAtAnyCallOfASaveKeepsTheOldIndexAndLeavesNoTemporaryFile) {
     for (std::size_t failing = 0;; ++failing) {
         FailingSteps steps(failing);
         count_save_calls(steps);
@@ -160,7 +160,7 @@ TEST_F(IndexFileCallsTest, AReadThatEndsBeforeTheSizeMeansNoIndex) {
     EXPECT_EQ(calls, 2);
 }
 
-TEST_F(IndexFileCallsTest, AReadOfMoreThanWasAskedForMeansNoIndex) {
+TEST_F(IndexFileCallsTest, AReadOfMoreThanTheRequestedBytesMeansNoIndex) {
     int calls = 0;
     hooks().ReadFile = [&](HANDLE f, LPVOID b, DWORD count, LPDWORD got, LPOVERLAPPED o) {
         ++calls;
@@ -190,7 +190,7 @@ TEST_F(IndexFileCallsTest, ASizeThatIsUnknownOrNegativeMeansNoIndex) {
 }
 
 // A planted file can claim any size without taking any room.
-TEST_F(IndexFileCallsTest, AnIndexTooLargeForMemoryIsAnExceptionThatLeavesNothingOpen) {
+TEST_F(IndexFileCallsTest, AnIndexTooLargeForMemoryThrowsAndLeavesNoHandleOpen) {
     count_handles();
     hooks().GetFileSizeEx = [](HANDLE, PLARGE_INTEGER size) -> BOOL {
         size->QuadPart = std::numeric_limits<LONGLONG>::max();

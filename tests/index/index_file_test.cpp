@@ -21,7 +21,7 @@ class IndexFileTest : public SavedIndexTest {
     }
 };
 
-TEST_F(IndexFileTest, WhatIsSavedIsLoadedInPlaceOfWhatWasSavedBefore) {
+TEST_F(IndexFileTest, ASavedSnapshotIsLoadedAndReplacesTheOneBefore) {
     ASSERT_TRUE(save_index(old_));
     EXPECT_TRUE(loads(old_));
     ASSERT_TRUE(save_index(new_));
@@ -42,7 +42,7 @@ TEST_F(IndexFileTest, ATruncatedFileIsNoIndex) {
     }
 }
 
-TEST_F(IndexFileTest, TheIndexOfARootWithTheSameHashIsNoIndex) {
+TEST_F(IndexFileTest, TheIndexOfAnotherRootWithTheSameHashIsNotLoaded) {
     IndexSnapshot other = new_;
     other.root = L"\\\\?\\D:\\Other";
     ASSERT_TRUE(save_index(other));
@@ -50,7 +50,7 @@ TEST_F(IndexFileTest, TheIndexOfARootWithTheSameHashIsNoIndex) {
     EXPECT_FALSE(load_index(root).has_value());
 }
 
-TEST_F(IndexFileTest, AnotherSpellingOfTheRootFindsTheIndexAndKeepsTheStoredOne) {
+TEST_F(IndexFileTest, AnotherSpellingOfTheRootFindsTheIndexAndKeepsTheStoredSpelling) {
     IndexSnapshot data = new_;
     data.root = L"C:\\Data";
     ASSERT_TRUE(save_index(data));
@@ -68,7 +68,7 @@ TEST_F(IndexFileTest, APathThatIsTooLongFailsTheSaveWithoutTouchingTheDisk) {
     EXPECT_FALSE(file_exists(temporary_path()));
 }
 
-TEST_F(IndexFileTest, AnIndexThatCannotBeReplacedStaysAndTheTemporaryGoes) {
+TEST_F(IndexFileTest, AnIndexThatCannotBeReplacedStaysAndTheTemporaryFileIsDeleted) {
     ASSERT_TRUE(save_index(old_));
     {
         const unique_handle holder = own_handle(
@@ -89,7 +89,7 @@ TEST_F(IndexFileTest, ALeftoverTemporaryIsOverwrittenAndNeverRead) {
     EXPECT_FALSE(file_exists(temporary_path()));
 }
 
-TEST_F(IndexFileTest, AFolderInTheTemporarysPlaceFailsTheSaveAndBothStay) {
+TEST_F(IndexFileTest, AFolderAtTheTemporaryPathFailsTheSaveAndStaysLikeTheIndex) {
     ASSERT_TRUE(save_index(old_));
     tree_.file(temporary_path().substr(temporary_path().rfind(L'\\') + 1) + L"\\inside", "x");
     EXPECT_FALSE(save_index(new_));
@@ -103,7 +103,7 @@ TEST_F(IndexFileTest, WithoutADirectoryNothingIsSavedOrLoaded) {
     EXPECT_FALSE(load_index(root).has_value());
 }
 
-TEST_F(IndexFileTest, AWholeFileIsReadAsItIs) {
+TEST_F(IndexFileTest, ReadWholeFileReturnsEveryByteAndFailsForMissingFilesAndFolders) {
     const std::wstring path = tree_.sized_file(L"bytes", 3'000'001);
     const std::optional<std::vector<std::byte>> contents = read_whole_file(path);
     ASSERT_TRUE(contents.has_value());

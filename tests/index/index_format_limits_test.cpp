@@ -19,7 +19,7 @@ using detail::encode_index;
 using detail::EncodedIndex;
 using detail::max_index_entries;
 
-TEST(IndexFormatLimitsTest, OneEntryTooManyIsRefusedEvenWhereTheBytesCouldHoldThem) {
+TEST(IndexFormatLimitsTest, ACountAboveTheLimitIsRefusedEvenWhenTheFileIsLongEnough) {
     constexpr std::size_t page = 4096;
     constexpr std::uint64_t count = max_index_entries + 1;
     static_assert(max_index_entries == 100'000'000);

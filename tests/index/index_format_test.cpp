@@ -50,7 +50,7 @@ IndexSnapshot small_snapshot() {
     return snapshot;
 }
 
-TEST(IndexFormat, WhatIsEncodedIsDecodedFieldByField) {
+TEST(IndexFormat, AnEncodedSnapshotDecodesToTheSameFields) {
     const IndexSnapshot snapshot = small_snapshot();
     const std::optional<IndexSnapshot> decoded = decode_index(encode(snapshot), root);
     ASSERT_TRUE(decoded.has_value());
@@ -118,7 +118,7 @@ TEST(IndexFormat, ASnapshotWithoutEntriesIsItsHeaderAlone) {
     EXPECT_TRUE(decoded->entries.empty());
 }
 
-TEST(IndexFormat, AFileCutAnywhereOrWithAByteMoreIsNoIndex) {
+TEST(IndexFormat, AFileTruncatedAnywhereOrOneByteTooLongIsNoIndex) {
     const Bytes whole = encode(small_snapshot());
     for (std::size_t size = 0; size < whole.size(); ++size)
         EXPECT_FALSE(decodes(Bytes(whole.begin(), whole.begin() + static_cast<long>(size))))
@@ -130,7 +130,7 @@ TEST(IndexFormat, AFileCutAnywhereOrWithAByteMoreIsNoIndex) {
 
 // Any change is either refused or read as the value it now holds: what is decoded encodes back to
 // the bytes that were given, flags aside, which any non-zero byte sets.
-TEST(IndexFormat, AnyChangedByteIsRefusedOrReadAsItStands) {
+TEST(IndexFormat, AChangedByteIsRefusedOrDecodedAsItsNewValue) {
     const Bytes whole = encode(small_snapshot());
     for (std::size_t place = 0; place < whole.size(); ++place) {
         for (unsigned change = 1; change < 256; ++change) {
@@ -211,7 +211,7 @@ TEST(IndexFormat, StringsOfTheGreatestLengthAreKept) {
     EXPECT_TRUE(same_snapshot(*decoded, snapshot));
 }
 
-TEST(IndexFormat, AnEntryWithALongerStringIsNotEncoded) {
+TEST(IndexFormat, AnEntryWithAStringOverTheLimitIsNotEncoded) {
     const std::wstring too_long(32'769, L'x');
     EXPECT_FALSE(encode_index(snapshot_of(root, {full_entry(too_long, L"x")})).has_value());
     EXPECT_FALSE(encode_index(snapshot_of(root, {full_entry(L"x", too_long)})).has_value());

@@ -73,7 +73,7 @@ TEST(IndexKeyTest, AnEmptyRootHasAnEmptyKey) {
     EXPECT_EQ(normalize_index_key(L""), L"");
 }
 
-TEST(IndexKeyTest, AKeyIsItsOwnKey) {
+TEST(IndexKeyTest, NormalizingAKeyAgainChangesNothing) {
     for (const std::wstring root :
          {L"C:/Data/Photos/", L"\\\\?\\C:\\", L"\\\\?\\UNC\\Srv\\Share\\"})
         EXPECT_EQ(normalize_index_key(normalize_index_key(root)), normalize_index_key(root));
@@ -111,12 +111,12 @@ TEST(IndexKeyHashTest, AKeyHashesLikeItsUtf16Bytes) {
         EXPECT_EQ(hash_index_key(key), fnv1a_of_bytes(utf16le_bytes(key)));
 }
 
-TEST(IndexKeyHashTest, TheOrderOfTheCodeUnitsCounts) {
+TEST(IndexKeyHashTest, TheHashDependsOnTheOrderOfTheCodeUnits) {
     EXPECT_NE(hash_index_key(L"ab"), hash_index_key(L"ba"));
     EXPECT_NE(hash_index_key(L"\x0102"), hash_index_key(L"\x0201"));
 }
 
-TEST(IndexFileNameTest, HoldsSixteenLowerCaseDigitsPaddedWithZeros) {
+TEST(IndexFileNameTest, TheNameHasSixteenLowerCaseDigitsPaddedWithZeros) {
     EXPECT_EQ(index_file_name(0), L"index-0000000000000000.lsi");
     EXPECT_EQ(index_file_name(1), L"index-0000000000000001.lsi");
     EXPECT_EQ(index_file_name(0x0123456789abcdef), L"index-0123456789abcdef.lsi");

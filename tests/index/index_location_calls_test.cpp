@@ -79,7 +79,7 @@ TEST_F(IndexLocationCallsTest, AValueThatGrowsBetweenTheTwoReadsCountsAsAbsent) 
     EXPECT_EQ(read_environment(chosen.c_str()), std::nullopt);
 }
 
-TEST_F(IndexLocationCallsTest, ALengthThatFillsTheBufferLeavesNoRoomForTheNullAndCountsAsAbsent) {
+TEST_F(IndexLocationCallsTest, AValueThatLeavesNoRoomForItsTerminatorCountsAsAbsent) {
     hooks().GetEnvironmentVariableW = [](LPCWSTR, LPWSTR, DWORD) -> DWORD { return 7; };
     EXPECT_EQ(read_environment(chosen.c_str()), std::nullopt);
 }
@@ -89,12 +89,12 @@ TEST_F(IndexLocationCallsTest, AValueThatEmptiesBetweenTheTwoReadsCountsAsAbsent
     EXPECT_EQ(read_environment(chosen.c_str()), std::nullopt);
 }
 
-TEST_F(IndexLocationCallsTest, AValueThatShrinksBetweenTheTwoReadsIsTakenAtItsLength) {
+TEST_F(IndexLocationCallsTest, AValueThatShrinksBetweenTheTwoReadsHasItsNewLength) {
     set_changing(chosen, {L"D:\\idx", L"D:\\i"});
     EXPECT_EQ(read_environment(chosen.c_str()), L"D:\\i");
 }
 
-TEST_F(IndexLocationCallsTest, TheChosenFolderIsMadeExactlyAsGivenAndNothingElseIs) {
+TEST_F(IndexLocationCallsTest, OnlyTheChosenFolderIsMadeAndExactlyAsGiven) {
     for (const std::wstring value : {L"D:/Idx//", L"D:\\a\\..\\b\\", L"idx", L"\\\\?\\D:\\Idx"}) {
         made.clear();
         set(chosen, value);
@@ -104,7 +104,7 @@ TEST_F(IndexLocationCallsTest, TheChosenFolderIsMadeExactlyAsGivenAndNothingElse
     EXPECT_TRUE(default_security);
 }
 
-TEST_F(IndexLocationCallsTest, AChosenFolderThatExistsAlreadyServes) {
+TEST_F(IndexLocationCallsTest, AnExistingChosenFolderIsUsed) {
     set(chosen, L"D:\\Idx");
     refuse(L"D:\\Idx", ERROR_ALREADY_EXISTS);
     EXPECT_EQ(index_directory(), L"D:\\Idx");
@@ -138,7 +138,7 @@ TEST_F(IndexLocationCallsTest, EachStepOfTheDefaultFolderMayExistAlready) {
     EXPECT_EQ(index_directory(), L"C:\\L\\Larkspine\\indexes");
 }
 
-TEST_F(IndexLocationCallsTest, WithoutTheApplicationFolderItsInnerFolderIsNotAttempted) {
+TEST_F(IndexLocationCallsTest, WhenTheApplicationFolderCannotBeMadeItsInnerFolderIsNotTried) {
     set(local_data, L"C:\\L");
     refuse(L"C:\\L\\Larkspine", ERROR_ACCESS_DENIED);
     EXPECT_EQ(index_directory(), std::nullopt);
@@ -165,7 +165,7 @@ TEST_F(IndexLocationCallsTest, WithoutEitherVariableNothingIsMade) {
     EXPECT_EQ(made, Folders{});
 }
 
-TEST_F(IndexLocationCallsTest, TheExclusionsMakeNothingAndAskTheDiskForNothing) {
+TEST_F(IndexLocationCallsTest, TheExclusionsCreateNoFolderAndQueryNoFile) {
     set(local_data, L"C:\\L");
     set(chosen, L"D:\\Idx");
     hooks().GetFileAttributesW = [this](LPCWSTR path) {

@@ -47,7 +47,7 @@ class IndexLocationTest : public ::testing::Test {
 
 using ReadEnvironmentTest = IndexLocationTest;
 
-TEST_F(ReadEnvironmentTest, AVariableThatIsNotSetIsEmpty) {
+TEST_F(ReadEnvironmentTest, AnUnsetVariableIsAbsent) {
     EXPECT_EQ(read_environment(L"LARKSPINE_INDEX_DIRECTORY"), std::nullopt);
 }
 
@@ -65,7 +65,7 @@ TEST_F(ReadEnvironmentTest, AValueComesBackWhole) {
     }
 }
 
-TEST_F(ReadEnvironmentTest, TheNameIsReadInAnyCase) {
+TEST_F(ReadEnvironmentTest, TheNameOfAVariableIgnoresCase) {
     set_chosen(L"value");
     EXPECT_EQ(read_environment(L"larkspine_index_directory"), L"value");
 }
@@ -106,7 +106,7 @@ TEST_F(IndexLocationTest, TheDefaultFolderIsMadeInTwoStepsBelowTheLocalData) {
     EXPECT_EQ(index_file_path(L""), plain(L"Larkspine\\indexes\\index-cbf29ce484222325.lsi"));
 }
 
-TEST_F(IndexLocationTest, TheChosenFolderGoesBeforeTheLocalData) {
+TEST_F(IndexLocationTest, TheChosenFolderTakesPrecedenceOverTheLocalData) {
     set_chosen(plain(L"idx"));
     set_local_data(strip_long_path_prefix(tree.root()));
     EXPECT_EQ(index_directory(), plain(L"idx"));
@@ -122,7 +122,7 @@ TEST_F(IndexExclusionsTest, TheApplicationFolderComesBeforeTheChosenOne) {
               (Folders{L"c:\\users\\u\\appdata\\local\\larkspine", L"d:\\idx"}));
 }
 
-TEST_F(IndexExclusionsTest, TheApplicationFolderAloneIsTheSameForAnyTrailingSeparator) {
+TEST_F(IndexExclusionsTest, TheApplicationFolderIsTheSameForEverySpellingOfTheLocalData) {
     for (const std::wstring value :
          {L"C:\\Users\\u\\AppData\\Local", L"C:\\Users\\u\\AppData\\Local\\",
           L"C:/Users/u/AppData/Local/", L"\\\\?\\C:\\USERS\\U\\APPDATA\\LOCAL"}) {

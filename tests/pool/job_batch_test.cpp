@@ -39,7 +39,7 @@ class JobBatchTest : public ::testing::Test {
     std::vector<Collected> collected;
 };
 
-TEST_F(JobBatchTest, ABatchOfTwiceTheThreadsIsAwaitedWholeBeforeTheNextBegins) {
+TEST_F(JobBatchTest, ABatchHasTwoJobsPerThreadAndEndsBeforeTheNextBegins) {
     submit_all(2, 10);
     EXPECT_EQ(collected, (std::vector<Collected>{{0, 0, 4},
                                                  {1, 10, 4},
@@ -63,7 +63,7 @@ TEST_F(JobBatchTest, WithoutJobsNothingIsCollected) {
     EXPECT_EQ(collected, std::vector<Collected>{});
 }
 
-TEST_F(JobBatchTest, ResultsComeInTheOrderOfSubmissionEvenWhenTheLastIsDoneFirst) {
+TEST_F(JobBatchTest, ResultsAreCollectedInSubmissionOrderEvenWhenTheLastJobEndsFirst) {
     worker_pool pool(2);
     std::promise<void> last_done;
     JobBatch<int, int> batch(pool, 2);
@@ -86,7 +86,7 @@ TEST_F(JobBatchTest, ResultsComeInTheOrderOfSubmissionEvenWhenTheLastIsDoneFirst
     EXPECT_EQ(collected, (std::vector<Collected>{{1, 10, 0}, {2, 20, 0}}));
 }
 
-TEST_F(JobBatchTest, WhatWasCollectedIsNotCollectedAgain) {
+TEST_F(JobBatchTest, ACollectedResultIsNotCollectedAgain) {
     worker_pool pool(1);
     JobBatch<int, int> batch(pool, 1);
     batch.submit(
@@ -96,7 +96,7 @@ TEST_F(JobBatchTest, WhatWasCollectedIsNotCollectedAgain) {
     EXPECT_EQ(collected, (std::vector<Collected>{{1, 10, 0}}));
 }
 
-TEST_F(JobBatchTest, MoreJobsThanWereAnnouncedAreTakenAllTheSame) {
+TEST_F(JobBatchTest, MoreJobsThanWereAnnouncedAreStillRun) {
     worker_pool pool(1);
     JobBatch<int, int> batch(pool, 0);
     for (const int key : {1, 2, 3})
@@ -106,7 +106,7 @@ TEST_F(JobBatchTest, MoreJobsThanWereAnnouncedAreTakenAllTheSame) {
     EXPECT_EQ(collected.size(), 3u);
 }
 
-TEST_F(JobBatchTest, WhatAJobThrowsComesOutAfterTheResultsBeforeIt) {
+TEST_F(JobBatchTest, AnExceptionOfAJobIsRethrownAfterTheResultsBeforeIt) {
     worker_pool pool(1);
     JobBatch<int, int> batch(pool, 2);
     batch.submit(

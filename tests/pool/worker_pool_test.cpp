@@ -95,7 +95,7 @@ TEST(WorkerPoolTest, EveryWorkerRunsAJobAtTheSameTime) {
     EXPECT_EQ(jobs_running_together(pool, 4), 4U);
 }
 
-TEST(WorkerPoolTest, ThePoolItselfSetsNoUpperBound) {
+TEST(WorkerPoolTest, ThePoolSetsNoUpperLimitOnItsThreads) {
     worker_pool pool(80);
     EXPECT_EQ(pool.thread_count(), 80U);
     EXPECT_EQ(jobs_running_together(pool, 80), 80U);
@@ -183,7 +183,7 @@ TEST(WorkerPoolTest, AJobMayQueueAnotherJob) {
     EXPECT_EQ(outer.get().get(), 3);
 }
 
-TEST(WorkerPoolTest, WhatAJobHoldsIsReleasedBeforeTheNextJobOfItsWorker) {
+TEST(WorkerPoolTest, AJobsCapturesAreReleasedBeforeTheNextJobOfItsWorker) {
     worker_pool pool(1);
     auto held = std::make_shared<int>(1);
     const std::weak_ptr<int> watched = held;
@@ -219,7 +219,7 @@ TEST(WorkerPoolTest, ShutdownEndsWorkersThatAreWaiting) {
     EXPECT_NO_THROW(pool.shutdown());
 }
 
-TEST(WorkerPoolTest, ASecondShutdownJoinsNothingAndTheDestructorNeither) {
+TEST(WorkerPoolTest, ShutdownAndDestructionAfterAShutdownDoNothing) {
     worker_pool pool(2);
     pool.shutdown();
     EXPECT_NO_THROW(pool.shutdown());

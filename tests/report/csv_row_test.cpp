@@ -69,12 +69,12 @@ TEST_F(CsvRowFrameTest, EachRowHasItsOwnSize) {
     EXPECT_EQ(row(false, 0), "1;Doublon;path;0\r\n");
 }
 
-TEST_F(CsvRowFrameTest, NumbersGoUpToTheLargestOf64Bits) {
+TEST_F(CsvRowFrameTest, TheLargest64BitNumbersAreWrittenWhole) {
     frame.begin_group(UINT64_MAX);
     EXPECT_EQ(row(true, UINT64_MAX), "18446744073709551615;Original;path;18446744073709551615\r\n");
 }
 
-TEST_F(CsvRowFrameTest, WhatStandsInTheTextBeforeStays) {
+TEST_F(CsvRowFrameTest, ARowIsAppendedToTheTextBeforeIt) {
     std::string text = "before";
     frame.begin_group(2);
     frame.append_start(text, false);

@@ -109,7 +109,7 @@ struct Example {
     std::string contents;
 };
 
-TEST_F(ResultsCsvCallsTest, TheFileIsCreatedAnewInLongFormAndSharedForReadingAlone) {
+TEST_F(ResultsCsvCallsTest, TheFileIsCreatedAnewByItsLongPathAndSharedForReadingOnly) {
     EXPECT_TRUE(write_results_csv(report, {}));
     const OpenCall expected = {
         L"\\\\?\\D:\\out\\report.csv", GENERIC_WRITE, FILE_SHARE_READ, nullptr, CREATE_ALWAYS,
@@ -146,7 +146,7 @@ TEST_F(ResultsCsvCallsTest, TheHeaderAloneIsOneWrite) {
     EXPECT_EQ(written, std::vector<std::string>{header});
 }
 
-TEST_F(ResultsCsvCallsTest, ABlockIsWrittenOnceItHoldsWholeRowsOf256Kib) {
+TEST_F(ResultsCsvCallsTest, ABlockIsWrittenAfterTheRowThatReaches256Kib) {
     const Example example(6'000);
     EXPECT_TRUE(write_results_csv(report, example.groups));
     std::vector<std::size_t> expected = {header.size()};
@@ -159,7 +159,7 @@ TEST_F(ResultsCsvCallsTest, ABlockIsWrittenOnceItHoldsWholeRowsOf256Kib) {
     EXPECT_EQ(requests, expected);
 }
 
-TEST_F(ResultsCsvCallsTest, SeveralBlocksAddUpToTheSameBytesAsOne) {
+TEST_F(ResultsCsvCallsTest, SeveralBlocksAddUpToTheWholeReport) {
     const Example example(6'000);
     EXPECT_TRUE(write_results_csv(report, example.groups));
     EXPECT_GT(written.size(), 1u);
@@ -179,7 +179,7 @@ TEST_F(ResultsCsvCallsTest, AReportOfExactlyOneBlockEndsWithoutAnEmptyWrite) {
     EXPECT_EQ(closed, 1);
 }
 
-TEST_F(ResultsCsvCallsTest, ABlockIsNotWrittenWhileOneByteIsMissing) {
+TEST_F(ResultsCsvCallsTest, ABlockOneByteShortOf256KibTakesAnotherRow) {
     const Groups groups = {{{path_filling_a_block(block_size - 1), 10}, {L"b", 10}}};
     EXPECT_TRUE(write_results_csv(report, groups));
     EXPECT_EQ(requests,
@@ -304,7 +304,7 @@ TEST_F(ResultsFilePathCallsTest, WithinOneSecondTheNameStaysTheSame) {
     EXPECT_NE(first, std::nullopt);
 }
 
-TEST_F(ResultsFilePathCallsTest, TheLengthIsAskedForFirst) {
+TEST_F(ResultsFilePathCallsTest, TheLengthOfTheCurrentDirectoryIsQueriedFirst) {
     EXPECT_NE(results_file_path(), std::nullopt);
     EXPECT_EQ(capacities, (std::vector<DWORD>{0, 7}));
 }
@@ -326,7 +326,8 @@ TEST_F(ResultsFilePathCallsTest, ALongDirectoryIsKeptWhole) {
     EXPECT_EQ(results_file_path(), directory + L"\\Fennick_Resultats_2024-01-02_03-04-05.csv");
 }
 
-TEST_F(ResultsFilePathCallsTest, ACurrentDirectoryWithoutALengthGivesNoPathAndIsNotReadAgain) {
+TEST_F(ResultsFilePathCallsTest,
+       ACurrentDirectoryWhoseLengthCannotBeQueriedGivesNoPathAndIsNotRead) {
     answers = {0};
     EXPECT_EQ(results_file_path(), std::nullopt);
     EXPECT_EQ(capacities.size(), 1u);
@@ -338,7 +339,7 @@ TEST_F(ResultsFilePathCallsTest, ACurrentDirectoryThatCannotBeReadGivesNoPath) {
     EXPECT_EQ(capacities.size(), 2u);
 }
 
-TEST_F(ResultsFilePathCallsTest, ACurrentDirectoryThatBecameLongerInBetweenGivesNoPath) {
+TEST_F(ResultsFilePathCallsTest, ACurrentDirectoryThatGrowsBetweenTheTwoCallsGivesNoPath) {
     for (DWORD length : {7u, 8u, 100'000u}) {
         capacities.clear();
         answers = {std::nullopt, length};
@@ -347,7 +348,7 @@ TEST_F(ResultsFilePathCallsTest, ACurrentDirectoryThatBecameLongerInBetweenGives
     }
 }
 
-TEST_F(ResultsFilePathCallsTest, ACurrentDirectoryThatBecameShorterInBetweenIsTaken) {
+TEST_F(ResultsFilePathCallsTest, ACurrentDirectoryThatShrinksBetweenTheTwoCallsIsUsed) {
     answers = {100};
     EXPECT_EQ(results_file_path(), L"D:\\out\\Fennick_Resultats_2024-01-02_03-04-05.csv");
     EXPECT_EQ(capacities, (std::vector<DWORD>{0, 100}));

@@ -56,20 +56,20 @@ class ResultsCsvTest : public ::testing::Test {
     std::wstring path = tree.path(L"report.csv");
 };
 
-TEST_F(ResultsCsvTest, WithoutGroupsIsTheMarkAndTheHeaderAlone) {
+TEST_F(ResultsCsvTest, AReportWithoutGroupsIsTheByteOrderMarkAndTheHeader) {
     ASSERT_TRUE(write_results_csv(path, {}));
     EXPECT_EQ(read_file(path), header);
     EXPECT_EQ(header.size(), 50u);
 }
 
-TEST_F(ResultsCsvTest, AGroupGivesOneRowForEachFileTheFirstInPathOrderBeingTheOriginal) {
+TEST_F(ResultsCsvTest, AGroupHasOneRowPerFileAndTheFirstInPathOrderIsTheOriginal) {
     EXPECT_EQ(rows_of({group({L"C:\\d\\b.txt", L"C:\\d\\A.txt", L"C:\\d\\c.txt"})}),
               "1;Original;\"C:\\d\\A.txt\";10\r\n"
               "1;Doublon;\"C:\\d\\b.txt\";10\r\n"
               "1;Doublon;\"C:\\d\\c.txt\";10\r\n");
 }
 
-TEST_F(ResultsCsvTest, EntriesComeByPathWithoutCaseThenWithCaseThenShorterFirst) {
+TEST_F(ResultsCsvTest, EntriesAreSortedIgnoringCaseThenByCaseThenShorterFirst) {
     const Groups groups = {
         group({L"D:\\B", L"D:\\a\\b", L"D:\\É", L"D:\\b", L"D:\\é", L"D:\\a", L"D:\\A", L"C:\\z"})};
     EXPECT_EQ(reported_paths(groups),
@@ -77,7 +77,7 @@ TEST_F(ResultsCsvTest, EntriesComeByPathWithoutCaseThenWithCaseThenShorterFirst)
                                         "D:\\É", "D:\\é"}));
 }
 
-TEST_F(ResultsCsvTest, GroupsComeByTheirLeastPathWhateverTheirOrderAndThatOfTheirEntries) {
+TEST_F(ResultsCsvTest, GroupsAreSortedByTheirFirstPathWhateverTheInputOrder) {
     EXPECT_EQ(rows_of({group({L"C:\\b", L"C:\\x"}), group({L"C:\\z", L"C:\\y", L"C:\\a"}),
                        group({L"C:\\w", L"C:\\AB"})}),
               "1;Original;\"C:\\a\";10\r\n"
@@ -120,7 +120,7 @@ TEST_F(ResultsCsvTest, NumbersAreDecimalWithoutPaddingOrSeparators) {
     EXPECT_EQ(rows.substr(rows.rfind("\r\n12;")), "\r\n12;Original;\"l\";1234567\r\n");
 }
 
-TEST_F(ResultsCsvTest, SizesGoFromZeroToTheLargestNumberOf64Bits) {
+TEST_F(ResultsCsvTest, SizesFromZeroToTheLargest64BitNumberAreWrittenWhole) {
     EXPECT_EQ(rows_of({{{L"C:\\a", 0}, {L"C:\\b", 0}}, {{L"C:\\c", UINT64_MAX}}}),
               "1;Original;\"C:\\a\";0\r\n"
               "1;Doublon;\"C:\\b\";0\r\n"
@@ -150,7 +150,7 @@ TEST_F(ResultsCsvTest, NamesThatMisleadASpreadsheetStayInsideTheirQuotes) {
               "1;Doublon;\"\\\\s\\-1\t+2\";10\r\n");
 }
 
-TEST_F(ResultsCsvTest, TextThatGoesFromRightToLeftIsWrittenAsItIs) {
+TEST_F(ResultsCsvTest, ARightToLeftOverrideIsWrittenUnchanged) {
     EXPECT_EQ(rows_of({group({L"C:\\gpj\u202Eexe.a"})}),
               "1;Original;\"C:\\gpj\xE2\x80\xAE"
               "exe.a\";10\r\n");
@@ -205,7 +205,7 @@ TEST_F(ResultsCsvTest, AFolderInThePlaceOfTheReportMakesItFail) {
     EXPECT_FALSE(write_results_csv(tree.root(), {}));
 }
 
-TEST_F(ResultsCsvTest, AFileThatAnotherProgramHoldsMakesTheReportFailAndStays) {
+TEST_F(ResultsCsvTest, AReportFailsAndTheOldOneStaysWhenAnotherProgramHoldsItOpen) {
     tree.file(L"report.csv", "old");
     unique_handle holder = own_handle(CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ,
                                                   nullptr, OPEN_EXISTING, 0, nullptr));
@@ -265,7 +265,7 @@ std::wstring now() {
     return text;
 }
 
-TEST(ResultsFilePathTest, NamesTheReportAfterTheLocalTimeInTheCurrentDirectory) {
+TEST(ResultsFilePathTest, TheReportIsNamedAfterTheLocalTimeInTheCurrentDirectory) {
     const TempTree tree;
     const std::wstring folder = strip_long_path_prefix(tree.folder(L"été 日"));
     const ScopedCurrentDirectory here(folder);
@@ -286,7 +286,7 @@ TEST(ResultsFilePathTest, TheRootOfADriveGetsNoSecondBackslash) {
     EXPECT_EQ(path->substr(0, 21), L"C:\\Fennick_Resultats_");
 }
 
-TEST(ResultsFilePathTest, NothingIsCreated) {
+TEST(ResultsFilePathTest, ChoosingThePathCreatesNoFile) {
     const TempTree tree;
     const ScopedCurrentDirectory here(strip_long_path_prefix(tree.root()));
     const std::optional<std::wstring> path = results_file_path();
