@@ -67,7 +67,7 @@ TEST(BannerTest, NoLineWrapsOnANarrowConsole) {
     EXPECT_LT(widest(lines_of(banner)), 80u);
 }
 
-// Any code page and any font can show it, and spaces at the end of a line would only be noise.
+// Every code page and font can show printable ASCII.
 TEST(BannerTest, TheDrawingIsPrintableAsciiWithoutTrailingSpaces) {
     for (const std::wstring& line : art()) {
         for (const wchar_t unit : line)

@@ -197,7 +197,8 @@ TEST_F(ConsolePauseTest, WithoutAnOutputHandleNoCursorIsShown) {
     EXPECT_EQ(console.calls(), Calls{});
 }
 
-// A stream buffer whose flush fails in a way of its choice, on a stream tied to no other.
+// A stream buffer whose flush fails: with an exception of its own, or with the stream's. The stream
+// is tied to no other.
 class FailingFlush : public std::wstreambuf {
   public:
     explicit FailingFlush(std::wostream& stream)

@@ -18,14 +18,14 @@ void expect_fault(const wchar_t* kind, const wchar_t* thread, const std::string&
     const EndedChild child = run_child(L"faulty_program", std::wstring(kind) + L" " + thread);
     EXPECT_EQ(child.code, 3u);
     const std::size_t after_time = child.errors.find('\n');
-    ASSERT_NE(after_time, std::string::npos) << "the program never came to its fault";
+    ASSERT_NE(after_time, std::string::npos) << "the program did not reach its fault";
     EXPECT_LT(child.end_time - std::stoull(child.errors), 1'000u);
     const std::string before_address =
         "\r\nErreur fatale Larkspine : exception Windows non geree.\r\nCode exception : " + code +
         "\r\nAdresse : ";
     const std::string message = child.errors.substr(after_time + 1);
     EXPECT_EQ(message.substr(0, before_address.size()), before_address);
-    // An address of the program itself, on a line that is the last.
+    // An address that is not zero, on the last line.
     const std::string address = message.substr(std::min(before_address.size(), message.size()));
     ASSERT_EQ(address.size(), 18u);
     EXPECT_NE(std::stoull(address, nullptr, 16), 0u);
@@ -42,7 +42,7 @@ TEST(FatalFaultProcessTest, ADivisionByZeroOnAnyThreadIsReportedAndEndsTheProces
         expect_fault(L"division", thread, "0xC0000094 (-1073741676)");
 }
 
-// The runtime's own handler around main and every thread would let these go on.
+// The runtime's own handler around main and every thread would resume the program after these.
 TEST(FatalFaultProcessTest, FaultsThatTheRuntimeWouldResumeAreReportedAndEndTheProcessWith3) {
     for (const wchar_t* thread : threads) {
         expect_fault(L"overflow", thread, "0xC0000095 (-1073741675)");

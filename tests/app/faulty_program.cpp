@@ -1,5 +1,5 @@
-// A program that faults for real: faulty_program KIND THREAD. It first writes the time to the
-// standard error, as GetTickCount64 tells it.
+// A program that really faults: faulty_program KIND THREAD. Just before the fault it writes the
+// value of GetTickCount64 to the standard error.
 #include "base/win32_api.h"
 
 #include <atomic>
@@ -25,7 +25,7 @@ namespace {
 
 volatile int sink = 0;
 
-// Every call needs its frame: what it returns depends on it.
+// The result depends on every call's frame, so the compiler cannot do without the frames.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Winfinite-recursion"
 [[gnu::noinline]] int descend(int depth) {
@@ -42,7 +42,7 @@ void write_time() {
               &written, nullptr);
 }
 
-// The processor is to notice, not the checks of a checked build.
+// The processor raises the fault, not the checks that a sanitizer adds.
 [[gnu::no_sanitize_undefined]] void fault(const std::wstring& kind) {
     write_time();
     if (kind == L"access") {
@@ -107,7 +107,7 @@ void fault_on_the_drawing_thread(const std::wstring& kind) {
 }
 
 #ifdef LARKSPINE_COVERAGE
-// A process that is terminated does not run what writes the counts at a normal end.
+// TerminateProcess skips the exit handler that writes the coverage counts.
 void keep_counts_of_a_terminated_process() {
     hooks().TerminateProcess = [](HANDLE process, UINT code) {
         __gcov_dump();

@@ -1,5 +1,5 @@
-// Ctrl+C and its like: what the handler does at each stage of a run, and how a run ends that was
-// asked to stop.
+// Ctrl+C and similar events: what the handler does at each stage of a run, and how an interrupted
+// run ends.
 #include "app/interruption.h"
 
 #include <atomic>
@@ -91,8 +91,8 @@ TEST_F(InterruptionTest, AnEventDuringTheEnumerationEndsTheProgramBelowTheBlock)
     EXPECT_EQ(calls[calls.size() - 2], "SetConsoleCursorInfo 25 visible");
 }
 
-// Runs `meanwhile` on a thread of its own when the display next asks where its block is: when it
-// starts, the cursor has just been hidden, and when it stops, it is not visible again yet.
+// Runs `meanwhile` on another thread when the display next queries the screen buffer. At a start
+// the cursor has just been hidden; at a stop it is not visible again yet.
 class DuringTheNextQuestion {
   public:
     DuringTheNextQuestion(FakeConsole& console, std::function<void()> meanwhile) {
@@ -162,7 +162,7 @@ TEST_F(InterruptionTest, ASecondEventEndsTheProgramAtOnce) {
 
 // When the handler of these events returns, the system ends the process.
 TEST_F(InterruptionTest, ACloseLogoffOrShutdownRequestsAStopAndWaitsForTheRun) {
-    console.redirected = {console.output};  // the one who sleeps is not the display
+    console.redirected = {console.output};  // so that the display does not sleep
     progress.phase = ScanPhase::analysing;
     for (const DWORD event : {CTRL_CLOSE_EVENT, CTRL_LOGOFF_EVENT, CTRL_SHUTDOWN_EVENT}) {
         progress.stop_requested = false;
@@ -170,7 +170,7 @@ TEST_F(InterruptionTest, ACloseLogoffOrShutdownRequestsAStopAndWaitsForTheRun) {
         std::vector<DWORD> slept;
         hooks().Sleep = [&](DWORD milliseconds) {
             slept.push_back(milliseconds);
-            // The main thread gets on meanwhile.
+            // Meanwhile the main thread finishes the scan.
             scan.finish();
         };
         EXPECT_EQ(ended_by(event), std::nullopt);
@@ -179,7 +179,7 @@ TEST_F(InterruptionTest, ACloseLogoffOrShutdownRequestsAStopAndWaitsForTheRun) {
     }
 }
 
-// The user does not wait for the scan to stop: what it knows is saved all the same.
+// The user closes the window before the scan has stopped. The index must still be saved.
 TEST_F(InterruptionTest, AWindowClosedAfterControlCStillWaitsForTheRun) {
     console.redirected = {console.output};
     progress.phase = ScanPhase::analysing;

@@ -28,7 +28,7 @@ std::optional<Fields> parse_counted(int argc, const wchar_t* const* argv) {
     return fields(*options);
 }
 
-// What the parser makes of these arguments behind the program's name.
+// Parses these arguments, with the program's name before them.
 std::optional<Fields> parse(const Arguments& arguments) {
     Arguments argv = {L"larkspine.exe"};
     argv.insert(argv.end(), arguments.begin(), arguments.end());
@@ -90,7 +90,7 @@ void expect_refused(std::initializer_list<Arguments> rows) {
         EXPECT_EQ(parse(arguments), std::nullopt) << shown(arguments);
 }
 
-// Texts that are no number of workers, whichever way they are given.
+// Texts that are not a valid number of workers.
 const std::vector<const wchar_t*> refused_numbers = {
     L"",
     L"0",
@@ -314,7 +314,7 @@ TEST(OptionsTest, IndexOptionsThatAreCombinedOrRepeatedAreRefused) {
                     {L"--no-index", L"D:\\", L"--stats", L"--no-index"}});
 }
 
-// The null argument behind the invalid one would be read by a parser that went on.
+// A parser that continued would read the null argument behind the invalid one.
 TEST(OptionsTest, TheFirstInvalidArgumentEndsParsing) {
     for (const wchar_t* invalid : {L"-", L"--unknown", L"-j4"}) {
         const wchar_t* const argv[] = {L"larkspine.exe", invalid, nullptr, nullptr};

@@ -13,7 +13,8 @@ namespace {
 
 std::vector<int> modes_set;
 
-// What ntdll.dll has on a recent Windows; found in this program when a test passes it off as that.
+// The function that ntdll.dll exports on a recent Windows. A test passes this program off as
+// ntdll.dll, so that the function is found here.
 extern "C" __declspec(dllexport) CHAR NTAPI RtlSetProcessPlaceholderCompatibilityMode(CHAR mode) {
     modes_set.push_back(mode);
     return 1;

@@ -20,7 +20,7 @@ using Calls = FakeConsole::Calls;
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
-// What a frame writes, at these rows, when nothing has been counted yet.
+// What a frame writes from this row on when nothing has been counted yet.
 Calls frame_at(int row) {
     const char* const lines[] = {"Analyse : [░░░░░░░░░░░░░░░░░░░░] 0 %", "Temps écoulé : 00:00:00",
                                  "Documents détectés : 0", "Doublons trouvés : 0"};

@@ -16,8 +16,8 @@ using Rows = std::vector<std::wstring>;
 constexpr SHORT width = 60;
 constexpr SHORT height = 20;
 
-// The display drawn into a screen buffer of a console that this process has for itself. The
-// program's own output goes to a pipe or a file and stays there.
+// The display drawn into a screen buffer of a console that only this process has. The output of
+// the tests themselves still goes to its pipe or file.
 class ProgressDisplayTest : public ::testing::Test {
   protected:
     static void SetUpTestSuite() { console_ = std::make_unique<HeadlessConsole>(); }
@@ -25,7 +25,7 @@ class ProgressDisplayTest : public ::testing::Test {
 
     void SetUp() override {
         if (!console_->available())
-            GTEST_SKIP() << "no console of its own can be had here";
+            GTEST_SKIP() << "this process cannot get its own console here";
         use_screen({width, height});
     }
     void TearDown() override {
@@ -43,7 +43,7 @@ class ProgressDisplayTest : public ::testing::Test {
                       nullptr);
     }
     void start() { display->start(progress); }
-    // Without the last digit of the time, the one that changes by itself while a test runs.
+    // The rows without the last digit of the time, which changes while a test runs.
     Rows block(SHORT first) {
         Rows rows = screen->rows(first, 4);
         if (rows[1].starts_with(L"Temps écoulé : 00:00:0"))
@@ -62,7 +62,7 @@ class ProgressDisplayTest : public ::testing::Test {
         progress.duplicates = 3;
         progress.phase = ScanPhase::done;
     }
-    // The drawing thread's frames come at their own time.
+    // Waits for the drawing thread to draw these rows.
     bool appears(const Rows& rows, SHORT first) {
         for (int tries = 0; tries < 500; ++tries) {
             if (block(first) == rows)

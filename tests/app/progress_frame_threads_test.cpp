@@ -1,6 +1,6 @@
-// One thread counts as a scan does while another makes frames. Nothing but the order in which the
-// counters are written and read keeps a frame from mixing two phases; the host build runs this
-// under ThreadSanitizer too.
+// One thread counts as a scan does while another makes frames. Only the order in which the counters
+// are written and read keeps a frame from mixing two phases. The host build runs this under
+// ThreadSanitizer too.
 #include <atomic>
 #include <cstdint>
 #include <gtest/gtest.h>
@@ -52,7 +52,7 @@ Shown shown_by(const ScanProgress& progress) {
     return {number_in(frame[0]), number_in(frame[2]), number_in(frame[3])};
 }
 
-// Frames until one says that the scan is done; each may only say as much as or more than the last.
+// Makes frames until one shows that the scan is done. No number may fall from frame to frame.
 void watch(const ScanProgress& progress) {
     for (Shown last; last.percentage < 100;) {
         const Shown now = shown_by(progress);
@@ -73,11 +73,11 @@ void watch(const ScanProgress& progress) {
 TEST(ProgressFrameThreadsTest, FramesMadeDuringAScanNeverGoBackOrShowAnUnfinishedPhase) {
     for (int round = 0; round < 300 && !HasFatalFailure(); ++round) {
         ScanProgress progress;
-        // Left over, as from a scan before: with this total the analysis would begin at its end.
+        // Left over from an earlier scan. With this total the analysis would begin at 99 %.
         progress.candidates_total = 1;
         progress.candidates_done = 1;
-        // Not a std::latch: MinGW's waits by a condition variable that it signals without the lock,
-        // and once in some hundred rounds the signal was lost.
+        // Not a std::latch: MinGW's signals its condition variable without the lock. Once in some
+        // hundred rounds the signal was lost.
         std::atomic<bool> watching = false;
         std::thread writer([&] {
             while (!watching)

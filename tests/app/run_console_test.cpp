@@ -33,7 +33,7 @@ class RunConsoleTest : public RunTest {
     void throw_in_the_scan(const Exception& exception) {
         hooks().FindFirstFileExW = [exception](auto...) -> HANDLE { throw exception; };
     }
-    // The streams must hold just this at each call of that text.
+    // At every call with the text `call`, the two streams must hold exactly `text`.
     void expect_at(const std::string& call, const std::wstring& text) {
         console.on_call = [=, this](const std::string& made) {
             if (made == call) {
@@ -125,7 +125,7 @@ TEST_F(RunConsoleTest, AnExceptionAfterTheScanIsReportedBelowTheFullBlock) {
 TEST_F(RunConsoleTest, AnExceptionWhileTheDisplayStopsIsNotReportedAsTheScans) {
     bool thrown = false;
     console.on_call = [&](const std::string& call) {
-        // Where the cursor goes when the block is left.
+        // The call that places the cursor below the block when the display stops.
         if (call == "SetConsoleCursorPosition 0,10" && !std::exchange(thrown, true))
             throw std::runtime_error("lost");
     };

@@ -30,14 +30,14 @@ inline constexpr const wchar_t* not_saved = L"Impossible d’enregistrer les ré
 inline constexpr const wchar_t* invalid_parameters =
     L"Les paramètres fournis ne sont pas valides.\n";
 
-// Takes over a stream for its lifetime; flushed() is what had been inserted at the last flush that
-// was asked for: no insertion flushes it by itself.
+// Captures a stream for its lifetime. flushed() is the text at the last explicit flush: insertions
+// do not flush by themselves.
 class CapturedStream : public std::wstringbuf {
   public:
     explicit CapturedStream(std::wostream& stream)
         : stream_(stream), old_tie_(stream.tie(nullptr)), old_flags_(stream.flags()) {
         stream.unsetf(std::ios_base::unitbuf);
-        // The first time it replaces the streams' buffers.
+        // The first call replaces the streams' buffers.
         std::ios_base::sync_with_stdio(false);
         old_buffer_ = stream.rdbuf(this);
     }
@@ -82,7 +82,7 @@ class RunTest : public ::testing::Test {
   protected:
     RunTest() {
         hooks().GetLocalTime = [](LPSYSTEMTIME time) { *time = {2024, 1, 2, 2, 3, 4, 5, 6}; };
-        // Wherever the tests run: no progress block.
+        // No progress block, even when the tests run on a console.
         hooks().GetConsoleMode = [](auto...) { return FALSE; };
     }
 

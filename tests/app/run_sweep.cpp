@@ -29,7 +29,7 @@ std::string take_field(std::string& line) {
     return field;
 }
 
-// The fakes behind the hooks are no part of the program: their allocations never fail.
+// The fakes behind the hooks do not belong to the program, so their allocations never fail.
 void exempt_hooks() {
 #define X(result, name, parameters, arguments)                       \
     if (hooks().name)                                                \
@@ -66,7 +66,7 @@ void RunSweep::begin_with_present_index(const SweptRun& swept) {
     swept_ = swept;
     truth_ = reference_groups(swept_.files);
     old_index_ = index_bytes();
-    // The complete index is that of a run of the whole program, whatever is swept later.
+    // A run of the whole program makes the complete index, even when scans alone are swept later.
     swept_.whole_program = true;
     const Outcome outcome = run();
     EXPECT_EQ(outcome.code, 0) << outcome.errors;
@@ -148,7 +148,7 @@ std::size_t RunSweep::sweep_allocations(Shortage shortage, std::size_t every) {
     }
 }
 
-// On a thread of its own, so that nothing that a thread keeps is left from the run before.
+// Each run has a new thread, so that it finds no thread-local state of the run before.
 RunSweep::Outcome RunSweep::run(const Means& means) {
     Outcome outcome;
     streams.restart();
@@ -175,7 +175,7 @@ RunSweep::Outcome RunSweep::run(const Means& means) {
     return outcome;
 }
 
-// What wmain does, but for the filter of processor faults.
+// Does what wmain does, except for installing the filter of processor faults.
 int RunSweep::run_program(const Means& means) {
     std::vector<const wchar_t*> argv = {L"larkspine.exe", swept_.folder.c_str()};
     for (const std::wstring& option : swept_.options)
@@ -205,7 +205,7 @@ void RunSweep::run_scan(Outcome& outcome) {
     }
 }
 
-// Every row is checked for what it says beside its path.
+// Checks the other fields of every row as well.
 std::optional<PathGroups> RunSweep::read_report() const {
     if (!file_exists(report_))
         return std::nullopt;
@@ -240,7 +240,7 @@ void RunSweep::restore() {
         real::write_file(index_path(), *old_index_);
 }
 
-// Where an index may be: in the folder that is asked for, and in the usual one.
+// The folders that may hold an index: the chosen one and the default one.
 std::vector<std::wstring> RunSweep::index_folders() const {
     std::vector<std::wstring> folders = {indexes_.root()};
     if (file_exists(local_data_.path(L"Larkspine\\indexes")))

@@ -1,7 +1,8 @@
-// A whole run, repeated with one use of one system call failing, use after use until the call is
-// used no more. Before each the index folder is put back as it was; after each, what the run owes
-// its user whatever failed is checked, and what this very failure may cost; then a run without a
-// fault must find all of it again. For programs with replaced imports.
+// Repeats a whole run. One use of one system call fails in each: the first use, then the second,
+// until a run no longer reaches the use that would fail. The index folder is restored before each
+// run. After each run two things are checked: what every run guarantees its user, and that the
+// failure costs no more than it may. Then a run without a fault must find everything again. For
+// programs with replaced imports.
 #pragma once
 
 #include "base/win32_api.h"
@@ -28,18 +29,18 @@ namespace larkspine::testing {
 // What a failing call may cost.
 enum class Loss : std::uint8_t {
     nothing,
-    file,        // the report lacks the file that the call was for, or nothing
-    some_file,   // one file of a group, or nothing
-    listing,     // what the index lacks, the report lacks too
-    path_field,  // one row of the report may be without its path
+    file,        // the report may lack the file that the call was for
+    some_file,   // the report may lack one file of a group
+    listing,     // the report lacks the files that the index lacks
+    path_field,  // one row of the report may lack its path
 };
 struct Cost {
     int code = 0;
     Loss loss = Loss::nothing;
-    bool old_index = false;      // stays as it was, to the byte
-    bool until_rebuilt = false;  // later runs lack it as well, as long as they use the index
-    bool shows_link = false;     // the other name of a file may show as a file of its own
-    // In `failures` of the statistics: at least, at most. A file that is lost always counts there.
+    bool old_index = false;      // the index must keep every byte
+    bool until_rebuilt = false;  // later runs that use the index lack the file too
+    bool shows_link = false;     // a hard link may be reported as a separate file
+    // The bounds of `failures` in the statistics. A lost file always counts there.
     std::uint64_t least_failures = 0;
     std::uint64_t most_failures = 0;
 };
@@ -49,12 +50,12 @@ struct SweptRun {
     std::wstring folder;                // as the user types it
     std::wstring root;                  // the same in long form
     std::vector<std::wstring> files;    // all that lie below, in long form
-    std::wstring link;                  // of these, one that is another name of one before it
+    std::wstring link;                  // one of these: a hard link to an earlier one
     std::vector<std::wstring> options;  // of the command line
-    bool whole_program = true;          // false: the scan alone, which tells its failures
+    bool whole_program = true;          // false: the scan alone, which returns its failures
 };
 
-// Reports get the name that the tests know.
+// Fixes the local time, so that the tests know the name of the report.
 struct FixedTime {
     FixedTime();
 };
@@ -63,26 +64,27 @@ class RunSweep {
   public:
     explicit RunSweep(ProgramStreams::Kind kind = ProgramStreams::Kind::files);
 
-    // Runs without a fault, until the program has kept whatever it keeps for the life of a process,
-    // and remembers the complete index. With `with_index` every swept run then finds that one,
-    // otherwise none.
+    // Runs without a fault first, so that the program already holds what it keeps for the life of a
+    // process, and remembers the complete index. With `with_index` every swept run finds that
+    // index, otherwise none.
     void begin(const SweptRun& swept, bool with_index);
-    // What is there now is what every swept run finds; `swept` may have other files by now.
+    // Every swept run finds the index that exists now. `swept` may have other files by then.
     void begin_with_present_index(const SweptRun& swept);
     // A run without a fault, from the index folder as it is.
     void run_quietly();
 
-    // Fails every use of each call; the number of uses in all.
+    // Fails every use of each call. Returns the number of uses.
     std::size_t sweep(const std::vector<SweptCall>& calls);
     std::size_t sweep(const SweptCall& call, const SweptCall* also_failing = nullptr);
-    // As many threads can be started as one less than are needed, and so on down to none.
+    // Limits the threads that can be started to none, to one and so on, until a run succeeds.
+    // Returns how many it needs.
     std::size_t sweep_threads();
-    // Each allocation fails, alone or with all that follow it. With `every` above 1 only every so
-    // many of them; the number of those that failed.
+    // Fails each allocation, alone or with all that follow it. With `every` above 1, fails only
+    // one allocation in `every`. Returns how many failed.
     std::size_t sweep_allocations(Shortage shortage, std::size_t every = 1);
 
-    // Whether a run without a fault follows each with one, which doubles the time. On a console
-    // every run takes the eighth of a second for which the progress block sleeps.
+    // Whether a run without a fault follows each run with one. This doubles the time. On a console
+    // every run takes an eighth of a second: the thread of the progress block sleeps so long.
     bool runs_again = true;
 
     FixedTime time;
@@ -98,7 +100,7 @@ class RunSweep {
         std::optional<PathGroups> groups;  // those reported
         std::uint64_t failures = 0;        // of a scan alone
     };
-    // What a run has to do with.
+    // The threads and allocations that a run gets.
     struct Means {
         std::size_t threads = SIZE_MAX;
         std::size_t failing_allocation = SIZE_MAX;

@@ -1,4 +1,4 @@
-// What a run owes its user whatever fails.
+// What every run guarantees its user, whatever fails.
 #include <algorithm>
 #include <cstddef>
 #include <span>
@@ -38,7 +38,7 @@ bool carries_the_summary(std::string_view call) {
            call == "WriteConsoleW fails" || call == "WriteConsoleW writes nothing";
 }
 
-// The groups with their one empty path, when there is one, read as the path that `truth` has there.
+// The groups with their first empty path, if any, replaced by the path that `truth` has there.
 PathGroups with_path_filled_in(PathGroups found, const PathGroups& truth) {
     for (std::size_t i = 0; i < found.size() && i < truth.size(); ++i)
         for (std::size_t j = 0; j < found[i].size() && j < truth[i].size(); ++j)
@@ -49,7 +49,7 @@ PathGroups with_path_filled_in(PathGroups found, const PathGroups& truth) {
     return found;
 }
 
-// Every group lies within one of the others, both in the order of their paths.
+// Whether every group of `found` is part of a group of `whole`. The paths of each are sorted.
 bool is_part_of(const PathGroups& found, const PathGroups& whole) {
     return std::all_of(found.begin(), found.end(), [&](const auto& group) {
         return group.size() >= 2 && std::any_of(whole.begin(), whole.end(), [&](const auto& other) {
@@ -175,7 +175,8 @@ void RunSweep::check_groups(const Outcome& outcome, const Cost& cost,
             std::vector<std::wstring> listed;
             const auto snapshot = detail::load_index(swept_.root);
             if (complete_.empty()) {
-                EXPECT_TRUE(is_part_of(found, truth_with_link())) << "no index tells what it saw";
+                EXPECT_TRUE(is_part_of(found, truth_with_link()))
+                    << "no index shows which files the run listed";
                 return;
             }
             ASSERT_TRUE(snapshot.has_value());
@@ -208,7 +209,7 @@ void RunSweep::check_index_files(bool may_leave_temporary) const {
         }
 }
 
-// It loads whole, and is the old one or says nothing that is not so.
+// The file is the old index, or it loads whole and every entry is true.
 void RunSweep::check_index_file(const std::wstring& path) const {
     const std::string bytes = read_file(path);
     if (bytes == old_index_)
@@ -240,7 +241,7 @@ PathGroups RunSweep::truth_without(const std::wstring& lost) const {
     return groups;
 }
 
-// The link beside the file that it is a name of, which is the group's first by its contents.
+// The groups with the hard link as a file of its own, in the group that has its contents.
 PathGroups RunSweep::truth_with_link() const {
     if (swept_.link.empty())
         return truth_;

@@ -25,8 +25,8 @@ constexpr Cost not_indexed = {0, Loss::nothing, true, false, false, 1, 1};
 constexpr Cost lost_file = {0, Loss::file, false, false, false, 0, 1};
 constexpr Cost lost_listing = {0, Loss::listing, false, false, false, 1, 1};
 
-// The first that fits counts. A call that none fits costs nothing: there is another way, or it was
-// for something that the run can do without.
+// The first rule that matches applies. A call without a rule costs nothing: the run has another way
+// to the same result, or does not need it.
 constexpr Rule rules[] = {
     {"GetFileAttributesW", Role::any, ends_with(exit_folder_not_accessible, true)},
     {"thread", Role::any, ends_with(exit_exception, true)},
@@ -45,12 +45,12 @@ constexpr Rule rules[] = {
     {"FlushFileBuffers", Role::any, not_indexed},
     {"MoveFileExW", Role::any, not_indexed},
     {"DeleteFileW", Role::any, not_indexed},
-    // When it is met at the load only, the index is saved afresh.
+    // A failure at the load alone does not count: the save makes a new index.
     {"CreateDirectoryW", Role::any, {0, Loss::nothing, false, false, false, 0, 1}},
     {"CreateFileW", Role::file, {0, Loss::file, false, false, true, 0, 1}},
     {"GetFileInformationByHandleEx", Role::any, {0, Loss::nothing, false, false, true, 0, 0}},
-    // The snapshot of a volume is taken without the file, and its journal tells nothing of it until
-    // it changes.
+    // The snapshot of a volume lacks the file, and the journal does not mention the file until it
+    // changes.
     {"GetFileAttributesExW", Role::any, {0, Loss::file, false, true, false, 1, 1}},
     {"ReadFile fails", Role::file, lost_file},
     {"SetFilePointerEx", Role::file, lost_file},
@@ -86,8 +86,8 @@ Cost RunSweep::cost_of(std::string_view call, std::wstring_view subject) const {
         return call.starts_with(each.call) && (each.role == Role::any || each.role == role);
     });
     Cost cost = rule == std::end(rules) ? Cost{} : rule->cost;
-    // A comparison that fails, or sees less of one file than of the other, keeps the two apart, and
-    // is not counted.
+    // A comparison that fails, or reads less of one file than of the other, separates the two. This
+    // is not counted as a failure.
     const bool verifies = std::find(swept_.options.begin(), swept_.options.end(),
                                     L"--verify-bytes") != swept_.options.end();
     if (verifies && role == Role::file && (cost.loss == Loss::file || call == "ReadFile is short"))

@@ -1,5 +1,5 @@
-// Runs in which each allocation fails, on whichever thread it is made: each ends with its message
-// and exit code 3, and nothing that was there before is lost.
+// Runs in which each allocation fails, on any thread. Each run ends with its message and exit code
+// 3, and keeps everything that was there before.
 #include <gtest/gtest.h>
 
 #include "app/run_sweep.h"

@@ -129,7 +129,7 @@ TEST_F(RunConsoleSweepTest, ARunOnAConsoleSurvivesEveryFailingCall) {
 }
 
 TEST_F(RunConsoleSweepTest, ARunOnAConsoleSurvivesEveryThreadThatCannotBeStarted) {
-    EXPECT_EQ(runs.sweep_threads(), 2u) << "the progress block's and the worker";
+    EXPECT_EQ(runs.sweep_threads(), 2u) << "one for the progress block, one worker";
 }
 
 }  // namespace

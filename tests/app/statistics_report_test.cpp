@@ -25,7 +25,7 @@ std::wstring line(const std::wstring& text, int number) {
     return found;
 }
 
-// No two numbers are the same, those that are not shown included.
+// All numbers differ, including those that are not printed.
 ScanStatistics distinct() {
     ScanStatistics s;
     std::uint64_t next = 1'000;

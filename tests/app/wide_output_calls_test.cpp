@@ -19,7 +19,7 @@ constexpr DWORD everything = 0xFFFFFFFF;
 const std::wstring lead(1, wchar_t{0xD83D});
 const std::wstring trail(1, wchar_t{0xDE00});
 
-// Handles that exist for the replaced calls alone.
+// Handles that only the replaced calls know.
 HANDLE fake_handle(std::uintptr_t value) {
     return reinterpret_cast<HANDLE>(value);
 }
@@ -27,14 +27,14 @@ const HANDLE console = fake_handle(0x7ffe0001);
 const HANDLE file = fake_handle(0x7ffe0002);
 const HANDLE error_file = fake_handle(0x7ffe0003);
 
-// What one write says: whether it succeeded, and how much it wrote.
+// The result of one write: whether it succeeds, and how much it writes.
 struct Answer {
     BOOL succeeds;
     DWORD count;
 };
 
-// Records every write to the fake handles. `answers` are those of the calls in turn, in code units
-// or bytes; when they are used up, calls take everything.
+// Records every write to the fake handles. The calls return `answers` in turn, counted in code
+// units or bytes. Further calls write everything.
 class WideOutputCallsTest : public ::testing::Test {
   protected:
     template <typename Text>
@@ -208,11 +208,12 @@ TEST_F(WideOutputCallsTest, APartialWriteToAConsoleIsContinued) {
     EXPECT_TRUE(out.good());
 }
 
-// What becomes of a write to a file is write_all's own matter; that to a console has its own loop.
+// Writes to a file are continued by write_all, which has its own tests. Writes to a console have
+// their own loop.
 struct FailingWrite {
     const char* name;
     std::vector<Answer> answers;
-    std::vector<std::wstring> texts;  // what was handed over, call by call
+    std::vector<std::wstring> texts;  // what each call was to write
 };
 void PrintTo(const FailingWrite& failing, std::ostream* out) {
     *out << failing.name;
@@ -284,7 +285,7 @@ TEST_F(WideOutputCallsTest, AFailureAtDestructionIsIgnored) {
 class WideStandardStreamsCallsTest : public WideOutputCallsTest {
   protected:
     WideStandardStreamsCallsTest() {
-        // The first time it replaces the streams' buffers, which is not what is tested here.
+        // The first call replaces the streams' buffers, so it must come before the tests.
         std::ios_base::sync_with_stdio(false);
         hooks().GetStdHandle = [](DWORD which) -> HANDLE {
             if (which == STD_OUTPUT_HANDLE)

@@ -36,7 +36,7 @@ class WideFileOutputTest : public ::testing::Test {
         buffer_.reset();
     }
     std::string written() const { return read_file(path_); }
-    // What has arrived in the end.
+    // The contents of the file once the buffer is destroyed.
     std::string result() {
         close_buffer();
         return written();
@@ -215,12 +215,12 @@ TEST(WideStandardStreamsTest, OutputAndErrorsGoToTheirOwnHandlesAsUtf8) {
 
 TEST(WideStandardStreamsTest, TheStreamsAreNoLongerSynchronisedWithTheCStreams) {
     { const WideStandardStreams streams; }
-    // Says what was in force before. Once off, it stays off: nothing else in this program asks.
+    // The call returns the previous setting. Nothing else in this program switches it off.
     EXPECT_FALSE(std::ios_base::sync_with_stdio(false));
 }
 
-// A screen buffer of a console that this process has for itself. The program's own output goes to a
-// pipe or a file and stays there.
+// A screen buffer of a console that only this process has. The output of the tests themselves still
+// goes to its pipe or file.
 class WideConsoleOutputTest : public ::testing::TestWithParam<UINT> {
   protected:
     static void SetUpTestSuite() { console_ = std::make_unique<HeadlessConsole>(); }
@@ -228,7 +228,7 @@ class WideConsoleOutputTest : public ::testing::TestWithParam<UINT> {
 
     void SetUp() override {
         if (!console_->available())
-            GTEST_SKIP() << "no console of its own can be had here";
+            GTEST_SKIP() << "this process cannot get its own console here";
         screen_ = std::make_unique<ScreenBuffer>();
         ASSERT_TRUE(SetConsoleOutputCP(GetParam()));
     }
