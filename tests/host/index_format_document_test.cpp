@@ -1,5 +1,5 @@
-// The worked example in docs/index-format.md is the format: these bytes must load, and must come
-// out again when they are saved.
+// The worked example in docs/index-format.md must be right: its bytes must load, and saving what
+// was loaded must give the same bytes.
 #include <fstream>
 #include <gtest/gtest.h>
 #include <sstream>

@@ -189,7 +189,7 @@ TEST_F(IndexFileCallsTest, ASizeThatIsUnknownOrNegativeMeansNoIndex) {
     expect_load_fails_cleanly();
 }
 
-// A planted file can claim any size without taking any room.
+// A sparse file can claim any size without using disk space.
 TEST_F(IndexFileCallsTest, AnIndexTooLargeForMemoryThrowsAndLeavesNoHandleOpen) {
     count_handles();
     hooks().GetFileSizeEx = [](HANDLE, PLARGE_INTEGER size) -> BOOL {

@@ -1,5 +1,5 @@
-// Limits of the index that take more bytes than a test writes: addresses alone, most of them
-// without memory behind them. Writing as many entries would take that memory.
+// Limits of the index that need a larger file than a test can afford to write. The file is reserved
+// address space, and only its first page has memory behind it.
 #include "base/win32_api.h"
 
 #include <cstddef>

@@ -128,8 +128,8 @@ TEST(IndexFormat, AFileTruncatedAnywhereOrOneByteTooLongIsNoIndex) {
     EXPECT_FALSE(decodes(longer));
 }
 
-// Any change is either refused or read as the value it now holds: what is decoded encodes back to
-// the bytes that were given, flags aside, which any non-zero byte sets.
+// A changed byte is either refused or decoded as its new value. The decoded snapshot then encodes
+// to the changed bytes again, except that a flag byte other than zero becomes 1.
 TEST(IndexFormat, AChangedByteIsRefusedOrDecodedAsItsNewValue) {
     const Bytes whole = encode(small_snapshot());
     for (std::size_t place = 0; place < whole.size(); ++place) {

@@ -15,8 +15,8 @@ namespace {
 using Path = std::optional<std::wstring>;
 using Folders = std::vector<std::wstring>;
 
-// An environment whose variables may change between two reads, and a disk on which folders are made
-// by name only.
+// An environment whose variables may change between two reads, and a disk that only records which
+// folders are made.
 class IndexLocationCallsTest : public ::testing::Test {
   protected:
     IndexLocationCallsTest() {
@@ -35,7 +35,7 @@ class IndexLocationCallsTest : public ::testing::Test {
     }
 
     void set(const std::wstring& name, const std::wstring& value) { values[name] = {value}; }
-    // The values that successive reads of the variable meet, the last one for ever.
+    // The values that successive reads return. Further reads return the last one.
     void set_changing(const std::wstring& name, std::vector<std::wstring> successive) {
         values[name] = std::move(successive);
     }
@@ -56,7 +56,7 @@ class IndexLocationCallsTest : public ::testing::Test {
         if (successive.size() > 1)
             successive.erase(successive.begin());
         const auto length = static_cast<DWORD>(value.size());
-        // A buffer that is too small is told the size with the null and is left as it is.
+        // For too small a buffer, the call returns the size with the null and writes nothing.
         if (capacity < length + 1)
             return length + 1;
         value.copy(buffer, length);

@@ -1,4 +1,4 @@
-// Saves made by real processes: one that is killed on the way, and two at once.
+// Saves made by real processes: one that is killed during the save, and two at the same time.
 #include <gtest/gtest.h>
 #include <string>
 
@@ -49,7 +49,7 @@ TEST_F(IndexSaveProcessTest, TwoProcessesThatSaveAtOnceLeaveTheWholeIndexOfOneOf
     const unique_find_handle left =
         own_find_handle(FindFirstFileExW(tree_.path(L"*.tmp-*").c_str(), FindExInfoBasic, &found,
                                          FindExSearchNameMatch, nullptr, 0));
-    EXPECT_FALSE(left) << "no temporary file remains";
+    EXPECT_FALSE(left) << "a temporary file remains";
 }
 
 }  // namespace

@@ -22,7 +22,7 @@ namespace {
 using namespace larkspine;
 using namespace larkspine::testing;
 
-// Counts a call and, when it is the chosen one, never makes it.
+// Counts a call. At the chosen one the process ends.
 void step(FailingSteps& steps) {
     if (steps.fails())
         TerminateProcess(GetCurrentProcess(), 9);

@@ -9,7 +9,7 @@
 namespace larkspine::testing {
 namespace {
 
-// What came back: the key, the result, and how many jobs had been submitted by then.
+// One collected result: its key, its value, and how many jobs had been submitted by then.
 struct Collected {
     int key;
     int result;

@@ -1,4 +1,4 @@
-// A machine that has no more threads to give.
+// A pool on a machine that can start no more threads.
 #include <gtest/gtest.h>
 #include <system_error>
 
@@ -20,7 +20,7 @@ TEST(WorkerPoolFailuresTest, AThreadThatCannotBeStartedStopsThoseAlreadyRunningA
                 EXPECT_EQ(error.code(), std::errc::resource_unavailable_try_again);
             }
         }
-        // Threads that were not joined would end the program when their pool goes.
+        // A thread that was not joined would end the program when its pool is destroyed.
         EXPECT_EQ(threads_started() - before, allowed);
     }
     worker_pool pool(4);

@@ -29,12 +29,12 @@ static_assert(!std::is_copy_constructible_v<worker_pool> &&
 static_assert(!std::is_move_constructible_v<worker_pool> &&
               !std::is_move_assignable_v<worker_pool>);
 
-// A point that `wanted` threads must have reached before one of them goes on.
+// A point that `wanted` threads must reach before any of them continues.
 class Meeting {
   public:
     explicit Meeting(std::size_t wanted) : wanted_(wanted) {}
 
-    // Whether all came.
+    // Returns whether all of them arrived.
     bool arrive() {
         std::unique_lock lock(mutex_);
         ++arrived_;
@@ -49,7 +49,7 @@ class Meeting {
     std::condition_variable changed_;
 };
 
-// How many of `jobs` jobs met, when each waits for all the others.
+// How many of `jobs` jobs ran at the same time: each waits for all the others.
 std::size_t jobs_running_together(worker_pool& pool, std::size_t jobs) {
     Meeting meeting(jobs);
     std::vector<std::future<bool>> met;
@@ -77,7 +77,7 @@ class Gate {
     std::future<void> passed_;
 };
 
-// Returns when the only worker of `pool` has let go of every job queued before, and with it of the
+// Returns when the only worker of `pool` has released every job queued before, and with them the
 // exceptions of those jobs. The reference counts of exceptions are in the C++ library, where
 // ThreadSanitizer cannot see them, so here the last reference must be the test's own.
 void wait_until_released(worker_pool& pool) {
@@ -192,8 +192,8 @@ TEST(WorkerPoolTest, AJobsCapturesAreReleasedBeforeTheNextJobOfItsWorker) {
     EXPECT_TRUE(watched.expired());
 }
 
-// A pool of one worker with `count` jobs behind one that is still running when the pool is told to
-// stop, and how many of them ran by the time that it had stopped.
+// Queues `count` jobs behind one that is still running when the pool is stopped. Returns how many
+// of them have run once the pool has stopped.
 template <typename Stop>
 int jobs_run_by_the_end(int count, const Stop& stop) {
     std::atomic<int> ran{0};

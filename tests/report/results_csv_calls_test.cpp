@@ -28,11 +28,11 @@ const std::string header =
 constexpr const wchar_t* report = L"D:\\out\\report.csv";
 const HANDLE report_handle = reinterpret_cast<HANDLE>(std::uintptr_t{0x7ffe0001});
 
-// The answer of a WriteFile that fails, among numbers of bytes.
+// Stands for a WriteFile that fails, in a list of numbers of bytes.
 constexpr DWORD fails = 0xFFFFFFFF;
 
-// The file is a replaced one: `accepted` tells what each WriteFile in turn takes, in bytes; when it
-// is used up, calls take everything.
+// The file is a fake. `accepted` holds how many bytes each WriteFile in turn takes. Further calls
+// take everything.
 class ResultsCsvCallsTest : public ::testing::Test {
   protected:
     ResultsCsvCallsTest() {
@@ -167,7 +167,7 @@ TEST_F(ResultsCsvCallsTest, SeveralBlocksAddUpToTheWholeReport) {
     EXPECT_EQ(closed, 1);
 }
 
-// The path that makes the report exactly one block long, or one byte shorter or longer.
+// The path that gives a report of one row this size.
 std::wstring path_filling_a_block(std::size_t report_size) {
     const std::string around = header + "1;Original;\"\";10\r\n";
     return std::wstring(report_size - around.size(), L'a');
@@ -254,7 +254,7 @@ TEST_F(ResultsCsvRealFileTest, AReportThatFailsAtOnceLeavesAnEmptyFileInPlaceOfT
     EXPECT_EQ(read_file(path), "");
 }
 
-// The current directory and the local time are replaced ones.
+// The current directory and the local time are fakes.
 class ResultsFilePathCallsTest : public ::testing::Test {
   protected:
     ResultsFilePathCallsTest() {
@@ -273,7 +273,7 @@ class ResultsFilePathCallsTest : public ::testing::Test {
     }
 
     std::wstring directory = L"D:\\out";
-    // In place of the true answers, call by call.
+    // The results of the calls in turn, where they differ from the true ones.
     std::vector<std::optional<DWORD>> answers;
     std::vector<DWORD> capacities;
     SYSTEMTIME now = {2024, 1, 6, 2, 3, 4, 5, 678};
