@@ -26,7 +26,7 @@ TEST(ByteReader, AnIntegerOneByteTooLongReadsAsZeroAndFails) {
     EXPECT_FALSE(reader.ok());
 }
 
-TEST(ByteReader, AFailureStaysEvenWhenFewerBytesAreAskedForLater) {
+TEST(ByteReader, AFailedReaderStaysFailedForSmallerReads) {
     ByteReader reader(five);
     EXPECT_EQ(reader.take(6), nullptr);
     EXPECT_EQ(reader.take(1), nullptr);
@@ -43,14 +43,14 @@ TEST(ByteReader, AHugeCountDoesNotWrap) {
     EXPECT_FALSE(reader.ok());
 }
 
-TEST(ByteReader, TakingWhatIsLeftIsNoFailure) {
+TEST(ByteReader, TakingAllRemainingBytesSucceeds) {
     ByteReader reader(five);
     EXPECT_EQ(reader.take(5), five.data());
     EXPECT_TRUE(reader.ok());
     EXPECT_NE(reader.take(0), nullptr);
 }
 
-TEST(ByteReader, FailingOnPurposeIsAsSticky) {
+TEST(ByteReader, AReaderFailedByItsCallerStaysFailed) {
     ByteReader reader(five);
     reader.fail();
     EXPECT_FALSE(reader.ok());

@@ -49,7 +49,8 @@ unsigned upper_of(unsigned value) {
 }
 #endif
 
-// The table of a real Windows may be older or newer; Wine's and the host's are of the same version.
+// A real Windows may have an older or newer table. Those of Wine and of the host have the same
+// version as the program's.
 bool is_of_another_version() {
 #ifdef _WIN32
     return GetProcAddress(GetModuleHandleA("ntdll.dll"), "wine_get_version") == nullptr;
@@ -58,11 +59,11 @@ bool is_of_another_version() {
 #endif
 }
 
-TEST(FoldCodeUnitTest, EachUpperCaseOfItsLowerCaseIsFoldedToThatAndNoOtherUnit) {
+TEST(FoldCodeUnitTest, AUnitFoldsToItsLowerCaseExactlyWhenThatMapsBackToIt) {
     for (unsigned value = 0; value < units; ++value) {
         const unsigned lower = lower_of(value);
         const unsigned expected = upper_of(lower) == value ? lower : value;
-        // What has no case there is a letter that it does not know.
+        // A letter that only one of the two tables knows is skipped.
         if (is_of_another_version() &&
             (expected == value || fold_code_unit(unit_of(value)) == unit_of(value)))
             continue;
@@ -71,7 +72,7 @@ TEST(FoldCodeUnitTest, EachUpperCaseOfItsLowerCaseIsFoldedToThatAndNoOtherUnit) 
     }
 }
 
-TEST(FoldCodeUnitTest, AFoldIsItsOwnFold) {
+TEST(FoldCodeUnitTest, FoldingAFoldedUnitChangesNothing) {
     for (unsigned value = 0; value < units; ++value) {
         const wchar_t fold = fold_code_unit(unit_of(value));
         EXPECT_EQ(fold_code_unit(fold), fold) << std::hex << value;
@@ -95,7 +96,7 @@ TEST(FoldCodeUnitTest, LettersOfManyScriptsLoseTheirCase) {
     }
 }
 
-TEST(FoldCodeUnitTest, WhatTheFileSystemTellsApartStaysApart) {
+TEST(FoldCodeUnitTest, UnitsThatTheFileSystemDistinguishesAreNotFolded) {
     for (const wchar_t unit : {L'@', L'[', L'`', L'{', L'\\', L'/', L'0',
                                wchar_t{0x0130},  // I with a dot, whose lower case is i
                                wchar_t{0x0131},  // i without one
@@ -109,7 +110,7 @@ TEST(FoldCodeUnitTest, WhatTheFileSystemTellsApartStaysApart) {
         EXPECT_EQ(fold_code_unit(unit), unit) << std::hex << static_cast<unsigned>(unit);
 }
 
-TEST(FoldCodeUnitTest, SurrogatesAndPrivateUnitsStay) {
+TEST(FoldCodeUnitTest, SurrogatesAndPrivateUseUnitsAreNotFolded) {
     for (unsigned value = 0xD800; value < 0xF900; ++value)
         EXPECT_EQ(static_cast<unsigned>(fold_code_unit(unit_of(value))), value);
 }

@@ -56,13 +56,13 @@ TEST_F(ToLongPathFailuresTest, ALengthThatDoesNotFitLeavesThePathAsItIs) {
     }
 }
 
-TEST_F(ToLongPathFailuresTest, BothCallsGetThePathAndNoPlaceForTheFilePart) {
+TEST_F(ToLongPathFailuresTest, BothCallsGetThePathAndRequestNoFilePart) {
     full_path_answers(8, 7, L"C:\\Data");
     EXPECT_EQ(to_long_path(L"Data/"), L"\\\\?\\C:\\Data");
     EXPECT_EQ(calls, (std::vector<Call>{{L"Data/", 0, false, false}, {L"Data/", 8, true, false}}));
 }
 
-TEST_F(ToLongPathFailuresTest, ATextShorterThanMeasuredIsTakenAtItsLength) {
+TEST_F(ToLongPathFailuresTest, AResultShorterThanMeasuredIsUsedAtItsActualLength) {
     full_path_answers(20, 7, L"C:\\Data");
     EXPECT_EQ(to_long_path(L"Data"), L"\\\\?\\C:\\Data");
     full_path_answers(20, 16, L"\\\\server\\share\\x");
@@ -79,7 +79,7 @@ TEST_F(ToLongPathFailuresTest, AnUnpairedSurrogateStays) {
     EXPECT_EQ(to_long_path(L"\xD800"), L"\\\\?\\C:\\\xD800");
 }
 
-TEST_F(ToLongPathFailuresTest, APathThatIsLongAlreadyAsksTheSystemNothing) {
+TEST_F(ToLongPathFailuresTest, APathWithTheLongPrefixMakesNoSystemCall) {
     full_path_answers(0, 0);
     EXPECT_EQ(to_long_path(L"\\\\?\\C:\\a\\..\\b"), L"\\\\?\\C:\\a\\..\\b");
     EXPECT_EQ(to_long_path(L"\\\\?\\UNC\\srv\\share"), L"\\\\?\\UNC\\srv\\share");

@@ -9,7 +9,7 @@
 namespace larkspine::testing {
 namespace {
 
-// The comparison form, step by step on a string of its own, as slow as it is plain.
+// The comparison form, made step by step on a copy: slow, but easy to check.
 std::wstring reference_normalize(const std::wstring& path) {
     std::wstring form = path;
     if (form.substr(0, 8) == L"\\\\?\\UNC\\")
@@ -47,14 +47,14 @@ TEST(StartsWithTest, ATextStartsWithItselfAndWithItsFirstUnits) {
     EXPECT_TRUE(starts_with(L"", L""));
 }
 
-TEST(StartsWithTest, ALongerPrefixOrAnotherCaseIsNoStart) {
+TEST(StartsWithTest, ALongerPrefixOrAnotherCaseDoesNotMatch) {
     EXPECT_FALSE(starts_with(L"ab", L"abc"));
     EXPECT_FALSE(starts_with(L"", L"a"));
     EXPECT_FALSE(starts_with(L"Abc", L"ab"));
     EXPECT_FALSE(starts_with(L"xab", L"ab"));
 }
 
-TEST(IsSeparatorTest, OnlyTheTwoSlashesSeparate) {
+TEST(IsSeparatorTest, OnlySlashAndBackslashAreSeparators) {
     for (unsigned value = 0; value <= 0xFFFF; ++value)
         EXPECT_EQ(is_separator(static_cast<wchar_t>(value)), value == 0x5C || value == 0x2F)
             << value;
@@ -80,7 +80,7 @@ TEST(StripLongPathPrefixTest, OnlyOnePrefixIsTakenAway) {
     EXPECT_EQ(strip_long_path_prefix(L"\\\\?\\\\\\?\\C:\\x"), L"\\\\?\\C:\\x");
 }
 
-TEST(StripLongPathPrefixTest, AnythingElseComesBackUnchanged) {
+TEST(StripLongPathPrefixTest, APathWithoutThePrefixIsReturnedUnchanged) {
     for (const std::wstring path :
          {L"", L"photos", L"C:\\x\\", L"C:/X", L"\\\\server\\share", L"\\\\.\\C:", L"\\\\?"})
         EXPECT_EQ(strip_long_path_prefix(path), path);
@@ -117,13 +117,13 @@ TEST(NormalizeForCompareTest, LettersOutsideAsciiLoseTheirCaseToo) {
     EXPECT_EQ(normalize_for_compare(L"\xD83D\xDE00X\xD800"), L"\xD83D\xDE00x\xD800");
 }
 
-TEST(NormalizeForCompareTest, EveryGeneratedPathHasTheFormOfThePlainAlgorithm) {
+TEST(NormalizeForCompareTest, EveryGeneratedPathMatchesTheReferenceAlgorithm) {
     for (const std::wstring& path : generated_paths())
         EXPECT_EQ(normalize_for_compare(path), reference_normalize(path))
             << ::testing::PrintToString(path);
 }
 
-TEST(NormalizeForCompareTest, TheFormOfALocalPathIsItsOwnForm) {
+TEST(NormalizeForCompareTest, NormalizingTheFormOfAnOrdinaryPathAgainChangesNothing) {
     for (const std::wstring path : {L"\\\\?\\C:\\A\\", L"D:/", L"Photos//", L"\\\\Srv\\Share\\"}) {
         const std::wstring form = normalize_for_compare(path);
         EXPECT_EQ(normalize_for_compare(form), form);
@@ -140,19 +140,19 @@ TEST(ComparisonViewTest, ReadsTheCodeUnitsOfTheComparisonForm) {
     }
 }
 
-TEST(ComparisonViewTest, StartsWithEveryBeginningOfTheFormAndNothingLonger) {
+TEST(ComparisonViewTest, StartsWithEveryPrefixOfTheFormAndNothingLonger) {
     for (const std::wstring& path : generated_paths()) {
         const std::wstring form = reference_normalize(path);
         const ComparisonForm view(path);
         for (std::size_t length = 0; length <= form.size(); ++length)
             EXPECT_TRUE(view.starts_with(form.substr(0, length))) << ::testing::PrintToString(path);
         EXPECT_FALSE(view.starts_with(form + L"x")) << ::testing::PrintToString(path);
-        // Separators that were trimmed stand behind the view's end.
+        // Trimmed separators lie beyond the view's end.
         EXPECT_FALSE(view.starts_with(form + L"\\")) << ::testing::PrintToString(path);
     }
 }
 
-TEST(ComparisonViewTest, ADifferenceAtAnyPlaceIsNoStart) {
+TEST(ComparisonViewTest, APrefixWithAnyUnitChangedDoesNotMatch) {
     const std::wstring form = L"\\\\srv\\share";
     const ComparisonForm view(L"\\\\?\\UNC\\Srv/Share");
     for (std::size_t i = 0; i < form.size(); ++i) {
@@ -162,7 +162,7 @@ TEST(ComparisonViewTest, ADifferenceAtAnyPlaceIsNoStart) {
     }
 }
 
-TEST(ComparisonViewTest, ViewsAreEqualWhenTheirFormsAre) {
+TEST(ComparisonViewTest, TwoViewsAreEqualExactlyWhenTheirFormsAreEqual) {
     const std::vector<std::wstring> paths = generated_paths();
     for (const std::wstring& a : paths)
         for (const std::wstring& b : paths)
@@ -178,13 +178,13 @@ TEST(JoinPathTest, ExactlyOneBackslashStandsBetweenFolderAndName) {
     EXPECT_EQ(join_path(L"\\\\?\\UNC\\srv\\share", L"a"), L"\\\\?\\UNC\\srv\\share\\a");
 }
 
-TEST(JoinPathTest, AForwardSlashIsNotTakenForTheSeparator) {
+TEST(JoinPathTest, AFolderEndingInAForwardSlashStillGetsABackslash) {
     EXPECT_EQ(join_path(L"C:/Data/", L"a"), L"C:/Data/\\a");
 }
 
 TEST(JoinPathTest, AnEmptyFolderYieldsABackslashAndTheName) {
     EXPECT_EQ(join_path(L"", L"a.txt"), L"\\a.txt");
-    // What stands before an empty view is not part of it.
+    // The character before an empty view is not part of it.
     EXPECT_EQ(join_path(std::wstring_view(L"\\").substr(1), L"a.txt"), L"\\a.txt");
 }
 

@@ -87,7 +87,7 @@ TEST(ToLongPathFormsTest, ADevicePathIsTakenForANetworkPath) {
     EXPECT_EQ(to_long_path(L"\\\\.\\C:\\x"), L"\\\\?\\UNC\\.\\C:\\x");
 }
 
-TEST(ToLongPathFormsTest, APathThatIsLongAlreadyComesBackUnchanged) {
+TEST(ToLongPathFormsTest, APathWithTheLongPrefixIsReturnedUnchanged) {
     for (const std::wstring path :
          {L"\\\\?\\C:\\x", L"\\\\?\\C:\\a\\..\\b/./c\\\\", L"\\\\?\\UNC\\server\\share\\",
           L"\\\\?\\unc\\server", L"\\\\?\\", L"\\\\?\\relative"})
@@ -140,7 +140,7 @@ const std::vector<std::wstring> ordered = {
     L"\xFFFD",
 };
 
-TEST(PathLessTest, TheOrderOfTheTableHoldsBetweenAnyTwoOfItsPaths) {
+TEST(PathLessTest, EveryPairOfTheOrderedTableComparesInItsOrder) {
     for (std::size_t i = 0; i < ordered.size(); ++i)
         for (std::size_t j = 0; j < ordered.size(); ++j)
             EXPECT_EQ(path_less(ordered[i], ordered[j]), i < j)
@@ -148,7 +148,8 @@ TEST(PathLessTest, TheOrderOfTheTableHoldsBetweenAnyTwoOfItsPaths) {
                 << ::testing::PrintToString(ordered[j]);
 }
 
-// What std::sort demands, over all triples of paths that are equal, nearly equal or unrelated.
+// The requirements of std::sort, over all triples of paths that are equal, nearly equal or
+// unrelated.
 TEST(PathLessTest, IsAStrictWeakOrdering) {
     const std::vector<std::wstring> paths = {
         L"",      L"a",      L"A",      L"a",       L"aB",    L"Ab",     L"a\\b", L"A\\B", L"\xC9",
@@ -168,7 +169,7 @@ TEST(PathLessTest, IsAStrictWeakOrdering) {
     }
 }
 
-// The three keys as the system answers them, call by call.
+// The three keys of the order, each compared by a call of the system.
 bool less_by_three_keys(const std::wstring& a, const std::wstring& b) {
     const int a_length = static_cast<int>(a.size());
     const int b_length = static_cast<int>(b.size());
@@ -197,7 +198,7 @@ TEST(PathLessTest, OrdersEveryPairAsTheSystemDoes) {
                 << ::testing::PrintToString(a) << " and " << ::testing::PrintToString(b);
 }
 
-TEST(PathLessTest, ACommonBeginningOfAnyLengthDecidesNothing) {
+TEST(PathLessTest, ACommonPrefixOfAnyLengthDoesNotAffectTheOrder) {
     const std::vector<std::wstring> ends = {L"",  L"a", L"A",  L"b",      L"\xE9",       L"\xC9",
                                             L"_", L"[", L"aB", L"A\xE9b", L"a\xC9\xFFFF"};
     for (std::size_t length = 0; length < 10; ++length) {
@@ -209,13 +210,13 @@ TEST(PathLessTest, ACommonBeginningOfAnyLengthDecidesNothing) {
     }
 }
 
-TEST(PathLessTest, AViewWithoutATextComesBeforeEveryPath) {
+TEST(PathLessTest, AViewWithNullDataSortsBeforeEveryPath) {
     EXPECT_TRUE(path_less({}, L"a"));
     EXPECT_FALSE(path_less(L"a", {}));
     EXPECT_FALSE(path_less({}, {}));
 }
 
-TEST(PathLessTest, ReadsNoFurtherThanTheViewReaches) {
+TEST(PathLessTest, ReadsNothingBeyondTheEndOfTheView) {
     const std::wstring_view a = std::wstring_view(L"same-1").substr(0, 4);
     const std::wstring_view b = std::wstring_view(L"same-2").substr(0, 4);
     EXPECT_FALSE(path_less(a, b));

@@ -17,7 +17,7 @@ namespace {
 using detail::read_buffer_size;
 using detail::ThreadReadBuffer;
 
-// The callback that the last FlsAlloc was given, and how often it was called with which buffer.
+// The callback that was passed to the last FlsAlloc, how often it was called, and its last buffer.
 PFLS_CALLBACK_FUNCTION release = nullptr;
 int releases = 0;
 void* released = nullptr;
@@ -53,19 +53,19 @@ TEST_F(ReadBufferTest, ANewBufferIsZeroAlignedAndWritableToItsEnd) {
     const ThreadReadBuffer buffer;
     std::byte* const bytes = buffer.get();
     EXPECT_EQ(reinterpret_cast<std::uintptr_t>(bytes) % 32, 0U);
-    EXPECT_EQ(alignof(detail::ReadBuffer), 32U);  // and not by chance
+    EXPECT_EQ(alignof(detail::ReadBuffer), 32U);  // by its type, not by chance
     EXPECT_EQ(std::count(bytes, bytes + read_buffer_size, std::byte{0}),
               std::ptrdiff_t{read_buffer_size});
     std::fill(bytes, bytes + read_buffer_size, std::byte{1});
 }
 
-TEST_F(ReadBufferTest, TwoPurposesOfOneThreadHaveTwoBuffers) {
+TEST_F(ReadBufferTest, TwoBufferObjectsOnOneThreadHaveDistinctMemory) {
     const ThreadReadBuffer first;
     const ThreadReadBuffer second;
     EXPECT_NE(first.get(), second.get());
 }
 
-TEST_F(ReadBufferTest, AnotherThreadHasABufferOfItsOwnThatGoesWithIt) {
+TEST_F(ReadBufferTest, EachThreadHasItsOwnBufferWhichIsReleasedWhenItEnds) {
     const ThreadReadBuffer buffer;
     std::byte* const own = buffer.get();
     std::byte* other = nullptr;
@@ -76,7 +76,7 @@ TEST_F(ReadBufferTest, AnotherThreadHasABufferOfItsOwnThatGoesWithIt) {
     EXPECT_EQ(buffer.get(), own);
 }
 
-TEST_F(ReadBufferTest, WithoutAPlaceForTheBufferEveryUseIsReportedAsOutOfMemory) {
+TEST_F(ReadBufferTest, WithoutAnFlsSlotEveryUseThrowsBadAlloc) {
     hooks().FlsAlloc = [](PFLS_CALLBACK_FUNCTION) -> DWORD { return FLS_OUT_OF_INDEXES; };
     int stored = 0;
     hooks().FlsSetValue = [&](DWORD, PVOID) {
@@ -89,7 +89,7 @@ TEST_F(ReadBufferTest, WithoutAPlaceForTheBufferEveryUseIsReportedAsOutOfMemory)
     EXPECT_EQ(stored, 0);
 }
 
-TEST_F(ReadBufferTest, ABufferThatCannotBeKeptIsReportedAsOutOfMemoryAndTheNextUseTriesAgain) {
+TEST_F(ReadBufferTest, AFailureToStoreTheBufferThrowsBadAllocAndTheNextUseRetries) {
     const ThreadReadBuffer buffer;
     hooks().FlsSetValue = [](DWORD, PVOID) { return FALSE; };
     EXPECT_THROW((void)buffer.get(), std::bad_alloc);

@@ -16,8 +16,8 @@
 namespace larkspine {
 namespace {
 
-// What reaches the system, for a file that does not exist: each request as its place in the block
-// and its length. No byte is looked at.
+// Records what reaches the system for a file that does not exist: the offset in the block and the
+// length of each request. No byte is read.
 class WriteAllTest : public ::testing::Test {
   protected:
     using Requests = std::vector<std::pair<std::uint64_t, DWORD>>;
@@ -39,7 +39,7 @@ class WriteAllTest : public ::testing::Test {
         return write_all(no_file, std::span(block, static_cast<std::size_t>(size)));
     }
 
-    // Addresses alone, without memory behind them.
+    // Reserved addresses, without memory behind them.
     static constexpr std::uint64_t reserved = 0x2'0000'0010;
     struct Release {
         void operator()(void* memory) const { VirtualFree(memory, 0, MEM_RELEASE); }
@@ -56,27 +56,27 @@ class WriteAllTest : public ::testing::Test {
     testing::ImportReset reset;
 };
 
-TEST_F(WriteAllTest, ABlockBeyond32BitsGoesOutInTheLargestPiecesThatTheSystemCanCount) {
+TEST_F(WriteAllTest, ABlockBeyond32BitsIsWrittenInTheLargestPossiblePieces) {
     ASSERT_NE(block, nullptr);
     EXPECT_TRUE(write(0x2'0000'0008));
     EXPECT_EQ(requests, (Requests{{0, 0xFFFFFFFF}, {0xFFFFFFFF, 0xFFFFFFFF}, {0x1'FFFF'FFFE, 10}}));
 }
 
-TEST_F(WriteAllTest, OneByteMoreThanTheLargestPieceGoesOutOnItsOwn) {
+TEST_F(WriteAllTest, OneByteMoreThanTheLargestPieceIsWrittenByASecondCall) {
     EXPECT_TRUE(write(0x1'0000'0000));
     EXPECT_EQ(requests, (Requests{{0, 0xFFFFFFFF}, {0xFFFFFFFF, 1}}));
 }
 
-TEST_F(WriteAllTest, WhatTheSystemDidNotTakeIsAskedForAgainFromThere) {
+TEST_F(WriteAllTest, APartialWriteIsContinuedWhereItStopped) {
     most_taken = 0x8000'0000;
     EXPECT_TRUE(write(0x1'0000'0004));
     EXPECT_EQ(requests,
               (Requests{{0, 0xFFFFFFFF}, {0x8000'0000, 0x8000'0004}, {0x1'0000'0000, 4}}));
 }
 
-// Failures, whatever they say was written; then a call that writes nothing, one that does not say
-// what it wrote, and one that claims more than there was.
-TEST_F(WriteAllTest, AFaultAtAnyCallEndsTheWritingThere) {
+// Two calls fail, with different counts. The others succeed: one writes nothing, one reports no
+// count, and one reports more than was requested.
+TEST_F(WriteAllTest, AFaultAtAnyCallEndsTheWriteWithFailure) {
     most_taken = 0x8000'0000;
     const std::vector<std::function<BOOL(DWORD, DWORD&)>> faults = {
         [](DWORD, DWORD&) { return FALSE; },
@@ -97,7 +97,7 @@ TEST_F(WriteAllTest, AFaultAtAnyCallEndsTheWritingThere) {
     }
 }
 
-TEST_F(WriteAllTest, ABlockOfNothingAsksForNothing) {
+TEST_F(WriteAllTest, AnEmptyBlockMakesNoSystemCall) {
     EXPECT_TRUE(write(0));
     EXPECT_EQ(requests, Requests{});
 }
