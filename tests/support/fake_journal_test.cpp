@@ -33,22 +33,22 @@ class FakeJournalTest : public ::testing::Test {
         return answer;
     }
 
-    // 64 bytes a record of up to two letters, so 64 of them fill a page. The first record is the
-    // third last of its page.
+    // A record whose name has up to two letters takes 64 bytes, so 64 of them fill a page. The
+    // first record is the third from the end of its page.
     static constexpr std::int64_t page = 4096;
     static constexpr std::int64_t origin = 2 * page - 3 * 64;
     FakeJournal journal{{true, 0x77, origin, 8192, 4096}};
 };
 
-TEST_F(FakeJournalTest, ARecordThatDoesNotFitIntoItsPageBeginsWithTheNext) {
+TEST_F(FakeJournalTest, ARecordThatDoesNotFitItsPageStartsTheNextPage) {
     EXPECT_EQ(journal.append(change(L"a")), origin);
     EXPECT_EQ(journal.append(change(L"a")), origin + 64);
-    EXPECT_EQ(journal.data().NextUsn, origin + 128) << "what comes next is not known yet";
+    EXPECT_EQ(journal.data().NextUsn, origin + 128) << "no gap before the next record is known";
     EXPECT_EQ(journal.append(change(L"abc")), 2 * page) << "8 bytes too long";
-    EXPECT_EQ(journal.append(change(L"a")), 2 * page + 72) << "the gap is not used any more";
+    EXPECT_EQ(journal.append(change(L"a")), 2 * page + 72) << "the gap stays unused";
 }
 
-TEST_F(FakeJournalTest, NoRecordOfAnyLengthReachesIntoTheNextPage) {
+TEST_F(FakeJournalTest, NoRecordOfAnyLengthCrossesAPageBoundary) {
     for (std::size_t length = 0; length < 256; ++length)
         journal.append(change(std::wstring(length, L'n')));
     for (const UsnRecordFields& record : journal.records_from(0)) {
@@ -62,7 +62,7 @@ TEST_F(FakeJournalTest, AReadMayStartInTheGapBeforeAPage) {
     journal.append(change(L"a"));
     journal.append(change(L"a"));
     const std::int64_t gap = journal.data().NextUsn;
-    EXPECT_EQ(read(gap).returned, 8u) << "before it is known to be one";
+    EXPECT_EQ(read(gap).returned, 8u) << "before the next record there is no gap";
     journal.append(change(L"abc"));
     for (std::int64_t start = gap; start <= 2 * page; start += 8) {
         const VolumeAnswer answer = read(start);
@@ -73,7 +73,7 @@ TEST_F(FakeJournalTest, AReadMayStartInTheGapBeforeAPage) {
     EXPECT_EQ(read(2 * page + 8).error, DWORD{ERROR_INVALID_PARAMETER});
 }
 
-TEST_F(FakeJournalTest, AFullBufferMayEndBeforeAGapAndTheNextReadGoesOnFromThere) {
+TEST_F(FakeJournalTest, AReadThatEndsBeforeAGapIsContinuedByTheNextRead) {
     journal.append(change(L"a"));
     journal.append(change(L"a"));
     journal.append(change(L"abc"));
@@ -84,7 +84,7 @@ TEST_F(FakeJournalTest, AFullBufferMayEndBeforeAGapAndTheNextReadGoesOnFromThere
     EXPECT_EQ(read(origin + 128, 8 + 72).names(), (std::vector<std::wstring>{L"abc"}));
 }
 
-TEST_F(FakeJournalTest, AJournalThatIsPurgedBeforeAGapIsReadFromThere) {
+TEST_F(FakeJournalTest, AJournalPurgedBeforeAGapIsReadFromTheGap) {
     journal.append(change(L"a"));
     journal.append(change(L"a"));
     journal.purge();
@@ -96,7 +96,7 @@ TEST_F(FakeJournalTest, AJournalThatIsPurgedBeforeAGapIsReadFromThere) {
     EXPECT_EQ(read(start - 8).error, DWORD{ERROR_JOURNAL_ENTRY_DELETED});
 }
 
-TEST_F(FakeJournalTest, AReadGivesTheRecordsFromItsStartAndWhereToGoOn) {
+TEST_F(FakeJournalTest, AReadReturnsTheRecordsFromItsStartAndTheNextUsn) {
     journal.append(change(L"a"));
     journal.append(change(L"b"));
     journal.append(change(L"c"));
@@ -119,7 +119,7 @@ TEST_F(FakeJournalTest, AReadEndsAtARecordsBoundaryWhenTheBufferIsFull) {
     EXPECT_EQ(second.next(), 8000u + 4 * 64);
 }
 
-TEST_F(FakeJournalTest, RecordsWithoutAWantedReasonArePassedOver) {
+TEST_F(FakeJournalTest, RecordsWithoutARequestedReasonAreSkipped) {
     journal.append(change(L"a", 0x2));
     journal.append(change(L"b", 0x102));
     journal.append(change(L"c", 0x2));
@@ -128,13 +128,13 @@ TEST_F(FakeJournalTest, RecordsWithoutAWantedReasonArePassedOver) {
     EXPECT_EQ(answer.next(), 8000u + 3 * 64);
 }
 
-TEST_F(FakeJournalTest, OnlyCloseRecordsWhenOnlyThoseAreWanted) {
+TEST_F(FakeJournalTest, AReadOfCloseRecordsOnlySkipsAllOthers) {
     journal.append(change(L"a", 0x2));
     journal.append(change(L"b", 0x8000'0002));
     EXPECT_EQ(read(8000, 4096, 0xFFFFFFFF, 1).names(), (std::vector<std::wstring>{L"b"}));
 }
 
-TEST_F(FakeJournalTest, WhatCannotBeReadFailsWithTheDocumentedError) {
+TEST_F(FakeJournalTest, AnInvalidReadFailsWithTheDocumentedError) {
     journal.append(change(L"a"));
     EXPECT_EQ(read_as(0x78, 8000).error, DWORD{ERROR_INVALID_PARAMETER});
     EXPECT_EQ(read(7992).error, DWORD{ERROR_JOURNAL_ENTRY_DELETED});
@@ -145,7 +145,7 @@ TEST_F(FakeJournalTest, WhatCannotBeReadFailsWithTheDocumentedError) {
     EXPECT_EQ(read(7992).returned, 0u);
 }
 
-TEST_F(FakeJournalTest, BeyondItsSizeTheOldestPagesGoAndTheFirstUsnRises) {
+TEST_F(FakeJournalTest, AJournalBeyondItsSizeDropsItsOldestPagesAndRaisesItsFirstUsn) {
     for (int i = 0; i < 3 * 64; ++i)  // 12,288 bytes: its size and its delta together
         journal.append(change(L"a"));
     EXPECT_EQ(journal.data().FirstUsn, origin);
@@ -158,7 +158,7 @@ TEST_F(FakeJournalTest, BeyondItsSizeTheOldestPagesGoAndTheFirstUsnRises) {
     EXPECT_EQ(read(3 * page, 16384).records().size(), 2u * 64 - 2);
 }
 
-TEST_F(FakeJournalTest, AJournalThatIsMadeAgainHasAnotherIdentifierAndBeginsAtZero) {
+TEST_F(FakeJournalTest, ARecreatedJournalHasAnotherIdentifierAndStartsAtZero) {
     journal.append(change(L"a"));
     journal.remove();
     EXPECT_FALSE(journal.active());
@@ -171,7 +171,7 @@ TEST_F(FakeJournalTest, AJournalThatIsMadeAgainHasAnotherIdentifierAndBeginsAtZe
     EXPECT_EQ(read(0).names(), (std::vector<std::wstring>{L"b"}));
 }
 
-TEST_F(FakeJournalTest, AStampedJournalKeepsItsRecordsUnderAnotherIdentifier) {
+TEST_F(FakeJournalTest, ARestampedJournalKeepsItsRecordsUnderAnotherIdentifier) {
     journal.append(change(L"a"));
     journal.restamp();
     EXPECT_NE(journal.data().UsnJournalID, 0x77u);

@@ -1,5 +1,4 @@
-// The large fake volume as the benchmarks use it: what it lists, answers and journals fits
-// together.
+// The large fake volume as the benchmarks use it: its table, its answers and its journal agree.
 #include "support/fake_large_volume.h"
 
 #include <gtest/gtest.h>
@@ -14,7 +13,7 @@ namespace larkspine::testing {
 namespace {
 
 // 250 files: 24 of them in each of ten folders, the rest in an eleventh.
-TEST(FakeLargeVolumeTest, IsEnumeratedWholeAndKeptUpToDateByItsJournal) {
+TEST(FakeLargeVolumeTest, AnEnumerationFindsEveryFileAndADeltaFindsEveryChange) {
     FakeLargeVolume volume({.files = 250, .files_per_folder = 24});
     worker_pool pool(2);
     ScanProgress progress;
@@ -33,7 +32,7 @@ TEST(FakeLargeVolumeTest, IsEnumeratedWholeAndKeptUpToDateByItsJournal) {
     }
     for (std::uint64_t file = 0; file < volume.files(); ++file)
         EXPECT_TRUE(paths.contains(volume.root() + volume.file_path(file))) << file;
-    EXPECT_EQ(sizes.size(), 251u) << "none twice, and that of the folders";
+    EXPECT_EQ(sizes.size(), 251u) << "one of each file, and that of the folders";
 
     for (detail::FileCandidate& entry : snapshot.entries)
         entry.has_full_digest = true;

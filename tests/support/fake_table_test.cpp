@@ -14,7 +14,7 @@ class FakeTableTest : public ::testing::Test {
     FakeTable table;
 };
 
-TEST_F(FakeTableTest, TheSequenceNumberAfterTheHighestIsOne) {
+TEST_F(FakeTableTest, TheSequenceNumberWrapsFromTheHighestToOne) {
     std::uint64_t reference = table.allocate(32);
     for (int i = 1; i < 0xFFFF; ++i) {
         table.free(reference);
@@ -25,7 +25,7 @@ TEST_F(FakeTableTest, TheSequenceNumberAfterTheHighestIsOne) {
     EXPECT_EQ(table.allocate(32), make_reference(24, 1));
 }
 
-TEST_F(FakeTableTest, AChangedNameKeepsItsAge) {
+TEST_F(FakeTableTest, ARenamedLinkKeepsItsPlaceAmongTheNamesOfItsFile) {
     const std::uint64_t file = table.allocate(FILE_ATTRIBUTE_ARCHIVE);
     table.add_name(file, root_reference, L"a");
     table.add_name(file, root_reference, L"b");

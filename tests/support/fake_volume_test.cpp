@@ -1,4 +1,4 @@
-// The fake drive as a program meets it: its files, its identities, the calls that are noted.
+// The fake drive as a program sees it: its files, its identities, and the calls that it records.
 #include "support/fake_volume.h"
 
 #include <algorithm>
@@ -57,7 +57,7 @@ TEST_F(FakeVolumeTest, TheRootIsThatOfAnNtfsDrive) {
     EXPECT_FALSE(is_ntfs_drive_root(volume.root()));
 }
 
-TEST_F(FakeVolumeTest, OtherDrivesAreTheSystems) {
+TEST_F(FakeVolumeTest, CallsForOtherDrivesReachTheSystem) {
     wchar_t name[MAX_PATH] = {};
     EXPECT_TRUE(GetVolumeInformationW(L"C:\\", nullptr, 0, nullptr, nullptr, nullptr, name, 260));
     EXPECT_TRUE(attributes(L"C:\\"));
@@ -75,7 +75,7 @@ TEST_F(FakeVolumeTest, AFileIsReachedByEveryFormOfItsPath) {
     EXPECT_EQ(GetLastError(), DWORD{ERROR_FILE_NOT_FOUND});
 }
 
-TEST_F(FakeVolumeTest, SizesAndTimesAreTheSystemsOwn) {
+TEST_F(FakeVolumeTest, SizesAndTimesAreThoseOfTheUnderlyingFile) {
     volume.write(L"a", "12345");
     WIN32_FILE_ATTRIBUTE_DATA drive = {};
     WIN32_FILE_ATTRIBUTE_DATA folder = {};
@@ -86,7 +86,7 @@ TEST_F(FakeVolumeTest, SizesAndTimesAreTheSystemsOwn) {
     EXPECT_EQ(drive.nFileSizeLow, 5u);
 }
 
-TEST_F(FakeVolumeTest, AnEmptyRootListsNothingAtAllAndAFolderItsDots) {
+TEST_F(FakeVolumeTest, AnEmptyRootListsNothingAndAnEmptyFolderListsItsDots) {
     WIN32_FIND_DATAW found = {};
     EXPECT_EQ(FindFirstFileExW((volume.root() + L"*").c_str(), FindExInfoBasic, &found,
                                FindExSearchNameMatch, nullptr, 0),
@@ -99,7 +99,7 @@ TEST_F(FakeVolumeTest, AnEmptyRootListsNothingAtAllAndAFolderItsDots) {
     EXPECT_EQ(std::wstring(found.cFileName), L".");
 }
 
-TEST_F(FakeVolumeTest, NothingIsWrittenThroughTheDrive) {
+TEST_F(FakeVolumeTest, ChangingFilesThroughTheDriveIsRefused) {
     volume.write(L"a", "1");
     EXPECT_EQ(error_of_opening(volume.path(L"a"), GENERIC_WRITE, OPEN_EXISTING),
               DWORD{ERROR_WRITE_PROTECT});
@@ -141,7 +141,7 @@ TEST_F(FakeVolumeTest, AFileThatNoOperationMadeHasNoIdentity) {
     EXPECT_FALSE(file_identity_of(volume.path(L"stray")).has_value());
 }
 
-TEST_F(FakeVolumeTest, TheVolumeIsOpenedByItsDeviceAndKnowsItsJournal) {
+TEST_F(FakeVolumeTest, TheVolumeIsOpenedByItsDevicePathAndDescribesItsJournal) {
     {
         const unique_handle device = own_handle(open_volume(volume.root()));
         ASSERT_TRUE(device);
@@ -156,7 +156,7 @@ TEST_F(FakeVolumeTest, TheVolumeIsOpenedByItsDeviceAndKnowsItsJournal) {
               (std::vector<Request>{Request::open_volume, Request::query_journal}));
 }
 
-TEST_F(FakeVolumeTest, QuestionsOfTheRootAloneTouchNoFile) {
+TEST_F(FakeVolumeTest, QueriesOfTheRootTouchNoFile) {
     (void)file_reference_of(volume.root());
     (void)is_ntfs_drive_root(volume.root());
     EXPECT_EQ(volume.files_touched(), 0u);
@@ -164,7 +164,7 @@ TEST_F(FakeVolumeTest, QuestionsOfTheRootAloneTouchNoFile) {
     EXPECT_EQ(volume.files_touched(), 3u);  // opened, read, read to the end
 }
 
-TEST_F(FakeVolumeTest, CallsFromSeveralThreadsAreAllNoted) {
+TEST_F(FakeVolumeTest, CallsFromSeveralThreadsAreAllRecorded) {
     volume.write(L"a", "1");
     std::vector<std::thread> threads;
     for (int i = 0; i < 4; ++i)
@@ -179,7 +179,7 @@ TEST_F(FakeVolumeTest, CallsFromSeveralThreadsAreAllNoted) {
     EXPECT_EQ(volume.open_handles(), 0u);
 }
 
-TEST(FakeVolumeSettingsTest, TheLetterMayHideARealDriveExceptItsTemporaryFiles) {
+TEST(FakeVolumeSettingsTest, AVolumeMayHideARealDriveExceptForItsTemporaryFiles) {
     TempTree tree;
     TempTree other;
     other.file(L"x", "other");
@@ -193,7 +193,7 @@ TEST(FakeVolumeSettingsTest, TheLetterMayHideARealDriveExceptItsTemporaryFiles) 
     EXPECT_TRUE(VolumeClient(L"\\\\.\\c:").opened());
 }
 
-TEST(FakeVolumeSettingsTest, TheDriveIsGoneWithTheVolume) {
+TEST(FakeVolumeSettingsTest, TheDriveDisappearsWhenTheVolumeIsDestroyed) {
     TempTree tree;
     tree.file(L"a", "1");
     { FakeVolume volume(tree); }

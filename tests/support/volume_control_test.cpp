@@ -1,4 +1,4 @@
-// What the control codes of a fake volume answer.
+// The answers of a fake volume to control codes.
 #include <algorithm>
 #include <gtest/gtest.h>
 
@@ -40,7 +40,7 @@ TEST_F(VolumeControlTest, TheJournalIsDescribedInFiftySixBytes) {
     EXPECT_EQ(client.query(55).error, DWORD{ERROR_INSUFFICIENT_BUFFER});
 }
 
-TEST_F(VolumeControlTest, AVolumeWithoutAJournalSaysSo) {
+TEST_F(VolumeControlTest, WithoutAJournalQueriesAndReadsFailAsNotActive) {
     volume.delete_journal();
     EXPECT_EQ(client.query().error, DWORD{ERROR_JOURNAL_NOT_ACTIVE});
     EXPECT_EQ(client.read(0, identifier()).error, DWORD{ERROR_JOURNAL_NOT_ACTIVE});
@@ -83,7 +83,7 @@ TEST_F(VolumeControlTest, AListingStartsAtTheRequestedRecordWhateverItsSequenceN
     EXPECT_EQ(client.list(26).error, DWORD{ERROR_HANDLE_EOF});
 }
 
-TEST_F(VolumeControlTest, AListingIsCutAtARecordByTheCallersBuffer) {
+TEST_F(VolumeControlTest, ASmallBufferCutsAListingBetweenRecords) {
     for (const wchar_t* name : {L"a", L"b", L"c", L"d"})
         volume.write(name, "1");
     const VolumeAnswer answer = client.list(0, INT64_MAX, 8 + 3 * 64 + 63);
@@ -95,7 +95,7 @@ TEST_F(VolumeControlTest, AListingIsCutAtARecordByTheCallersBuffer) {
     EXPECT_EQ(client.list(0, INT64_MAX, 7).error, DWORD{ERROR_INSUFFICIENT_BUFFER});
 }
 
-TEST_F(VolumeControlTest, RecordsThatChangedBeyondTheUpperBoundAreLeftOut) {
+TEST_F(VolumeControlTest, RecordsWhoseUsnIsOutsideTheBoundsAreLeftOut) {
     volume.write(L"a", "1");
     volume.write(L"b", "1");
     const std::int64_t of_b = volume.usn_of(L"b");
@@ -141,7 +141,7 @@ TEST_F(VolumeControlTest, PlantedRecordsAreListedAtTheirNumbers) {
     EXPECT_EQ(volume.reference_of(L"b"), make_reference(25, 1));
 }
 
-TEST_F(VolumeControlTest, TheJournalIsReadFromAUsnOn) {
+TEST_F(VolumeControlTest, TheJournalIsReadFromTheRequestedUsn) {
     volume.write(L"a", "1");
     const std::int64_t start = volume.journal().NextUsn;
     volume.rename(L"a", L"b");

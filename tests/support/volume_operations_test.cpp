@@ -10,18 +10,18 @@ namespace {
 
 using VolumeOperationsTest = JournalledVolumeTest;
 
-TEST_F(VolumeOperationsTest, AWrittenFileIsMadeExtendedAndClosed) {
+TEST_F(VolumeOperationsTest, WritingANewFileJournalsCreateExtendAndClose) {
     volume.write(L"a.txt", "text");
     EXPECT_EQ(contents(L"a.txt"), "text");
     EXPECT_EQ(changes(), (Changes{{0x100, L"a.txt"}, {0x102, L"a.txt"}, {0x80000102, L"a.txt"}}));
 }
 
-TEST_F(VolumeOperationsTest, AnEmptyFileIsOnlyMadeAndClosed) {
+TEST_F(VolumeOperationsTest, WritingAnEmptyFileJournalsCreateAndClose) {
     volume.write(L"a", "");
     EXPECT_EQ(changes(), (Changes{{0x100, L"a"}, {0x80000100, L"a"}}));
 }
 
-TEST_F(VolumeOperationsTest, TheFoldersOnTheWayAreMadeFirst) {
+TEST_F(VolumeOperationsTest, MissingParentFoldersAreCreatedFirst) {
     volume.write(L"a\\b\\c.txt", "x");
     const std::uint64_t a = volume.reference_of(L"a");
     const std::uint64_t b = volume.reference_of(L"a\\b");
@@ -44,7 +44,7 @@ TEST_F(VolumeOperationsTest, ARewrittenFileIsTruncatedAndExtended) {
     EXPECT_EQ(changes(), (Changes{{0x4, L"a"}, {0x6, L"a"}, {0x80000006, L"a"}}));
 }
 
-TEST_F(VolumeOperationsTest, ContentsChangeAtTheEndInsideOrByCutting) {
+TEST_F(VolumeOperationsTest, AppendOverwriteAndTruncateEachJournalTheirOwnReason) {
     volume.write(L"a", "0123456789");
     forget();
     volume.append(L"a", "ab");
@@ -58,7 +58,7 @@ TEST_F(VolumeOperationsTest, ContentsChangeAtTheEndInsideOrByCutting) {
     EXPECT_EQ(changes(), (Changes{{0x4, L"a"}, {0x80000004, L"a"}}));
 }
 
-TEST_F(VolumeOperationsTest, WhatWouldChangeTheSizeOtherwiseIsRefused) {
+TEST_F(VolumeOperationsTest, OperationsBeyondTheEndOrOnMissingFilesAreRefused) {
     volume.write(L"a", "0123");
     forget();
     EXPECT_THROW(volume.overwrite(L"a", 3, "xy"), std::runtime_error);
@@ -70,28 +70,28 @@ TEST_F(VolumeOperationsTest, WhatWouldChangeTheSizeOtherwiseIsRefused) {
     EXPECT_EQ(contents(L"a"), "0123");
 }
 
-TEST_F(VolumeOperationsTest, AChangeThatTheHostsClockDoesNotShowMovesTheWriteTimeByOneStep) {
+TEST_F(VolumeOperationsTest, AChangeThatTheHostDoesNotTimestampAdvancesTheWriteTimeByOneStep) {
     volume.write(L"a", "0123");
     const std::uint64_t before = write_time(L"a");
-    volume.append(L"a", "");  // nothing that the host would note
+    volume.append(L"a", "");  // the host does not change the time for this
     EXPECT_EQ(write_time(L"a"), before + 1);
 }
 
-TEST_F(VolumeOperationsTest, AChangeGivesAFileOfTheFutureThePresentTime) {
+TEST_F(VolumeOperationsTest, ChangingAFileWithAFutureWriteTimeSetsAnEarlierOne) {
     volume.write(L"a", "0123");
     volume.set_write_time(L"a", 0x01F0'0000'0000'0000);
     volume.overwrite(L"a", 0, "x");
     EXPECT_LT(write_time(L"a"), 0x01F0'0000'0000'0000u);
 }
 
-TEST_F(VolumeOperationsTest, AWrittenStreamIsAChangeOfNamedData) {
+TEST_F(VolumeOperationsTest, WritingAStreamJournalsANamedDataChange) {
     volume.write(L"a", "0123");
     forget();
     volume.write_stream(L"a");
     EXPECT_EQ(changes(), (Changes{{0x20, L"a"}, {0x80000020, L"a"}}));
 }
 
-TEST_F(VolumeOperationsTest, ARenameIsAnOldNameANewNameAndAClose) {
+TEST_F(VolumeOperationsTest, ARenameJournalsOldNameNewNameAndClose) {
     volume.write(L"f\\a", "x");
     volume.make_folder(L"g");
     const std::uint64_t f = volume.reference_of(L"f");
@@ -105,7 +105,7 @@ TEST_F(VolumeOperationsTest, ARenameIsAnOldNameANewNameAndAClose) {
     EXPECT_EQ(contents(L"g\\b"), "x");
 }
 
-TEST_F(VolumeOperationsTest, AMovedFolderHasRecordsAndWhatItHoldsHasNone) {
+TEST_F(VolumeOperationsTest, MovingAFolderJournalsNoRecordForItsContents) {
     volume.write(L"f\\g\\a", "x");
     volume.make_folder(L"h");
     const std::uint64_t file = volume.reference_of(L"f\\g\\a");
@@ -117,14 +117,14 @@ TEST_F(VolumeOperationsTest, AMovedFolderHasRecordsAndWhatItHoldsHasNone) {
     EXPECT_EQ(contents(L"h\\f\\g\\a"), "x");
 }
 
-TEST_F(VolumeOperationsTest, AFolderDoesNotGoIntoItself) {
+TEST_F(VolumeOperationsTest, MovingAFolderIntoItselfIsRefused) {
     volume.make_folder(L"f\\g");
     forget();
     EXPECT_THROW(volume.move(L"f", L"f\\g"), std::runtime_error);
     EXPECT_EQ(changes(), Changes{});
 }
 
-TEST_F(VolumeOperationsTest, ARenameOverAFileDeletesThatFirst) {
+TEST_F(VolumeOperationsTest, ARenameOverAFileDeletesTheReplacedFileFirst) {
     volume.write(L"a", "new");
     volume.write(L"b", "old");
     forget();
@@ -142,7 +142,7 @@ TEST_F(VolumeOperationsTest, ARenameMayChangeTheCaseAlone) {
     EXPECT_EQ(changes(), (Changes{{0x1000, L"a"}, {0x2000, L"A"}, {0x80002000, L"A"}}));
 }
 
-TEST_F(VolumeOperationsTest, ADeletionIsOneRecordAndFreesTheFilesRecord) {
+TEST_F(VolumeOperationsTest, ADeletionJournalsOneRecordAndFreesTheTableRecord) {
     volume.write(L"a", "x");
     const std::uint64_t reference = volume.reference_of(L"a");
     forget();
@@ -182,7 +182,7 @@ TEST_F(VolumeOperationsTest, AReadOnlyFileIsMadeWritableBeforeItIsDeleted) {
     EXPECT_EQ(changes(), (Changes{{0x8000, L"a"}, {0x80008000, L"a"}, {0x80000200, L"a"}}));
 }
 
-TEST_F(VolumeOperationsTest, AnAddedLinkIsALinkChangeUnderTheAddedName) {
+TEST_F(VolumeOperationsTest, AddingALinkJournalsALinkChangeUnderTheNewName) {
     volume.write(L"a", "x");
     volume.make_folder(L"f");
     const std::uint64_t f = volume.reference_of(L"f");
@@ -193,7 +193,7 @@ TEST_F(VolumeOperationsTest, AnAddedLinkIsALinkChangeUnderTheAddedName) {
     EXPECT_EQ(contents(L"f\\b"), "x");
 }
 
-TEST_F(VolumeOperationsTest, ALostNameOfSeveralIsALinkChangeThatCarriesIt) {
+TEST_F(VolumeOperationsTest, RemovingOneOfSeveralNamesJournalsALinkChangeUnderThatName) {
     volume.write(L"a", "x");
     volume.link(L"a", L"b");
     const std::uint64_t reference = volume.reference_of(L"a");
@@ -205,7 +205,7 @@ TEST_F(VolumeOperationsTest, ALostNameOfSeveralIsALinkChangeThatCarriesIt) {
     EXPECT_EQ(changes(), (Changes{{0x80000200, L"b"}}));
 }
 
-TEST_F(VolumeOperationsTest, AttributesAndTimesAreBasicInformation) {
+TEST_F(VolumeOperationsTest, ChangingAttributesOrTimesJournalsABasicInformationChange) {
     volume.write(L"a", "x");
     forget();
     volume.set_attributes(L"a", FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_ARCHIVE);
@@ -219,7 +219,7 @@ TEST_F(VolumeOperationsTest, AttributesAndTimesAreBasicInformation) {
     EXPECT_EQ(changes(), (Changes{{0x8000, L"a"}, {0x80008000, L"a"}}));
 }
 
-TEST_F(VolumeOperationsTest, WithoutAJournalNothingIsRecordedAndUsnsAreForgotten) {
+TEST_F(VolumeOperationsTest, DeletingTheJournalStopsRecordingAndClearsAllUsns) {
     volume.write(L"a", "x");
     volume.delete_journal();
     EXPECT_EQ(volume.usn_of(L"a"), 0);
@@ -232,7 +232,7 @@ TEST_F(VolumeOperationsTest, WithoutAJournalNothingIsRecordedAndUsnsAreForgotten
     EXPECT_EQ(volume.usn_of(L"a"), 64);
 }
 
-TEST(AdoptedTreeTest, WhatTheTreeHoldsIsInTheTableInOrderOfItsNames) {
+TEST(AdoptedTreeTest, ExistingFilesAreInTheTableInNameOrder) {
     TempTree tree;
     tree.file(L"b\\y.txt", "1");
     tree.hard_link(L"z.txt", tree.path(L"b\\y.txt"));

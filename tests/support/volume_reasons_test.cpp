@@ -18,7 +18,7 @@ TEST_F(VolumeReasonsTest, ReasonsAccumulateWhileTheFileIsHeldOpen) {
     volume.open(L"a");
     EXPECT_EQ(changes(), Changes{});
     volume.append(L"a", "4");
-    volume.append(L"a", "5");  // nothing new
+    volume.append(L"a", "5");  // no new reason
     volume.overwrite(L"a", 0, "x");
     volume.set_attributes(L"a", FILE_ATTRIBUTE_HIDDEN);
     EXPECT_EQ(changes(), (Changes{{0x2, L"a"}, {0x3, L"a"}, {0x8003, L"a"}}));
@@ -28,7 +28,7 @@ TEST_F(VolumeReasonsTest, ReasonsAccumulateWhileTheFileIsHeldOpen) {
     EXPECT_EQ(changes(), (Changes{{0x2, L"a"}, {0x80000002, L"a"}}));
 }
 
-TEST_F(VolumeReasonsTest, ARenameOfAHeldFileCarriesItsReasonsAndNeverBothNamesReasons) {
+TEST_F(VolumeReasonsTest, ARenameOfAHeldFileKeepsItsReasonsButNeverCombinesOldAndNewName) {
     volume.write(L"a", "0123");
     forget();
     volume.open(L"a");
@@ -44,7 +44,7 @@ TEST_F(VolumeReasonsTest, ARenameOfAHeldFileCarriesItsReasonsAndNeverBothNamesRe
                                   {0x80002002, L"c"}}));
 }
 
-TEST_F(VolumeReasonsTest, EveryLinkOfAHeldFileIsOneRecordWithTheReasonsThatThereAre) {
+TEST_F(VolumeReasonsTest, EachLinkChangeOfAHeldFileIsOneRecordWithTheReasonsGatheredSoFar) {
     volume.write(L"a", "x");
     forget();
     volume.open(L"a");
@@ -54,12 +54,12 @@ TEST_F(VolumeReasonsTest, EveryLinkOfAHeldFileIsOneRecordWithTheReasonsThatThere
     volume.remove(L"b");
     EXPECT_EQ(changes(),
               (Changes{{0x80010000, L"b"}, {0x2, L"a"}, {0x80010002, L"c"}, {0x80010002, L"b"}}));
-    volume.append(L"a", "z");  // told already: the link was closed, not the file
+    volume.append(L"a", "z");  // recorded already: the link was closed, not the file
     volume.close(L"a");
     EXPECT_EQ(changes(), (Changes{{0x80000002, L"a"}}));
 }
 
-TEST_F(VolumeReasonsTest, EveryReasonThatAFileMayHaveAgainIsJournalledAlone) {
+TEST_F(VolumeReasonsTest, EveryRepeatableReasonCanBeJournalledAlone) {
     volume.write(L"a", "x");
     const std::uint64_t time = write_time(L"a");
     forget();
@@ -73,7 +73,7 @@ TEST_F(VolumeReasonsTest, EveryReasonThatAFileMayHaveAgainIsJournalledAlone) {
     EXPECT_EQ(contents(L"a"), "x");
 }
 
-TEST_F(VolumeReasonsTest, ReasonsCombineInOneRecordOrFromOneToTheNext) {
+TEST_F(VolumeReasonsTest, ReasonsCombineInOneRecordOrAccumulateOverSeveral) {
     volume.write(L"a", "x");
     forget();
     volume.journal_reasons(L"a", 0x80880400);
@@ -83,7 +83,7 @@ TEST_F(VolumeReasonsTest, ReasonsCombineInOneRecordOrFromOneToTheNext) {
               (Changes{{0x400, L"a"}, {0x80400, L"a"}, {0x880400, L"a"}, {0x80880400, L"a"}}));
 }
 
-TEST_F(VolumeReasonsTest, OtherReasonsJoinThoseOfAFileThatIsHeldOpen) {
+TEST_F(VolumeReasonsTest, JournalledReasonsJoinThoseOfAFileThatIsHeldOpen) {
     volume.write(L"a", "x");
     forget();
     volume.open(L"a");
@@ -91,13 +91,13 @@ TEST_F(VolumeReasonsTest, OtherReasonsJoinThoseOfAFileThatIsHeldOpen) {
     volume.journal_reasons(L"a", 0x800);
     volume.journal_reasons(L"a", 0x800);
     EXPECT_EQ(changes(), (Changes{{0x2, L"a"}, {0x802, L"a"}}));
-    volume.journal_reasons(L"a", 0x80000000);  // another handle of it
+    volume.journal_reasons(L"a", 0x80000000);  // another handle of the file
     EXPECT_EQ(changes(), (Changes{{0x80000802, L"a"}}));
     volume.close(L"a");
     EXPECT_EQ(changes(), (Changes{{0x80000802, L"a"}}));
 }
 
-TEST_F(VolumeReasonsTest, ReasonsWithOperationsOfTheirOwnAreRefused) {
+TEST_F(VolumeReasonsTest, ReasonsThatBelongToOtherOperationsAreRefused) {
     volume.write(L"a", "x");
     forget();
     for (const std::uint32_t reason : {0x100u, 0x200u, 0x1000u, 0x2000u, 0x10000u})
@@ -105,7 +105,7 @@ TEST_F(VolumeReasonsTest, ReasonsWithOperationsOfTheirOwnAreRefused) {
     EXPECT_EQ(changes(), Changes{});
 }
 
-TEST_F(VolumeReasonsTest, AReparsePointIsOneInTheJournalTheTableQueriesAndListings) {
+TEST_F(VolumeReasonsTest, AReparsePointShowsInTheJournalInQueriesAndInListings) {
     volume.write(L"f\\a", "x");
     volume.write(L"f\\b", "x");
     const std::uint64_t f = volume.reference_of(L"f");
@@ -116,13 +116,13 @@ TEST_F(VolumeReasonsTest, AReparsePointIsOneInTheJournalTheTableQueriesAndListin
     EXPECT_EQ(GetFileAttributesW(volume.path(L"f\\b").c_str()), 0x420u);
     EXPECT_EQ(listed(L"f"), (std::vector<std::wstring>{L"a 20", L"b 420"}));
     volume.append(L"f\\b", "y");
-    EXPECT_EQ(volume.journalled().back().attributes, 0x420u) << "still one";
+    EXPECT_EQ(volume.journalled().back().attributes, 0x420u) << "still a reparse point";
     volume.set_reparse_point(L"f\\b", false);
     EXPECT_EQ(volume.journalled().back().attributes, 0x20u);
     EXPECT_EQ(listed(L"f"), (std::vector<std::wstring>{L"a 20", L"b 20"}));
 }
 
-TEST_F(VolumeReasonsTest, ClosingAFileThatWasNotChangedWritesNothing) {
+TEST_F(VolumeReasonsTest, ClosingAnUnchangedFileJournalsNothing) {
     volume.write(L"a", "0123");
     forget();
     volume.open(L"a");
