@@ -1,8 +1,8 @@
-// Counts what a thread takes from the heap, for tests of code that promises to take nothing.
+// Counts the heap allocations of a thread, for tests of code that promises to make none.
 //
 // The program that links allocation_counter.cpp has its operators new and delete replaced, plain
-// and aligned, one by one over malloc and free. Each thread has a count of its own, so threads that
-// the test did not start do not disturb it.
+// and aligned, one by one over malloc and free. Each thread has its own count, so threads that the
+// test did not start do not disturb it.
 #pragma once
 
 #include <cstdint>

@@ -1,5 +1,5 @@
-// Answers of a volume to the requests for its table and its journal that make no sense, and how the
-// buffer for them is used: both are read in the same way. For programs with replaced imports.
+// Invalid answers of a volume to requests for its table and its journal, and checks of the buffer
+// for them. Both are read in the same way. For programs with replaced imports.
 #pragma once
 
 #include "base/win32_api.h"
@@ -34,17 +34,15 @@ inline constexpr BadAnswer bad_answers[] = {
     {"nothing returned", [](Request r, std::size_t c) { return claiming(r, c, 0); }},
     {"seven bytes", [](Request r, std::size_t c) { return claiming(r, c, 7); }},
     {"a cut record", [](Request r, std::size_t c) { return claiming(r, c, 9); }},
-    {"more than there was room for",
+    {"more bytes than the buffer holds",
      [](Request r, std::size_t c) { return claiming(r, c, volume_buffer_size + 1); }},
-    {"all that a size can say",
-     [](Request r, std::size_t c) { return claiming(r, c, 0xFFFF'FFFF); }},
-    {"the same place to go on", [](Request r, std::size_t c) { return not_rising(r, c); }},
-    {"an earlier place to go on", [](Request r, std::size_t c) { return falling(r, c); }},
-    {"the beginning as the place to go on",
-     [](Request r, std::size_t c) { return going_on_at(r, c, 0); }},
+    {"the largest size", [](Request r, std::size_t c) { return claiming(r, c, 0xFFFF'FFFF); }},
+    {"an unchanged continuation", [](Request r, std::size_t c) { return not_rising(r, c); }},
+    {"an earlier continuation", [](Request r, std::size_t c) { return falling(r, c); }},
+    {"zero as the continuation", [](Request r, std::size_t c) { return going_on_at(r, c, 0); }},
 };
 
-// Answers of that code claim 8 bytes more than there was room for, in one record.
+// Makes answers to that control code claim one record that ends 8 bytes beyond the buffer.
 inline void claim_a_record_beyond_the_room(DWORD code) {
     hooks().DeviceIoControl = [code, next = hooks().DeviceIoControl](
                                   HANDLE device, DWORD asked, LPVOID in, DWORD in_size, LPVOID out,
@@ -58,7 +56,7 @@ inline void claim_a_record_beyond_the_room(DWORD code) {
     };
 }
 
-// The buffers that requests of that code are given, in order.
+// Records the buffers of requests with that control code, in order.
 inline void note_buffers(DWORD code, std::vector<LPVOID>& buffers) {
     hooks().DeviceIoControl = [code, &buffers, next = hooks().DeviceIoControl](
                                   HANDLE device, DWORD asked, LPVOID in, DWORD in_size, LPVOID out,

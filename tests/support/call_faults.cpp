@@ -12,7 +12,7 @@ using Guard = std::lock_guard<VolumeLock>;
 
 const auto any_use = [](const auto&...) { return true; };
 
-// Not made at all: answers with `answer`.
+// The call is not made; it returns `answer`.
 template <typename Result>
 auto refusing(Result answer) {
     return [answer](const auto&, const auto&...) {
@@ -21,20 +21,20 @@ auto refusing(Result answer) {
     };
 }
 
-// Made, but said to have failed.
+// The call is made, but reports a failure.
 const auto denied = [](const auto& below, const auto&... arguments) {
     below(arguments...);
     SetLastError(ERROR_IO_DEVICE);
     return BOOL{FALSE};
 };
 
-// Says that it worked, and has done nothing.
+// Does nothing and reports success.
 const auto idle = [](const auto&, HANDLE, const auto&, DWORD, LPDWORD done, const auto&) {
     *done = 0;
     return BOOL{TRUE};
 };
 
-// Does one byte or character of what it was asked for.
+// Transfers only one of the requested bytes or characters.
 const auto brief = [](const auto& below, HANDLE handle, auto bytes, DWORD count, LPDWORD done,
                       auto last) {
     return below(handle, bytes, std::min<DWORD>(count, 1), done, last);
@@ -43,7 +43,7 @@ const auto brief = [](const auto& below, HANDLE handle, auto bytes, DWORD count,
 template <DWORD code>
 const auto of_code = [](HANDLE, DWORD asked, const auto&...) { return asked == code; };
 
-// Of two calls, the one that asks for the length or the one that fetches.
+// Tells the call that measures the length from the call that fetches the text.
 const auto asks_for_length = [](UINT, DWORD, LPCWCH, int, LPSTR, int room, LPCCH, LPBOOL) {
     return room == 0;
 };
@@ -227,7 +227,7 @@ HANDLE CallFaults::opened(HANDLE handle, LPCWSTR path) {
     return handle;
 }
 
-// Before it is closed: its number may be given out again at once.
+// Called before the handle is closed, because its value may be reused at once.
 void CallFaults::closed(HANDLE handle) {
     const Guard guard(lock_);
     open_.erase(handle);

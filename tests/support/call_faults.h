@@ -1,7 +1,7 @@
 // Makes one use of one system call fail in a program that runs in this process, and counts the
 // handles that it leaves open. For programs with replaced imports.
 //
-//     CallFaults faults;                    // after whatever else sets hooks
+//     CallFaults faults;                    // after everything else that sets hooks
 //     faults.plant(call, 3);                // its fourth use from begin() on
 //     faults.begin();
 //     ... the program ...
@@ -37,7 +37,7 @@ struct SweptCall {
     void (*plant)(CallFaults&);
 };
 
-// Every call that a scan of a folder makes; those that only a whole volume leads to; those for a
+// Every call that a scan of a folder makes; those made only for a whole volume; those made for a
 // console. DeleteFileW is left out: it is used only after another call failed.
 [[nodiscard]] const std::vector<SweptCall>& swept_folder_calls();
 [[nodiscard]] const std::vector<SweptCall>& swept_volume_calls();
@@ -50,14 +50,14 @@ inline constexpr std::size_t every_use = SIZE_MAX;
 class CallFaults {
   public:
     CallFaults();
-    // Puts the hooks back that it found.
+    // Restores the hooks that it found.
     ~CallFaults();
     CallFaults(const CallFaults&) = delete;
     CallFaults& operator=(const CallFaults&) = delete;
 
-    // Replaces the fault before.
+    // Replaces the previous fault.
     void plant(const SweptCall& call, std::size_t use);
-    // In addition to it; what is counted and told concerns the last one planted.
+    // Keeps the previous fault. happened() and subject() concern the last one planted.
     void plant_also(const SweptCall& call, std::size_t use);
     void clear();
 
@@ -65,13 +65,14 @@ class CallFaults {
     void end() { active_ = false; }
 
     [[nodiscard]] bool happened() const;
-    // What the failing use was for: the path, also of the handle; or the name that was given.
+    // The subject of the failing use: the path, the path behind the handle, or the name that was
+    // passed.
     [[nodiscard]] std::wstring subject() const;
     [[nodiscard]] std::size_t open_handles() const;
 
     // ---- for the table of calls --------------------------------------------------------------
-    // At its use, the call ends as `fail(below, arguments...)` says, `below` being the call itself.
-    // Only uses that `counts(arguments...)` accepts are counted.
+    // At the planted use, the call returns `fail(below, arguments...)`, where `below` is the call
+    // itself. Only uses that `counts(arguments...)` accepts are counted.
     template <typename Result, typename... Arguments, typename Fail, typename Counts>
     void layer(std::function<Result(Arguments...)> ImportHooks::*hook,
                Result (WINAPI* RealImports::*real)(Arguments...), Fail fail, Counts counts) {

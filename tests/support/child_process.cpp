@@ -18,14 +18,14 @@ unique_handle start(const std::wstring& name, const std::wstring& arguments, STA
     startup.cb = sizeof startup;
     const BOOL inherits = startup.dwFlags & STARTF_USESTDHANDLES ? TRUE : FALSE;
     PROCESS_INFORMATION process = {};
-    // Wine 8 refuses one start in some thousand while others start beside it, and tells the caller
-    // so. What cannot be started is refused again.
+    // While other processes start, Wine 8 refuses one start in some thousand, and reports the
+    // failure. A program that cannot start is refused again.
     for (int tries = 1; !CreateProcessW(program.c_str(), command.data(), nullptr, nullptr, inherits,
                                         0, nullptr, nullptr, &startup, &process);
          ++tries) {
         if (tries == 3)
             throw failure("CreateProcessW");
-        std::fprintf(stderr, "CreateProcessW failed with %lu; once more\n", GetLastError());
+        std::fprintf(stderr, "CreateProcessW failed with %lu; trying again\n", GetLastError());
     }
     CloseHandle(process.hThread);
     return unique_handle(process.hProcess);

@@ -21,8 +21,8 @@ struct EndedChild {
     std::uint64_t end_time;  // GetTickCount64, which all processes share
 };
 
-// Starts it as start_child does, with nothing at its standard input and output, and waits for its
-// end as exit_code_of does.
+// Starts it like start_child, without standard input and output, and waits for its end like
+// exit_code_of.
 [[nodiscard]] EndedChild run_child(const std::wstring& name, const std::wstring& arguments);
 
 }  // namespace larkspine::testing

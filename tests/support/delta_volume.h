@@ -19,7 +19,7 @@ class DeltaVolumeTest : public EnumeratedVolumeTest {
   protected:
     using EnumeratedVolumeTest::EnumeratedVolumeTest;
 
-    // The snapshot as a scan leaves it that hashed every file.
+    // The snapshot as left by a scan that hashed every file.
     void enumerate_with_digests() {
         ASSERT_TRUE(enumerate());
         for (detail::FileCandidate& entry : snapshot.entries)
@@ -27,7 +27,7 @@ class DeltaVolumeTest : public EnumeratedVolumeTest {
                 entry.has_sample_digest = entry.has_full_digest = true;
     }
 
-    // What the driver does; the calls that are remembered are those of the delta alone.
+    // Applies the delta as the driver does. Afterwards only the calls of the delta are recorded.
     bool apply() {
         const unique_handle device = own_handle(open_volume(volume.root()));
         const std::optional<USN_JOURNAL_DATA_V0> journal = query_usn_journal(device.get());
@@ -45,8 +45,8 @@ class DeltaVolumeTest : public EnumeratedVolumeTest {
         return applied;
     }
 
-    // The snapshot holds what an enumeration finds now, whatever the digests, and is stamped so;
-    // the statistics say as much.
+    // Apart from its digests, the snapshot equals that of a fresh enumeration, and the statistics
+    // agree.
     void expect_as_enumerated() {
         detail::IndexSnapshot fresh;
         ScanStatistics found;
@@ -72,10 +72,10 @@ class DeltaVolumeTest : public EnumeratedVolumeTest {
     }
 
     bool changed = false;
-    Paths asked_for;  // whose attributes the last delta asked for
+    Paths asked_for;  // whose attributes the last delta queried
 
   private:
-    // In one order, without digests.
+    // Sorted by reference, without digests.
     static detail::IndexSnapshot bare(detail::IndexSnapshot entries) {
         for (detail::FileCandidate& entry : entries.entries) {
             entry.has_sample_digest = entry.has_full_digest = false;

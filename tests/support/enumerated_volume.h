@@ -1,5 +1,5 @@
-// A fake volume and the snapshot that is made of it, for the tests of what fills and edits
-// that snapshot. For programs with replaced imports.
+// A fake volume and its snapshot, for tests of the code that fills and edits the snapshot. For
+// programs with replaced imports.
 #pragma once
 
 #include <algorithm>
@@ -35,7 +35,7 @@ using Paths = std::vector<std::wstring>;
     return settings;
 }
 
-// What both enumeration and delta count.
+// The counts of both enumeration and delta.
 struct Counts {
     std::uint64_t directories = 0;
     std::uint64_t files = 0;
@@ -50,7 +50,7 @@ inline void PrintTo(const Counts& counts, std::ostream* out) {
          << " excluded, " << counts.failures << " failures, " << counts.entries << " entries";
 }
 
-// Where index files lie on drive C, below its root: this process excludes it as well.
+// The folder of index files, below the root of drive C. This process excludes it as well.
 [[nodiscard]] inline std::wstring index_folder() {
     const std::wstring folder = index_exclusions().at(0);
     EXPECT_TRUE(folder.starts_with(L"c:\\")) << ::testing::PrintToString(folder);
@@ -66,7 +66,8 @@ class EnumeratedVolumeTest : public ::testing::Test {
         EXPECT_EQ(volume.faults_left(), 0u);
     }
 
-    // Fills the snapshot from the table; the calls that are remembered are those of this alone.
+    // Fills the snapshot from the table. Afterwards only the calls of this enumeration are
+    // recorded.
     bool enumerate() { return enumerate(volume.root()); }
     bool enumerate(const std::wstring& root) {
         statistics = {};
@@ -74,7 +75,7 @@ class EnumeratedVolumeTest : public ::testing::Test {
         return detail::scan_ntfs_mft(root, snapshot, statistics, progress, pool);
     }
 
-    // Folders with long names: more than one answer of the table has room for.
+    // Folders with long names, too many for one answer of the table.
     void fill_several_answers() {
         for (int i = 0; i < 2500; ++i)
             volume.plant_child(root_reference,

@@ -1,8 +1,8 @@
 // Makes the program's allocations fail. The program that links failing_allocations.cpp has its
 // operators new and delete replaced, plain and aligned, over malloc and free.
 //
-// Allocations are counted over all threads while failing is armed. What runs in the program's place
-// without being part of it (hooks) is exempt.
+// Allocations are counted over all threads while failing is armed. Hooks are exempt: they run on
+// the program's threads without being part of it.
 #pragma once
 
 #include <cstddef>
@@ -17,7 +17,7 @@ enum class Shortage : bool {
 // The allocation numbered `failing`, from 0, throws std::bad_alloc. One test at a time.
 void arm_allocations(std::size_t failing, Shortage shortage) noexcept;
 void disarm_allocations() noexcept;
-// Whether the one that was to fail was reached since it was armed.
+// Whether the allocation to fail has been reached since arming.
 [[nodiscard]] bool allocation_failed() noexcept;
 
 // While it lives, this thread's allocations are neither counted nor fail.

@@ -24,7 +24,7 @@ FakeConsole::FakeConsole() {
         return which == STD_INPUT_HANDLE ? input : which == STD_OUTPUT_HANDLE ? output : error;
     };
     hooks().GetConsoleMode = [this](HANDLE handle, LPDWORD got) {
-        // No one has reason to ask without a handle, so that is recorded too.
+        // The program should never ask without a handle, so that is recorded too.
         return is_mine(handle) || handle == nullptr || handle == INVALID_HANDLE_VALUE
                    ? mode(handle, got)
                    : real_imports().GetConsoleMode(handle, got);

@@ -34,18 +34,18 @@ class FakeConsole {
 
     // The calls so far.
     [[nodiscard]] Calls calls() const;
-    // Of those, the ones that begin so.
+    // Of those, the ones that start with `beginning`.
     [[nodiscard]] Calls calls(const std::string& beginning) const;
 
-    // What the test decides; set before the calls come.
+    // Set by the test before the first call.
     HANDLE input = fake_handle(1);
     HANDLE output = fake_handle(2);
     HANDLE error = fake_handle(3);
-    std::set<HANDLE> redirected;              // of these, those that are no consoles
+    std::set<HANDLE> redirected;              // those of the three that are no console
     std::set<std::string> failing;            // names of functions
-    CONSOLE_CURSOR_INFO cursor = {25, TRUE};  // and what was set last
+    CONSOLE_CURSOR_INFO cursor = {25, TRUE};  // replaced by what was set last
     COORD size = {80, 25};
-    COORD place = {0, 10};                                   // of the cursor, when asked
+    COORD place = {0, 10};                                   // of the cursor, as queried
     std::vector<DWORD> processes = {GetCurrentProcessId()};  // attached to the console
     std::function<void(const std::string& call)> on_call;    // after it was recorded
 

@@ -9,7 +9,7 @@
 namespace larkspine::testing {
 namespace {
 
-// Far above the handles of the system; those of files differ by 4 as theirs do.
+// Far above the handles of the system. File handles differ by 4, as the system's do.
 constexpr std::uintptr_t listing_handle = 0x7EED'0000;
 constexpr std::uintptr_t first_file_handle = 0x7EEE'0000;
 
@@ -17,8 +17,8 @@ HANDLE handle_of(std::uintptr_t value) {
     return reinterpret_cast<HANDLE>(value);
 }
 
-// Arabic digits, U+0660 to U+0669: paths that differ beyond ASCII are compared by the system, which
-// is how their comparisons are counted.
+// Arabic digits, U+0660 to U+0669: paths that differ beyond ASCII are compared by the system, so
+// their comparisons are counted.
 constexpr wchar_t zero = L'\u0660';
 
 std::wstring name_of(std::size_t file) {

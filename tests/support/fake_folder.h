@@ -1,6 +1,6 @@
-// A folder of as many files as a test likes that is on no disk: the system's answers for it are
-// made up, so that what a scan asks for can be counted among thousands of files in an instant. For
-// programs with replaced imports.
+// A folder of any number of files that exists on no disk. The system's answers for it are made up,
+// so the requests of a scan of thousands of files are counted in an instant. For programs with
+// replaced imports.
 //
 //     FakeFolder folder(L"\\\\?\\R:\\arbre", 4000, [](std::size_t i) { return std::to_string(i);
 //     });
@@ -26,7 +26,7 @@
 
 namespace larkspine::testing {
 
-// How often the system was asked for what; comparisons are those of CompareStringOrdinal.
+// The number of requests of each kind. FakeFolder::comparisons() counts CompareStringOrdinal.
 struct Asked {
     std::uint64_t listings = 0;  // FindFirstFileExW and FindNextFileW
     std::uint64_t opens = 0;
@@ -50,9 +50,9 @@ class FakeFolder {
 
     [[nodiscard]] const std::wstring& root() const { return root_; }
     [[nodiscard]] std::wstring path(std::size_t file) const;
-    // The other way round, for any path that ends in a name of such a folder.
+    // The inverse of path(), for any path that ends in the name of such a file.
     [[nodiscard]] static std::size_t file_of(std::wstring_view path);
-    // Since it was made, or since forget().
+    // Since construction, or since forget().
     [[nodiscard]] Asked asked() const;
     [[nodiscard]] std::uint64_t comparisons() const { return comparisons_; }
     void forget();

@@ -14,15 +14,15 @@ std::int64_t length_of(const UsnRecordFields& record) {
     return static_cast<std::int64_t>(usn_record_length(record.name.size()));
 }
 
-// No record reaches into the next page: when the rest of its page is too small it begins with the
-// next one. No name of NTFS makes a record that is longer than a page.
+// No record crosses a page boundary: one that does not fit into the rest of its page starts the
+// next page. No NTFS name makes a record longer than a page.
 std::int64_t place_of(std::int64_t end, std::int64_t length) {
     const std::int64_t in_page = end % journal_page_size;
     return in_page + length > journal_page_size && in_page != 0 ? end - in_page + journal_page_size
                                                                 : end;
 }
 
-// With every reason wanted, a planted record without any is wanted too.
+// A mask of all reasons also accepts a planted record without any.
 bool is_wanted(const UsnRecordFields& record, const READ_USN_JOURNAL_DATA_V0& request) {
     if (request.ReturnOnlyOnClose != 0 && (record.reason & usn_reason::close) == 0)
         return false;
@@ -63,7 +63,7 @@ std::int64_t FakeJournal::append(UsnRecordFields record) {
     return usn;
 }
 
-// Whole pages go, but never that of the last record.
+// Drops whole pages, but never that of the last record.
 void FakeJournal::trim() {
     const std::int64_t last_page = records_.back().usn / journal_page_size * journal_page_size;
     while (static_cast<std::uint64_t>(next_usn_ - first_usn_) > maximum_size_ &&
@@ -98,7 +98,7 @@ DWORD FakeJournal::read(const READ_USN_JOURNAL_DATA_V0& request, std::byte* outp
     returned = 0;
     if (request.UsnJournalID != identifier_)
         return ERROR_INVALID_PARAMETER;
-    // 0 asks for whatever is the oldest.
+    // 0 requests the oldest record.
     const std::int64_t start = request.StartUsn == 0 ? first_usn_ : request.StartUsn;
     if (start < first_usn_)
         return ERROR_JOURNAL_ENTRY_DELETED;

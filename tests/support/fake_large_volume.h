@@ -1,6 +1,6 @@
-// An NTFS volume for measuring: up to ten million files that are nowhere. Every record's name,
-// parent, size and times follow from its number, so that the volume takes no memory for them; only
-// what was changed is kept. For programs with replaced imports.
+// An NTFS volume for measuring: up to ten million files that are stored nowhere. Every record's
+// name, parent, size and times follow from its number, so the volume takes no memory for them. Only
+// changes are kept. For programs with replaced imports.
 //
 //     FakeLargeVolume volume({.files = 1'000'000});
 //     scan_ntfs_mft(volume.root(), ...);
@@ -8,8 +8,8 @@
 //
 // Record numbers: first the folders, then the files, from 24 on. Folder 0 is in the root and each
 // other folder in folder (n - 1) / 16, so paths are log16 deep; each folder holds files_per_folder
-// files. No two files have the same size, so that a whole scan reads none: there are no contents,
-// and opening a file for its data fails. Listing a folder is not possible either.
+// files. No two files have the same size, so a whole scan reads none. Files have no contents:
+// opening one for its data fails, and so does listing a folder.
 //
 // Calls are counted, not kept. One volume at a time; make it before the threads that use it.
 #pragma once
@@ -51,9 +51,9 @@ class FakeLargeVolume : private VolumeContents {
     [[nodiscard]] std::wstring file_path(std::uint64_t file) const;
     [[nodiscard]] std::uint64_t file_reference(std::uint64_t file) const;
 
-    // The file is written to: 0x2, 0x80000002; its time of last write rises, its size stays.
+    // Writes to the file: 0x2, 0x80000002. Its time of last write rises; its size stays.
     void change_file(std::uint64_t file);
-    // As many files, spread evenly over the volume.
+    // Writes to that many files, spread evenly over the volume.
     void change_files(std::uint64_t count);
 
     [[nodiscard]] USN_JOURNAL_DATA_V0 journal() const;

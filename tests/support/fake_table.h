@@ -1,8 +1,8 @@
 // The file table of a fake volume: which record stands for which file, under which names.
 //
-// Records are given out like NTFS does: the root is record 5, the system has those below 24, a new
-// file takes the lowest free one, and a record that is used again has the next sequence number.
-// Names are compared without regard to case. Not thread-safe by itself: its owner holds a lock.
+// Records are allocated as NTFS does: the root is record 5, those below 24 belong to the system, a
+// new file takes the lowest free one, and a reused record has the next sequence number. Names are
+// compared without regard to case. Not thread-safe by itself: its owner holds a lock.
 #pragma once
 
 #include <cstddef>
@@ -34,15 +34,15 @@ class FakeTable {
         std::uint32_t attributes = 0;
         std::uint32_t reasons = 0;  // since the file was last closed
         std::int64_t usn = 0;       // of its last journal record
-        std::vector<Name> names;    // the oldest first; none for a record that is only kept
+        std::vector<Name> names;    // the oldest first; none for a reserved record
     };
 
     FakeTable();
 
-    // Gives out a record.
+    // Allocates the lowest free record.
     std::uint64_t allocate(std::uint32_t attributes);
     void free(std::uint64_t reference);
-    // Keeps a record number that the test uses from being given out.
+    // Reserves a record number that the test uses itself.
     void reserve(std::uint64_t number);
 
     void add_name(std::uint64_t reference, std::uint64_t parent, std::wstring_view name);
@@ -51,7 +51,7 @@ class FakeTable {
     void change_name(std::uint64_t parent, std::wstring_view name, std::uint64_t new_parent,
                      std::wstring_view new_name);
 
-    // The file of that path below the root; the root itself for an empty one.
+    // The file of that path below the root; the root itself for an empty path.
     [[nodiscard]] std::optional<std::uint64_t> find(std::wstring_view path) const;
     [[nodiscard]] std::optional<std::uint64_t> find_in(std::uint64_t parent,
                                                        std::wstring_view name) const;
@@ -84,7 +84,7 @@ class FakeTable {
     std::map<Key, std::uint64_t, KeyLess> names_;
 };
 
-// The folder of a path below the root, empty for what is in the root; and the last component.
+// Splits a path below the root into its folder, which is empty in the root, and its last component.
 [[nodiscard]] std::wstring_view folder_of(std::wstring_view path);
 [[nodiscard]] std::wstring_view name_of(std::wstring_view path);
 

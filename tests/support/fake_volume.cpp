@@ -25,7 +25,7 @@ FakeVolume::FakeVolume(const TempTree& tree, const VolumeSettings& settings)
 
 FakeVolume::~FakeVolume() = default;
 
-// Names of one file share its index in the system.
+// All names of a file have the same file index in the system.
 void FakeVolume::adopt_folder(const std::wstring& folder,
                               std::map<std::uint64_t, std::uint64_t>& references) {
     const std::uint64_t parent = known(folder);
@@ -141,7 +141,7 @@ std::uint64_t FakeVolume::plant_child(std::uint64_t parent, std::wstring_view na
 }
 
 std::uint64_t FakeVolume::plant_orphan(std::wstring_view name, std::uint32_t attributes) {
-    // Beyond any number that is given out.
+    // Beyond any number that is allocated.
     return plant_child(make_reference(0xFFFF'FFFF'FFFF, 1), name, attributes);
 }
 

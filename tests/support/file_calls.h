@@ -1,16 +1,16 @@
-// What is done with files, one line of text for each call, and the faults that a test wants there.
-// For programs with replaced imports.
+// Records the calls on files, one line of text for each, and makes them fail as a test wants. For
+// programs with replaced imports.
 //
 //     open f            CreateFileW returned a handle for the file named f
 //     open f fails      it returned none
 //     query f 18 24     GetFileInformationByHandleEx: the information class, the size of its buffer
-//     read f 65536      ReadFile: the bytes asked for
+//     read f 65536      ReadFile: the requested bytes
 //     seek f 70000 by 0 SetFilePointerEx: the distance, the method
 //     close f           CloseHandle
 //
 // Only files that are opened between restart() and pause() are recorded and disturbed. The hooks
-// may run on any thread; all else belongs to the test's own, while no job runs. Make it before the
-// threads that open files, so that the hooks outlive them.
+// may run on any thread. Everything else is for the test's own thread, while no job runs. Make it
+// before the threads that open files, so that the hooks outlive them.
 #pragma once
 
 #include "base/win32_api.h"
@@ -42,7 +42,7 @@ class FileCalls {
     void restart();
     void pause() { recording_ = false; }
 
-    // The reads of all files count together, from 0. Each replaces the fault before.
+    // Reads are counted over all files, from 0. Each fault replaces the previous one.
     void fail_read(std::size_t failing);
     void end_file_at_read(std::size_t ending);
     void throw_at_read(std::size_t throwing);  // std::bad_alloc
@@ -59,7 +59,7 @@ class FileCalls {
 
     // Called before a file is opened; false refuses it.
     std::function<bool(const std::string& name, DWORD flags)> on_open;
-    // Called before a read; may change what is asked for, or give the answer in its place.
+    // Called before a read; may change the requested size, or answer in place of the system.
     std::function<std::optional<BOOL>(std::size_t number, DWORD& wanted, DWORD& got)> on_read;
     DWORD read_limit = UINT32_MAX;  // the most that one read delivers
     bool seeks_work = true;

@@ -21,8 +21,8 @@ struct FileWrite {
     [[nodiscard]] std::string text() const { return {static_cast<const char*>(bytes), length}; }
 };
 
-// The result of a call, and what it says that it wrote. None: the system writes, as many bytes as
-// `write` asks for by then.
+// Returns the result of a call and sets the count in `written`. Without a result, the system writes
+// as many bytes as `write` then requests.
 using WriteAnswer = std::function<std::optional<BOOL>(FileWrite& write, DWORD& written)>;
 
 // For every file, from any thread, until another answer is set or the hooks are cleared.

@@ -1,5 +1,5 @@
-// A console that the test program has for itself, without a window, and screen buffers to draw into
-// and to read back cell by cell.
+// A console of the test program alone, without a window, and screen buffers to draw into and to
+// read back cell by cell.
 #pragma once
 
 #include <string>
@@ -9,8 +9,8 @@
 
 namespace larkspine::testing {
 
-// Takes the three standard handles away and puts them back. A new console fills empty places and
-// closes what stands there when it is given up, which must not be the program's own output.
+// Clears the three standard handles and restores them. A new console sets the empty ones, and
+// closes all three when it is freed; these must not be the program's own output.
 class StandardHandlesAside {
   public:
     StandardHandlesAside();
@@ -24,8 +24,8 @@ class StandardHandlesAside {
     HANDLE error_;
 };
 
-// There while it lives. Not to be had when the console that would be given up carries the program's
-// own output.
+// The console exists while this object lives. It is not available when the console that would be
+// freed carries the program's own output.
 class HeadlessConsole {
   public:
     HeadlessConsole();

@@ -90,7 +90,7 @@ struct RealImports {
 
 // The hooks in force; an empty one forwards.
 [[nodiscard]] ImportHooks& hooks();
-// What the hooks stand before.
+// The real functions behind the hooks.
 [[nodiscard]] const RealImports& real_imports();
 
 // Clears every hook when it goes out of scope.

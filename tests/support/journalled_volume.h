@@ -1,4 +1,4 @@
-// A fake volume and what its operations journal, for the tests of those operations.
+// A fake volume and the records of its operations, for the tests of those operations.
 #pragma once
 
 #include <algorithm>
@@ -16,7 +16,7 @@
 
 namespace larkspine::testing {
 
-// A journal record by what the tests ask of it.
+// The fields of a journal record that the tests compare.
 struct Change {
     std::uint32_t reason;
     std::wstring name;
@@ -32,7 +32,7 @@ using Changes = std::vector<Change>;
 
 class JournalledVolumeTest : public ::testing::Test {
   protected:
-    // What was journalled since the last question, for one file or for all.
+    // The records since the previous call, for one file or for all.
     Changes changes(std::optional<std::uint64_t> reference = std::nullopt) {
         Changes found;
         for (const UsnRecordFields& record : volume.journalled(asked_))

@@ -1,6 +1,6 @@
 // A file system made of listings alone, for tests of the directory walk that link the replaced
-// imports: each listing stands under the search pattern that asks for it, and what has none does
-// not exist. Records how the walk asked. A fixture serves one test.
+// imports: each listing is stored under its search pattern, and a folder without a listing does not
+// exist. Records the requests of the walk. A fixture serves one test.
 #pragma once
 
 #include <cstddef>
@@ -43,7 +43,7 @@ inline WIN32_FIND_DATAW sized(WIN32_FIND_DATAW data, DWORD high, DWORD low) {
     return data;
 }
 
-// What a folder's listing was asked for.
+// The request for a folder's listing.
 struct FindCall {
     std::wstring pattern;
     FINDEX_INFO_LEVELS level;
@@ -54,7 +54,7 @@ struct FindCall {
     friend bool operator==(const FindCall&, const FindCall&) = default;
 };
 
-// The entries "." and ".." are only there where a test puts them.
+// A listing has the entries "." and ".." only if a test adds them.
 class ListedFolders : public ::testing::Test {
   protected:
     ListedFolders() {
@@ -73,7 +73,7 @@ class ListedFolders : public ::testing::Test {
             if (opened == nullptr)
                 return real_imports().FindClose(handle);
             ++opened->closed;
-            // What closing does to the last error must not be taken for the listing's end.
+            // The last error of closing must not be mistaken for the end of the listing.
             SetLastError(ERROR_INVALID_HANDLE);
             return TRUE;
         };

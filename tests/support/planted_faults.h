@@ -1,4 +1,4 @@
-// The faults that a test plants in a fake volume, told as values:
+// The faults that a test plants in a fake volume, as values:
 //
 //     volume.plant(failing(Request::list_table, 1, ERROR_ACCESS_DENIED));
 //     volume.plant(claiming(Request::read_journal, 0, 7));
@@ -25,7 +25,7 @@
 namespace larkspine::testing {
 
 inline constexpr std::size_t every_call = SIZE_MAX;
-// In place of a record's position in a call's output.
+// Stands for the position of the last record in a call's output.
 inline constexpr std::size_t last_record = SIZE_MAX;
 
 // Ways to make one record of an output undecodable, one for each way in which the decoder refuses
@@ -60,14 +60,14 @@ struct Fault {
 [[nodiscard]] Fault failing_at(Request request, std::wstring path, DWORD error);
 // Answers as usual, but claims to have returned `bytes` bytes.
 [[nodiscard]] Fault claiming(Request request, std::size_t call, DWORD bytes);
-// The place to go on is the place that was asked for.
+// The continuation is the requested start.
 [[nodiscard]] Fault not_rising(Request request, std::size_t call);
-// The place to go on lies before the place that was asked for, or is `next`.
+// The continuation lies before the requested start, or is `next`.
 [[nodiscard]] Fault falling(Request request, std::size_t call);
 [[nodiscard]] Fault going_on_at(Request request, std::size_t call, std::uint64_t next);
 [[nodiscard]] Fault damaging(Request request, std::size_t call, RecordDamage damage,
                              std::size_t record = 0);
-// Runs `action` before the call is answered: something happens to the volume meanwhile.
+// Runs `action` before the call is answered, as a change of the volume in the meantime.
 [[nodiscard]] Fault doing(Request request, std::size_t call, std::function<void()> action);
 [[nodiscard]] Fault doing_at(Request request, std::wstring path, std::function<void()> action);
 
@@ -75,14 +75,14 @@ struct Fault {
 class PlantedFaults {
   public:
     void plant(Fault fault);
-    // Those that have not happened; one for every call counts until it has happened once.
+    // How many have not happened. A fault for every call counts until it has happened once.
     [[nodiscard]] std::size_t left() const;
     void clear() { planted_.clear(); }
 
     // Counts the call and returns the faults that happen at it, in the order of planting.
     [[nodiscard]] std::vector<Fault> taken_by(Request request, const std::wstring& path);
 
-    // Of a fault that did happen: there was nothing that it could change, so it is still left.
+    // Takes back a fault that happened but found nothing to change, so that it is still left.
     void miss(const Fault& fault);
 
   private:
@@ -96,8 +96,8 @@ class PlantedFaults {
 };
 
 // Applies what a fault does to the answer of a control code: `returned` bytes in `output`, of which
-// the first 8 are the place to go on, for a request that started at `start`. The output has room
-// for 8 bytes at least. False when the record to be damaged is not there.
+// the first 8 are the continuation, for a request that started at `start`. The output has room for
+// 8 bytes at least. False when the record to be damaged is not there.
 bool apply_to_answer(const Fault& fault, std::uint64_t start, std::byte* output, DWORD& returned);
 
 }  // namespace larkspine::testing

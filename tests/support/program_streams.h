@@ -13,7 +13,7 @@ namespace larkspine::testing {
 // Sets the hooks that it needs; its test owns an ImportReset.
 class ProgramStreams {
   public:
-    // A console is one that belongs to this process alone, in which someone presses Enter.
+    // The console belongs to this process alone, and Enter is pressed on it.
     enum class Kind : std::uint8_t { files, console };
 
     explicit ProgramStreams(Kind kind);
@@ -23,7 +23,7 @@ class ProgramStreams {
     // Forgets what was written; the cursor is visible.
     void restart();
 
-    // In UTF-8. On a console the frames of the progress block are among it.
+    // In UTF-8. On a console this includes the frames of the progress block.
     [[nodiscard]] std::string output() const;
     [[nodiscard]] std::string errors() const;
     [[nodiscard]] bool cursor_visible() const;

@@ -1,5 +1,5 @@
-// What is done to files below a folder of the system, for a fake volume that has replaced the
-// imports: these call the real ones. Each throws std::runtime_error when the system refuses.
+// Operations on the real files behind a fake volume. The volume has replaced the imports; these
+// call the real functions. Each throws std::runtime_error when the system refuses.
 #pragma once
 
 #include <cstdint>
@@ -16,7 +16,7 @@ struct ListedName {
 
 void write_file(const std::wstring& path, std::string_view contents);
 void append_to_file(const std::wstring& path, std::string_view contents);
-// Inside the file as it is.
+// Stays within the present size of the file.
 void overwrite_file(const std::wstring& path, std::uint64_t offset, std::string_view contents);
 void truncate_file(const std::wstring& path, std::uint64_t size);
 void make_folder(const std::wstring& path);
@@ -28,7 +28,7 @@ void set_attributes(const std::wstring& path, std::uint32_t attributes);
 [[nodiscard]] std::uint32_t attributes_of(const std::wstring& path);
 [[nodiscard]] std::uint64_t write_time_of(const std::wstring& path);
 [[nodiscard]] std::uint64_t size_of(const std::wstring& path);
-// A time of 0 is left as it is.
+// A time of 0 leaves the file's own unchanged.
 void set_times(const std::wstring& path, std::uint64_t creation, std::uint64_t last_write);
 // Volume and index of a file: the same for all its names.
 [[nodiscard]] std::uint64_t index_of(const std::wstring& path);

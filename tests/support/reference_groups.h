@@ -1,5 +1,5 @@
-// What a scan must find, by the shortest way there is: every file is compared with every other,
-// byte by byte. Shares no code with the engine.
+// The groups that a scan must find, by the simplest method: every file is compared with every
+// other, byte by byte. Shares no code with the engine.
 #pragma once
 
 #include <string>
@@ -16,7 +16,7 @@ using PathGroups = std::vector<std::vector<std::wstring>>;
 // order counts. Reads every file into memory; throws std::runtime_error when one cannot be read.
 [[nodiscard]] PathGroups reference_groups(std::vector<std::wstring> paths);
 
-// What a scan did find, in the same form.
+// The groups that a scan found, in the same form.
 [[nodiscard]] inline PathGroups groups_of(const ScanResult& result) {
     PathGroups groups;
     for (const DuplicateGroup& group : result.groups) {

@@ -1,5 +1,5 @@
-// Whole scans of a fake volume, whose index is in a folder of its own. For programs with
-// replaced imports.
+// Whole scans of a fake volume, whose index is in its own folder. For programs with replaced
+// imports.
 #pragma once
 
 #include <algorithm>
@@ -30,7 +30,7 @@ namespace larkspine::testing {
 
 using Groups = PathGroups;
 
-// How a scan came by its entries.
+// How a scan obtained its entries.
 enum class Way : std::uint8_t { walk, table, unchanged, delta, contradictory };
 inline void PrintTo(Way way, std::ostream* out) {
     constexpr const char* names[] = {"walk", "table", "unchanged", "delta", "contradictory"};
@@ -60,13 +60,13 @@ class ScannedVolumeTest : public ::testing::Test {
         EXPECT_EQ(volume.faults_left(), 0u);
     }
 
-    // The calls that are remembered afterwards are those of this scan alone.
+    // Afterwards only the calls of this scan are recorded.
     ScanResult run(IndexMode mode = IndexMode::use) {
         options.index_mode = mode;
         volume.forget_calls();
         return scan(options, progress);
     }
-    // A scan that is asked to stop when it has read from files so often, if it comes so far.
+    // A scan that is asked to stop at the read after the first `reads`, if it makes so many.
     ScanResult run_interrupted(std::uint32_t reads, IndexMode mode = IndexMode::use) {
         std::atomic<std::uint32_t> reads_left = reads;
         const auto read = std::exchange(hooks().ReadFile, nullptr);
@@ -97,8 +97,8 @@ class ScannedVolumeTest : public ::testing::Test {
         return std::move(snapshot).value_or(detail::IndexSnapshot{});
     }
 
-    // Every digest that the stored index calls valid is that of the file's present contents, but
-    // for the files left out; how many there are.
+    // Expects every valid digest of the stored index to match the file's present contents, except
+    // for the files left out. Returns how many there are.
     std::size_t expect_stored_digests_right(const std::set<std::uint64_t>& left_out = {}) {
         worker_pool pool(2);
         std::size_t checked = 0;

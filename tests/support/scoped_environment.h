@@ -19,7 +19,7 @@ class ScopedEnvironment {
     std::optional<std::wstring> before_;
 };
 
-// Makes `path` the current directory and goes back afterwards.
+// Makes `path` the current directory and restores the former one afterwards.
 class ScopedCurrentDirectory {
   public:
     explicit ScopedCurrentDirectory(const std::wstring& path);

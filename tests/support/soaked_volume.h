@@ -1,9 +1,9 @@
 // A fake volume and random changes to it, of every kind that the volume knows, for a soak. For
 // programs with replaced imports.
 //
-// Every change of contents gives the file a time of last write that no other has: files whose size
-// and times are equal count as unchanged where they take each other's names, which is a known limit
-// and not what a soak is to find.
+// Every change of contents gives the file a unique time of last write. Two files of equal size and
+// times count as unchanged when they exchange names, which is a known limit and not what a soak
+// looks for.
 #pragma once
 
 #include "base/win32_api.h"
@@ -84,12 +84,11 @@ class SoakedVolumeTest : public ScannedVolumeTest {
         }
     }
 
-    // What files that are held open contained before each change that was not journalled. The
-    // system tells a change of a kind once; further ones of that kind are told when the file is
-    // closed.
+    // The contents of files held open before each change that was not journalled. The system
+    // journals a change of a kind once, and further ones of that kind when the file is closed.
     std::map<std::uint64_t, std::set<std::string>> untold;
     std::set<std::uint64_t> reparse_points;
-    // Files from this record number on are nowhere but in the journal.
+    // Files from this record number on exist only in the journal.
     static constexpr std::uint64_t first_gone = 1'000'000;
 
   private:
@@ -99,7 +98,7 @@ class SoakedVolumeTest : public ScannedVolumeTest {
         folders.emplace_back();
         return *any_of(folders);
     }
-    // Files and folders have different names, so that none is in the way of the other's kind.
+    // Files and folders have different names, so that neither blocks the name of the other.
     std::wstring place_in(const std::wstring& folder, wchar_t first, std::uint32_t names) {
         const std::wstring name(1, static_cast<wchar_t>(first + below(names)));
         return folder.empty() ? name : folder + L'\\' + name;
@@ -113,7 +112,8 @@ class SoakedVolumeTest : public ScannedVolumeTest {
         return std::ranges::count(volume.folders(), path) != 0;
     }
 
-    // Few different ones, some of the same size, some that only whole contents tell apart.
+    // A few different contents: some of the same size, some that only a full comparison
+    // distinguishes.
     std::string any_contents() {
         switch (below(6)) {
             case 0:
@@ -150,7 +150,7 @@ class SoakedVolumeTest : public ScannedVolumeTest {
             volume.set_attributes(file, FILE_ATTRIBUTE_NORMAL);
     }
 
-    // More often one that is held open, whose further changes are not told.
+    // Prefers a file that is held open, because its further changes are not journalled.
     std::optional<std::wstring> file_to_change() {
         std::vector<std::wstring> files = volume.files();
         if (below(3) == 0)
@@ -195,7 +195,7 @@ class SoakedVolumeTest : public ScannedVolumeTest {
                                        [&] { volume.set_write_time(*file, clock_ += 10'000); });
         }
     }
-    // The system does nothing where the file has that name too.
+    // The system does nothing when the file already has that name too.
     void rename(const std::wstring& file, const std::wstring& to) {
         if (!is_file(to) || volume.reference_of(to) != volume.reference_of(file))
             volume.rename(file, to);
@@ -222,7 +222,7 @@ class SoakedVolumeTest : public ScannedVolumeTest {
         if (!is_folder(place))
             volume.make_folder(place);
     }
-    // Adds one more often than it removes one, since others go with their folders.
+    // Adds links more often than it removes them, because others are deleted with their folders.
     void change_a_link() {
         const std::vector<std::wstring> files = volume.files();
         const std::wstring place = file_place();
@@ -284,11 +284,11 @@ class SoakedVolumeTest : public ScannedVolumeTest {
         const bool becomes_one = reparse_points.insert(reference).second;
         if (!becomes_one)
             reparse_points.erase(reference);
-        close(chosen);  // so that it is told whenever it is one no more
+        close(chosen);  // so that the end of a reparse point is journalled too
         volume.set_reparse_point(chosen, becomes_one);
     }
-    // Of a file that was deleted, in a folder that is there or that is gone as well; sometimes with
-    // the deletion behind it.
+    // Records of a deleted file, in a folder that exists or is deleted too; sometimes the deletion
+    // follows.
     void journal_a_file_long_gone() {
         const std::uint64_t parent = below(3) == 0 ? make_reference(first_gone + below(3), 7)
                                                    : volume.reference_of(any_folder());

@@ -71,7 +71,7 @@ TempTree::TempTree() {
         fail("GetTempPathW");
     const std::wstring prefix = to_long_path(std::wstring(folder) + L"larkspine-test-" +
                                              std::to_wstring(GetCurrentProcessId()) + L"-");
-    // A run that ended badly leaves its folders behind, and the system gives its number out again.
+    // A run that crashed leaves its folders behind, and the system reuses its process identifier.
     do
         root_ = prefix + std::to_wstring(count++);
     while (!CreateDirectoryW(root_.c_str(), nullptr) && GetLastError() == ERROR_ALREADY_EXISTS);

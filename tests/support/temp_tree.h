@@ -1,5 +1,5 @@
-// A folder of its own for one test, with the few words a test needs to fill it. Uses the real file
-// system; every path that it hands out is in long form.
+// A temporary folder for one test, and functions to fill it. Uses the real file system; every path
+// that it returns is in long form.
 #pragma once
 
 #include <cstdint>
@@ -22,8 +22,8 @@ class TempTree {
     // The long form of a path below the root, given with backslashes.
     [[nodiscard]] std::wstring path(std::wstring_view relative) const;
 
-    // Each makes the folders that are missing on the way, returns the full path, and throws
-    // std::runtime_error when the system refuses.
+    // Each makes missing parent folders, returns the full path, and throws std::runtime_error when
+    // the system refuses.
     std::wstring folder(std::wstring_view relative) const;
     std::wstring file(std::wstring_view relative, std::string_view contents) const;
     // `size` bytes with a period of 251, so that swapped blocks show; the byte at `changed_at`,

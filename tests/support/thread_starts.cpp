@@ -22,7 +22,8 @@ std::atomic<std::size_t> started{0};
 // How many may still be started.
 std::atomic<std::size_t> room{SIZE_MAX};
 
-// Stands where the thread library finds the import of this name, as in import_replacement.cpp.
+// Takes the place where the thread library finds the import of this name, as in
+// import_replacement.cpp.
 std::uintptr_t __cdecl start(void* security, unsigned stack, Routine routine, void* argument,
                              unsigned flags, unsigned* identifier) {
     if (room == 0) {

@@ -1,5 +1,5 @@
-// Writes the records that a volume hands out for its file table and its change journal, byte by
-// byte, little-endian, version 2.0 of the public layout:
+// Writes the records that a volume returns for its file table and its change journal, byte by byte,
+// little-endian, version 2.0 of the public layout:
 //
 //     offset  size  field
 //          0     4  record length in bytes, this field and the padding at the end included
@@ -53,7 +53,7 @@ inline constexpr std::uint32_t integrity_change = 0x800000;
 inline constexpr std::uint32_t storage_class_change = 0x1000000;
 inline constexpr std::uint32_t close = 0x80000000;
 
-// What a file may undergo any number of times under one name.
+// The reasons that a file may have any number of times under one name.
 inline constexpr std::uint32_t repeatable[] = {data_overwrite,
                                                data_extend,
                                                data_truncation,

@@ -1,5 +1,4 @@
-// What was asked of a fake volume: one entry for each call, in the order in which the calls
-// were answered.
+// The calls made to a fake volume: one entry for each, in the order in which they were answered.
 #pragma once
 
 #include "base/win32_api.h"
@@ -32,7 +31,7 @@ struct VolumeCall {
     Request request{};
     std::wstring path;      // below the drive's root, with backslashes; empty for the root itself
     std::wstring as_given;  // the path as the caller passed it
-    DWORD error = 0;        // what the call failed with; 0 when it succeeded
+    DWORD error = 0;        // of the failed call; 0 for success
 
     // Of a control code; zero in all other calls.
     DWORD code = 0;
@@ -41,7 +40,7 @@ struct VolumeCall {
     DWORD returned = 0;
     MFT_ENUM_DATA_V0 table{};            // of list_table
     READ_USN_JOURNAL_DATA_V0 journal{};  // of read_journal
-    std::uint64_t next = 0;  // where to go on, as list_table and read_journal answered it
+    std::uint64_t next = 0;  // the continuation that list_table and read_journal returned
 
     // Of query_attributes, when it succeeded; zero in all other calls.
     WIN32_FILE_ATTRIBUTE_DATA answer{};

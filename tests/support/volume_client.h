@@ -1,5 +1,5 @@
-// Asks a volume as a program does, through the system's functions, for the tests of the fake volume
-// itself. Decodes only what is well formed.
+// Queries a volume as a program does, through the system's functions, for the tests of the fake
+// volume itself. Decodes only well-formed answers.
 #pragma once
 
 #include "base/win32_api.h"
@@ -24,7 +24,7 @@ struct VolumeAnswer {
         return load_little_endian(bytes.data() + offset, size);
     }
     [[nodiscard]] std::uint64_t next() const { return field(0, 8); }
-    // What follows the place to go on.
+    // The records behind the continuation.
     [[nodiscard]] std::vector<UsnRecordFields> records() const;
     [[nodiscard]] std::vector<std::wstring> names() const;
 };

@@ -24,7 +24,7 @@ Request request_of(DWORD code) {
     }
 }
 
-// The request's record; left zero when the caller passed less.
+// Copies the request's structure; leaves it unchanged when the caller passed fewer bytes.
 template <typename Record>
 void copy_input(Record& record, LPCVOID input, DWORD input_size) {
     if (input != nullptr && input_size >= sizeof record)

@@ -74,7 +74,7 @@ void FakeVolume::rename(std::wstring_view from, std::wstring_view to) {
     const Guard guard(lock_);
     const std::uint64_t reference = known(from);
     make_parents(to);
-    // The file itself is under the new name when only the case of its letters changes.
+    // When only the case of letters changes, the new name already finds the file itself.
     const auto in_the_way = table_.find(to);
     if (in_the_way && *in_the_way != reference)
         remove_known(to);
@@ -221,7 +221,7 @@ void FakeVolume::read_attributes(std::uint64_t reference, std::wstring_view path
 
 void FakeVolume::change(std::uint64_t reference, std::uint32_t reason, std::wstring_view path) {
     FakeTable::File& file = table_.file(reference);
-    // What the file has undergone since it was opened is told once.
+    // Between open and close, each reason is journalled once.
     if ((file.reasons & reason) == reason)
         return;
     file.reasons |= reason;
@@ -266,7 +266,7 @@ void FakeVolume::write_record(std::uint64_t reference, std::uint32_t reason,
 void FakeVolume::remove_known(std::wstring_view path) {
     const std::uint64_t reference = known(path);
     FakeTable::File& file = table_.file(reference);
-    // The system deletes no read-only file, so whoever deletes one changes it before.
+    // The system deletes no read-only file, so the attribute is removed first.
     if ((file.attributes & FILE_ATTRIBUTE_READONLY) != 0)
         set_attributes(path, file.attributes & ~DWORD{FILE_ATTRIBUTE_READONLY});
     if (is_folder(file.attributes))

@@ -249,7 +249,7 @@ VolumeRequests::Begun VolumeRequests::begin_identity(const Opened& target) {
     call.request = Request::identify_file;
     call.path = target.path;
     Begun begun = begin(std::move(call));
-    // The volume itself has none, nor has a file that no operation made.
+    // The volume itself has no identity, and neither has a file that no operation made.
     if (!begun.refused && (target.volume || !target.reference))
         begun.refused = ERROR_FILE_INVALID;
     return begun;

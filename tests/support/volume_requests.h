@@ -3,9 +3,10 @@
 // the system. Everything that is not the drive's is forwarded untouched. The letter may be that of
 // a real drive, which is then hidden; only the system's folder for temporary files stays reachable.
 //
-// FSCTL_ENUM_USN_DATA, as answered here: records in the order of their numbers from the requested
-// one on, those whose USN lies outside the requested bounds (both included) left out, as many as
-// fit, after the bare number of the record to go on with; ERROR_HANDLE_EOF when there is none left.
+// FSCTL_ENUM_USN_DATA is answered by the bare number of the record to continue with, then as many
+// records as fit, in the order of their numbers from the requested one on. Records whose USN lies
+// outside the requested bounds (both inclusive) are left out. When none is left, the answer is
+// ERROR_HANDLE_EOF.
 #pragma once
 
 #include "base/win32_api.h"
@@ -28,7 +29,7 @@ namespace larkspine::testing {
 
 struct VolumeSettings {
     wchar_t letter = L'Q';
-    // As FileIdInfo gives it. GetVolumeInformationW and GetFileInformationByHandle have only its
+    // As FileIdInfo gives it. GetVolumeInformationW and GetFileInformationByHandle return only its
     // low half, as on Windows.
     std::uint64_t serial = 0x5EA1'90F3'1B0C'7D42;
     std::wstring file_system = L"NTFS";
@@ -37,7 +38,7 @@ struct VolumeSettings {
     bool keeps_calls = true;  // false: calls are counted only
 };
 
-// What stands behind the requests. Called with the lock held.
+// The source of the answers. Called with the lock held.
 class VolumeContents {
   public:
     virtual ~VolumeContents() = default;
@@ -52,12 +53,12 @@ class VolumeContents {
     // Paths are below the root; the root itself is empty.
     [[nodiscard]] virtual std::optional<std::uint64_t> find_reference(
         std::wstring_view path) const = 0;
-    // Where the system has the file; empty when it is in memory only.
+    // The real path of the file; empty for a file in memory.
     [[nodiscard]] virtual std::wstring system_path(std::wstring_view path) const = 0;
-    // Of a file in memory: false when there is none.
+    // The attributes of a file in memory; false when there is none.
     virtual bool attributes_in_memory(std::wstring_view path,
                                       WIN32_FILE_ATTRIBUTE_DATA& data) const;
-    // Attributes that the file has besides those that the system gives it.
+    // The file's attributes in addition to those of the system.
     [[nodiscard]] virtual std::uint32_t added_attributes(std::wstring_view path) const;
 };
 
@@ -86,14 +87,14 @@ class VolumeRequests {
         std::optional<std::uint64_t> reference;
     };
 
-    // A call that has begun: what is known of it and the faults that happen at it.
+    // A call that has begun, and the faults that happen at it.
     struct Begun {
         VolumeCall call;
         std::vector<Fault> faults;
-        std::optional<DWORD> refused;  // the error that a fault makes it end with
+        std::optional<DWORD> refused;  // the error that a fault makes it return
     };
 
-    // The path below the root; empty optional for what is not on the drive.
+    // The path below the root; no value for a path that is not on the drive.
     [[nodiscard]] std::optional<std::wstring> on_drive(LPCWSTR path) const;
     [[nodiscard]] bool is_device(LPCWSTR path) const;
     [[nodiscard]] std::optional<Opened> opened(HANDLE handle) const;
