@@ -41,7 +41,7 @@ class FakePlace : public check::Place {
         volume_.truncate(file, size);
     }
     void rename(std::wstring_view from, std::wstring_view to) override {
-        // Wine lets a name be when only the case of its letters is to change.
+        // Wine ignores a rename that changes only the case of letters.
         if (normalize_for_compare(from) == normalize_for_compare(to)) {
             const std::wstring between = std::wstring(to) + L'~';
             volume_.rename(from, between);

@@ -1,4 +1,4 @@
-// The finished program with one fault: runs it as it was started itself, then spoils what it left.
+// The finished program with one fault: runs it with its own arguments, then spoils the results.
 // PLANTED_PROGRAM names the program, PLANTED_FAULT the fault, PLANTED_STATE a folder for the report
 // of the earlier run:
 //
@@ -65,7 +65,7 @@ bool takes_the_index(int argc, wchar_t** argv) {
     });
 }
 
-// Several faults stand in the variable with commas between them.
+// The variable may hold several faults, separated by commas.
 bool planted(const wchar_t* fault) {
     return (L',' + variable(L"PLANTED_FAULT") + L',').find(std::wstring(L",") + fault + L',') !=
            std::wstring::npos;

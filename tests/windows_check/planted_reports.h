@@ -1,4 +1,4 @@
-// Reports as a faulty program would write them, made of right ones.
+// Turns right reports into those of a faulty program.
 #pragma once
 
 #include "base/win32_api.h"
@@ -36,7 +36,7 @@ inline std::string with_wrong_group(const std::string& report) {
     return rendered(rows);
 }
 
-// A group of the earlier report whose files are all there, with their sizes, is still reported.
+// A group of the earlier report is still reported when all its files exist with their sizes.
 // `size_of` gives the size of a path, and -1 for one that is gone.
 inline std::string with_stale_digest(
     const std::string& earlier, const std::string& report,
@@ -58,8 +58,7 @@ inline std::string with_stale_digest(
     return report;
 }
 
-// A file of the earlier report that is gone is still reported, in place of one of its size that is
-// new.
+// A missing file of the earlier report is still reported, in place of a new file of the same size.
 inline std::string with_missed_rename(
     const std::string& earlier, const std::string& report,
     const std::function<std::int64_t(const std::wstring&)>& size_of) {
@@ -80,7 +79,7 @@ inline std::string with_missed_rename(
     return rendered(rows);
 }
 
-// What with_stale_digest asks, of the system.
+// The `size_of` of real files.
 inline std::int64_t size_on_disk(const std::wstring& path) {
     WIN32_FILE_ATTRIBUTE_DATA data = {};
     if (!GetFileAttributesExW((L"\\\\?\\" + path).c_str(), GetFileExInfoStandard, &data))

@@ -1,4 +1,5 @@
-// The kit's own walk and grouping over real files, and what it says of reports that are wrong.
+// The kit's own walk and grouping over real files, and the differences that it reports for wrong
+// reports.
 #include "report_comparison.h"
 
 #include <gmock/gmock.h>
@@ -69,8 +70,8 @@ TEST_F(ReportComparisonTest, TheRightReportHasNoDifference) {
     EXPECT_THAT(wrong(right), IsEmpty());
 }
 
-TEST_F(ReportComparisonTest, TheGroupsAreThoseOfAComparisonOfAllPairs) {
-    // By the method of the program's own tests, which shares nothing with this one.
+TEST_F(ReportComparisonTest, EveryGroupOfTheReferenceHoldsIdenticalContents) {
+    // The contents are read by a helper that shares no code with the kit.
     const auto rows = check::read_report(expected_report(reference(), Names::least, "")).value();
     std::map<std::uint64_t, std::set<std::string>> contents;
     for (const check::ReportRow& row : rows)
@@ -80,33 +81,33 @@ TEST_F(ReportComparisonTest, TheGroupsAreThoseOfAComparisonOfAllPairs) {
         EXPECT_EQ(different.size(), 1u) << group;
 }
 
-TEST_F(ReportComparisonTest, AFileOfSeveralNamesMayHaveEachOfThemOnAVolumeAlone) {
+TEST_F(ReportComparisonTest, OnlyOnAVolumeMayAReportUseAnyNameOfALinkedFile) {
     const std::string other = report({{L"d", L"e"}, {L"dossier\\B", L"z"}, {L"vide 1", L"vide 2"}});
     EXPECT_THAT(wrong(other, Names::any), IsEmpty());
     EXPECT_THAT(wrong(other, Names::least), ElementsAre(Wrong::format));
 }
 
-TEST_F(ReportComparisonTest, DifferentContentsInOneGroupAreNamed) {
+TEST_F(ReportComparisonTest, DifferentContentsInOneGroupAreReported) {
     EXPECT_THAT(wrong(report({{L"a", L"c", L"dossier\\B"}, {L"d", L"e"}, {L"vide 1", L"vide 2"}})),
                 Contains(Wrong::mixed_group));
 }
 
-TEST_F(ReportComparisonTest, OneFileUnderTwoNamesIsNamed) {
+TEST_F(ReportComparisonTest, OneFileUnderTwoNamesIsReported) {
     EXPECT_THAT(wrong(report({{L"a", L"dossier\\B", L"z"}, {L"d", L"e"}, {L"vide 1", L"vide 2"}})),
                 ElementsAre(Wrong::mixed_group));
 }
 
-TEST_F(ReportComparisonTest, APathThatIsGoneIsNamed) {
+TEST_F(ReportComparisonTest, APathThatIsGoneIsReported) {
     EXPECT_THAT(wrong(report({{L"a", L"dossier\\gone"}, {L"d", L"e"}, {L"vide 1", L"vide 2"}})),
                 ElementsAre(Wrong::gone_path, Wrong::missing_file));
 }
 
-TEST_F(ReportComparisonTest, AMissingGroupIsNamed) {
+TEST_F(ReportComparisonTest, AMissingGroupIsReported) {
     EXPECT_THAT(wrong(report({{L"a", L"dossier\\B"}, {L"vide 1", L"vide 2"}})),
                 ElementsAre(Wrong::missing_file, Wrong::missing_file));
 }
 
-TEST_F(ReportComparisonTest, AnotherOrderOrSizeIsNamed) {
+TEST_F(ReportComparisonTest, AWrongOrderSizeOrHeaderIsReported) {
     EXPECT_THAT(wrong(report({{L"d", L"e"}, {L"a", L"dossier\\B"}, {L"vide 1", L"vide 2"}})),
                 ElementsAre(Wrong::format));
     std::string bytes = report({{L"a", L"dossier\\B"}, {L"d", L"e"}, {L"vide 1", L"vide 2"}});
@@ -116,7 +117,7 @@ TEST_F(ReportComparisonTest, AnotherOrderOrSizeIsNamed) {
     EXPECT_THAT(wrong("x"), ElementsAre(Wrong::format));
 }
 
-TEST_F(ReportComparisonTest, AFormerNameStandsForItsFile) {
+TEST_F(ReportComparisonTest, AReportMayUseAFormerNameOfAFile) {
     check::Reference known = reference();
     known.add_former_name(shown + L"\\dossier\\gone", shown + L"\\dossier\\B");
     const std::string bytes =
@@ -124,7 +125,7 @@ TEST_F(ReportComparisonTest, AFormerNameStandsForItsFile) {
     EXPECT_THAT(compare_report(bytes, known, Names::any), IsEmpty());
 }
 
-TEST_F(ReportComparisonTest, WhatIsLeftOutMustNotBeListed) {
+TEST_F(ReportComparisonTest, AFileBelowALeftOutPathMustNotBeListed) {
     check::Reference known = reference();
     known.leave_out(shown + L"\\dossier");
     EXPECT_THAT(compare_report(report({{L"d", L"e"}, {L"vide 1", L"vide 2"}}), known, Names::least),
@@ -143,7 +144,7 @@ TEST_F(ReportComparisonTest, ALockedFileIsInNoGroup) {
     EXPECT_THAT(wrong(report({{L"a", L"dossier\\B"}, {L"vide 1", L"vide 2"}})), IsEmpty());
 }
 
-TEST_F(ReportComparisonTest, TheTextTellsEachKindFirst) {
+TEST_F(ReportComparisonTest, TheTextNamesEveryKindOfDifference) {
     const auto differences =
         compare_report(report({{L"a", L"c", L"dossier\\gone"}, {L"vide 1", L"vide 2"}}),
                        reference(), Names::least);

@@ -11,7 +11,7 @@ using check::ReportRow;
 
 const std::string head(check::report_head);
 
-TEST(ReportReaderTest, EveryFieldOfARowComesBack) {
+TEST(ReportReaderTest, EveryFieldOfARowIsReadAndRenderedBack) {
     const auto rows = read_report(head +
                                   "1;Original;\"Q:\\a \"\"b\"\";c\";17\r\n"
                                   "1;Doublon;\"Q:\\é\";17\r\n2;Original;\"\";0\r\n");
@@ -26,17 +26,17 @@ TEST(ReportReaderTest, EveryFieldOfARowComesBack) {
             "2;Original;\"\";0\r\n");
 }
 
-TEST(ReportReaderTest, AReportWithoutRowsIsOne) {
+TEST(ReportReaderTest, AReportWithoutRowsIsValid) {
     EXPECT_EQ(read_report(head).value().size(), 0u);
 }
 
-TEST(ReportReaderTest, CutAnywhereInARowItIsNoReport) {
+TEST(ReportReaderTest, AReportCutAnywhereInARowIsRefused) {
     const std::string row = "1;Original;\"Q:\\a\";17\r\n";
     for (std::size_t kept = 1; kept < row.size(); ++kept)
         EXPECT_FALSE(read_report(head + row.substr(0, kept)).has_value()) << kept;
 }
 
-TEST(ReportReaderTest, WhatIsSpelledOtherwiseIsNoReport) {
+TEST(ReportReaderTest, AnyDeviationFromTheFormatIsRefused) {
     for (const char* row : {"01;Original;\"a\";1\r\n", "1;original;\"a\";1\r\n",
                             "1;Original;a;1\r\n", "1;Original;\"a\";1\n", "1;Original;\"a\";-1\r\n",
                             "1;Original;\"a\";1 \r\n", ";Original;\"a\";1\r\n"})
@@ -44,7 +44,7 @@ TEST(ReportReaderTest, WhatIsSpelledOtherwiseIsNoReport) {
     EXPECT_FALSE(read_report(head.substr(3)).has_value());
 }
 
-TEST(ReportReaderTest, WithoutTheRowsBelowAFolderTheGroupsAreNumberedAnew) {
+TEST(ReportReaderTest, RemovingTheRowsBelowAFolderRenumbersTheGroups) {
     const std::string report = head +
                                "1;Original;\"X:\\s\\a\";1\r\n1;Doublon;\"X:\\b\";1\r\n"
                                "2;Original;\"X:\\c\";2\r\n2;Doublon;\"X:\\d\";2\r\n"

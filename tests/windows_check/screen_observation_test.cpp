@@ -52,35 +52,35 @@ TEST(ScreenObservationTest, ABlockThatIsRedrawnInPlaceIsRight) {
     EXPECT_THAT(good().places, ElementsAre(2u));
 }
 
-TEST(ScreenObservationTest, ItComesBackFromItsFile) {
+TEST(ScreenObservationTest, AnObservationIsReadBackFromItsFile) {
     const ScreenObservation seen = check::read_observation(render(good()));
     EXPECT_EQ(render(seen), render(good()));
     EXPECT_THAT(verdicts(seen), ElementsAre(right, right, right));
 }
 
-TEST(ScreenObservationTest, AnEmptyFileSaysThatThereIsNothing) {
+TEST(ScreenObservationTest, AnEmptyFileIsReadAsAFailedObservation) {
     EXPECT_NE(check::read_observation("").trouble, "");
 }
 
-TEST(ScreenObservationTest, AHiddenCursorAtTheEndIsNamed) {
+TEST(ScreenObservationTest, AHiddenCursorAtTheEndIsReported) {
     ScreenObservation seen = good();
     seen.cursor_visible = false;
     EXPECT_THAT(verdicts(seen), ElementsAre(right, right, differs));
 }
 
-TEST(ScreenObservationTest, ACursorThatWasNeverHiddenIsNamed) {
+TEST(ScreenObservationTest, ACursorThatWasNeverHiddenIsReported) {
     ScreenObservation seen = good();
     seen.cursor_seen_hidden = false;
     EXPECT_THAT(verdicts(seen), ElementsAre(right, right, differs));
 }
 
-TEST(ScreenObservationTest, ABlockThatMovesIsNamed) {
+TEST(ScreenObservationTest, ABlockThatMovesIsReported) {
     ScreenObservation seen = good();
     look_at_screen(seen, screen(100, 3), false);
     EXPECT_EQ(verdicts(seen)[0], differs);
 }
 
-TEST(ScreenObservationTest, TwoBlocksAreNamed) {
+TEST(ScreenObservationTest, TwoBlocksAtOnceAreReported) {
     ScreenObservation seen = good();
     std::vector<std::string> rows = screen(100);
     rows.push_back(rows[2]);
@@ -88,7 +88,7 @@ TEST(ScreenObservationTest, TwoBlocksAreNamed) {
     EXPECT_EQ(verdicts(seen)[0], differs);
 }
 
-TEST(ScreenObservationTest, ABarThatIsNotItsPercentageIsNamed) {
+TEST(ScreenObservationTest, ABarThatDisagreesWithItsPercentageIsReported) {
     ScreenObservation seen = good();
     std::vector<std::string> rows = screen(100);
     rows[2].replace(rows[2].find("100 %"), 5, "50 %");
@@ -96,7 +96,7 @@ TEST(ScreenObservationTest, ABarThatIsNotItsPercentageIsNamed) {
     EXPECT_EQ(verdicts(seen)[0], differs);
 }
 
-TEST(ScreenObservationTest, APercentageThatFallsIsNamed) {
+TEST(ScreenObservationTest, APercentageThatFallsIsReported) {
     ScreenObservation seen;
     for (const unsigned percent : {46U, 20U, 100U})
         look_at_screen(seen, screen(percent), false);
@@ -109,7 +109,7 @@ TEST(ScreenObservationTest, ARunThatIsTooQuickIsNotJudged) {
     EXPECT_EQ(verdicts(seen)[0], Verdict::not_possible);
 }
 
-TEST(ScreenObservationTest, WrongAccentsAreNamed) {
+TEST(ScreenObservationTest, WrongAccentsAreReported) {
     ScreenObservation seen = good();
     for (std::string& row : seen.rows)
         if (row.starts_with("Temps"))

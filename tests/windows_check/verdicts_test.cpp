@@ -21,7 +21,7 @@ TEST(VerdictsTest, TheTableHasALineForEachRowAndTheCounts) {
               "here: 1\r\n");
 }
 
-TEST(VerdictsTest, EachRowIsShownAsItComes) {
+TEST(VerdictsTest, EachRowIsShownWhenItIsAdded) {
     std::vector<std::string> shown;
     check::Verdicts verdicts([&](const check::VerdictRow& row) { shown.push_back(row.step); });
     verdicts.judge(true, "a", "code", "");
@@ -37,7 +37,7 @@ const std::string statistics =
     "  Comparaisons octet par octet : 7\n"
     "  Temps (ms) index/énumération/analyse/écriture/total : 0/1/2/3/6\n";
 
-TEST(StatisticsReadingTest, EveryValueComesBack) {
+TEST(StatisticsReadingTest, EveryValueIsRead) {
     const auto told = check::read_statistics(statistics);
     ASSERT_TRUE(told.has_value());
     EXPECT_TRUE(told->index_loaded && !told->fast_path && told->delta);
@@ -48,7 +48,7 @@ TEST(StatisticsReadingTest, EveryValueComesBack) {
     EXPECT_EQ(told->byte_comparisons, 7u);
 }
 
-TEST(StatisticsReadingTest, AMissingLineMakesThemNone) {
+TEST(StatisticsReadingTest, StatisticsWithAMissingLineAreRefused) {
     for (const char* line : {"Index chargé", "Fast path", "Delta USN", "entrées index",
                              "Hash complets", "Comparaisons"}) {
         std::string text = statistics;
@@ -62,7 +62,7 @@ std::optional<check::KitOptions> parse(std::vector<const wchar_t*> words) {
     return check::parse_kit_options(static_cast<int>(words.size()), words.data());
 }
 
-TEST(KitOptionsTest, ADriveIsItsRoot) {
+TEST(KitOptionsTest, ValidOptionsAreParsedAndADriveBecomesItsRoot) {
     for (const wchar_t* word : {L"x", L"X:", L"x:\\"})
         EXPECT_EQ(parse({L"--yes", L"--drive", word})->drive, L"X:\\") << word;
     EXPECT_TRUE(parse({L"--yes"})->agreed);
@@ -70,7 +70,7 @@ TEST(KitOptionsTest, ADriveIsItsRoot) {
     EXPECT_EQ(parse({L"--part", L"screen"})->part, check::Part::screen);
 }
 
-TEST(KitOptionsTest, WhatIsNotKnownIsRefused) {
+TEST(KitOptionsTest, InvalidOptionsAreRefused) {
     for (const std::vector<const wchar_t*>& words :
          std::vector<std::vector<const wchar_t*>>{{L"--drive"},
                                                   {L"--drive", L""},

@@ -1,5 +1,5 @@
-// The kit's own volume over disk tools that only write down what was asked of them: whatever fails,
-// what was made before is taken away again.
+// The kit's own volume over fake disk tools that only record their calls. After a failure at any
+// step, everything made before it is removed.
 #include "volume_image.h"
 
 #include <gmock/gmock.h>
@@ -75,7 +75,7 @@ class VolumeImageTest : public ::testing::Test {
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 
-TEST_F(VolumeImageTest, ItIsMadeAndTakenAway) {
+TEST_F(VolumeImageTest, TheImageIsCreatedMountedAndRemoved) {
     {
         check::VolumeImage image(tools, file);
         EXPECT_EQ(image.root(), L"Y:\\");
@@ -89,7 +89,7 @@ TEST_F(VolumeImageTest, ItIsMadeAndTakenAway) {
     EXPECT_FALSE(image_exists());
 }
 
-TEST_F(VolumeImageTest, TheScriptsNameTheDiskThatWasAttached) {
+TEST_F(VolumeImageTest, TheScriptsSelectTheAttachedDisk) {
     check::VolumeImage image(tools, file);
     image.mount_second(L"\\\\?\\Y:\\special\\monte");
     EXPECT_THAT(tools.scripts.at(0), ::testing::StartsWith("select disk 7\r\n"));
@@ -100,7 +100,7 @@ TEST_F(VolumeImageTest, TheScriptsNameTheDiskThatWasAttached) {
         EXPECT_THAT(script, ::testing::Not(HasSubstr("clean")));
 }
 
-TEST_F(VolumeImageTest, WhateverFailsNothingStays) {
+TEST_F(VolumeImageTest, AFailureAtAnyStepLeavesNothingBehind) {
     constexpr std::size_t steps = 5;
     for (std::size_t fails_at = 0; fails_at < steps; ++fails_at) {
         tools.calls.clear();
@@ -116,7 +116,7 @@ TEST_F(VolumeImageTest, WhateverFailsNothingStays) {
     EXPECT_TRUE(image_exists());
 }
 
-TEST_F(VolumeImageTest, AMountThatFailsIsUndoneWithTheRest) {
+TEST_F(VolumeImageTest, AFailedSecondMountIsUndoneWithTheImage) {
     {
         check::VolumeImage image(tools, file);
         tools.fails_at = 0;
@@ -126,10 +126,10 @@ TEST_F(VolumeImageTest, AMountThatFailsIsUndoneWithTheRest) {
     EXPECT_FALSE(image_exists());
 }
 
-TEST_F(VolumeImageTest, AnInterruptionEndsItInTheMiddle) {
+TEST_F(VolumeImageTest, AnInterruptionStopsTheSetupAndLeavesNothingBehind) {
     check::interrupt();
     EXPECT_THROW(check::VolumeImage(tools, file), check::Interrupted);
-    ResetEvent(check::interruption_event());  // in the kit it is for good
+    ResetEvent(check::interruption_event());  // the kit never resets it
     EXPECT_THAT(tools.calls, ElementsAre("create", "attach", "detach"));
     EXPECT_FALSE(image_exists());
 }

@@ -1,5 +1,5 @@
 // The kit's steps over the fake NTFS volume: every row is right for the program as it is, and each
-// fault that is planted in it has its row.
+// planted fault is reported in its row.
 #include "base_steps.h"
 #include "change_steps.h"
 #include "ordinary_tree.h"
@@ -12,7 +12,7 @@ namespace {
 using check::Verdict;
 using check::VerdictRow;
 
-// Runs the program and spoils what it left.
+// Runs the program and spoils its results.
 class SpoiledProgram : public check::Program {
   public:
     using Spoil = std::function<void(const check::RunRequest&, check::RunOutcome&)>;
@@ -40,7 +40,7 @@ class VolumeStepsTest : public ::testing::Test {
   protected:
     VolumeStepsTest() { check::make_ordinary_tree(place); }
 
-    // The first two runs, then changes up to the one whose title begins so.
+    // The first two runs, then the changes up to the one whose title begins with `last`.
     void take_steps_up_to(std::string_view last, SpoiledProgram::Spoil spoil) {
         SpoiledProgram spoiled(program, std::move(spoil));
         check::Judge judge(place, spoiled, verdicts, indexes);
@@ -68,7 +68,7 @@ class VolumeStepsTest : public ::testing::Test {
         throw std::runtime_error("no such row");
     }
 
-    // The earlier report of the runs that take the index, and then this one's.
+    // Keeps the report of a run that takes the index, and returns that of the run before.
     std::string exchange_earlier(const check::RunOutcome& outcome) {
         return std::exchange(earlier_, outcome.report());
     }
@@ -89,7 +89,7 @@ class VolumeStepsTest : public ::testing::Test {
     ImportReset reset_;
 };
 
-TEST_F(VolumeStepsTest, EveryRowIsRightForTheProgramAsItIs) {
+TEST_F(VolumeStepsTest, EveryRowIsRightForTheProgramWithoutAFault) {
     check::Judge judge(place, program, verdicts, indexes);
     check::judge_first_and_second_run(judge);
     for (const check::ChangeStep& step : check::change_steps())
@@ -116,7 +116,7 @@ TEST_F(VolumeStepsTest, EveryRowIsRightForTheProgramAsItIs) {
                                      "appliqué : non"));
 }
 
-TEST_F(VolumeStepsTest, AWrongGroupIsNamed) {
+TEST_F(VolumeStepsTest, AWrongGroupIsReported) {
     take_steps_up_to("créer", [](const check::RunRequest&, check::RunOutcome& outcome) {
         outcome.reports = {with_wrong_group(outcome.report())};
     });
@@ -126,7 +126,7 @@ TEST_F(VolumeStepsTest, AWrongGroupIsNamed) {
     EXPECT_EQ(row("créer un fichier", "--rebuild-index").verdict, Verdict::differs);
 }
 
-TEST_F(VolumeStepsTest, AStaleDigestIsNamed) {
+TEST_F(VolumeStepsTest, AStaleDigestIsReported) {
     take_steps_up_to(
         "écrire", [this](const check::RunRequest& request, check::RunOutcome& outcome) {
             if (takes_the_index(request))
@@ -139,7 +139,7 @@ TEST_F(VolumeStepsTest, AStaleDigestIsNamed) {
     EXPECT_EQ(row("écrire dans un fichier", "--rebuild-index").verdict, Verdict::right);
 }
 
-TEST_F(VolumeStepsTest, AMissedRenameIsNamed) {
+TEST_F(VolumeStepsTest, AMissedRenameIsReported) {
     take_steps_up_to(
         "renommer", [this](const check::RunRequest& request, check::RunOutcome& outcome) {
             if (takes_the_index(request))
@@ -152,7 +152,7 @@ TEST_F(VolumeStepsTest, AMissedRenameIsNamed) {
     EXPECT_EQ(row("renommer un fichier", "--rebuild-index").verdict, Verdict::right);
 }
 
-TEST_F(VolumeStepsTest, ATouchedIndexIsNamed) {
+TEST_F(VolumeStepsTest, ATouchedIndexIsReported) {
     SpoiledProgram touching(program, [](const check::RunRequest& request, check::RunOutcome&) {
         for (const check::ListedName& entry : check::names_in(request.index_folder))
             check::move_write_time(request.index_folder + L'\\' + entry.name, 1);
@@ -166,14 +166,14 @@ TEST_F(VolumeStepsTest, ATouchedIndexIsNamed) {
     EXPECT_EQ(row("--no-index", "index").verdict, Verdict::differs);
 }
 
-TEST_F(VolumeStepsTest, AWrongCodeIsNamed) {
+TEST_F(VolumeStepsTest, AWrongExitCodeIsReported) {
     take_steps_up_to(
         "créer", [](const check::RunRequest&, check::RunOutcome& outcome) { outcome.code += 1; });
     EXPECT_EQ(row("première", "code").verdict, Verdict::differs);
     EXPECT_THAT(row("première", "code").detail, ::testing::StartsWith("1, attendu / expected: 0"));
 }
 
-TEST_F(VolumeStepsTest, ADeltaThatIsNotTakenIsNamed) {
+TEST_F(VolumeStepsTest, ADeltaThatIsNotAppliedIsReported) {
     take_steps_up_to("créer", [this](const check::RunRequest&, check::RunOutcome&) {
         place.volume().restamp_journal();
     });

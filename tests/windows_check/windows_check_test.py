@@ -1,5 +1,5 @@
-"""The kit that is run on a real Windows, as far as Wine goes: everything but the journal, the file
-table and the disk in a file. What is left to Windows, its table says."""
+"""The kit for a real Windows, tested as far as Wine allows: everything but the journal, the file
+table and the disk in a file. The kit's table says what only Windows can check."""
 import pathlib
 import re
 import shutil
@@ -12,7 +12,7 @@ from prefix import Prefix, restricted_launcher
 from program import exe, required, windows_path
 from terminal import Terminal
 
-# Wine has neither, or lets the superuser have them all the same.
+# Wine does not support these, or does not deny the superuser anything.
 NOT_UNDER_WINE = {
     "jonction", "lien symbolique vers un dossier", "lien symbolique vers un fichier",
     "volume monté dans un dossier", "fichier compressé", "dossier sensible à la casse",
@@ -69,7 +69,7 @@ class KitCase(EndToEnd):
         return run, Table((run.stdout + run.stderr).decode())
 
     def assert_nothing_stays(self, run_folder, but=()):
-        """The place is empty again, and the kit's own folder holds the result alone."""
+        """The place is empty again, and the kit's own folder holds only the result."""
         self.assertEqual(sorted(str(path.relative_to(self.place))
                                 for path in self.place.rglob("*")), sorted(but))
         own, = run_folder.glob("larkspine-check-*")
@@ -109,10 +109,10 @@ class FolderTest(KitCase, unittest.TestCase):
         reports = [name for name in names if name.endswith(".csv")]
         self.assertGreater(len(reports), 60)
 
-    def test_a_user_who_is_refused_reading_sees_the_rows_of_rights_right(self):
+    def test_without_read_rights_the_rows_about_access_rights_are_right(self):
         prefix = Prefix(self.work, launcher=restricted_launcher(self.work))
         self.addCleanup(prefix.close)
-        # Wine deletes nothing that may not be read; Windows asks for the right to delete alone.
+        # Wine deletes no file that it may not read; Windows needs only the right to delete.
         for part, step, what, stays in (
                 ("listing", "fichier sans droit de lecture", "rapport",
                  ["special", "special/interdit.bin"]),
@@ -137,7 +137,7 @@ class FolderTest(KitCase, unittest.TestCase):
 
 
 class RefusalTest(KitCase, unittest.TestCase):
-    """Nothing is made without a word of agreement, and never where something lies."""
+    """Nothing is made without agreement, and nothing in a folder that is not empty."""
 
     def assert_untouched(self, run, kept=()):
         self.assertEqual(run.code, 2)
@@ -156,7 +156,7 @@ class RefusalTest(KitCase, unittest.TestCase):
         self.assert_untouched(run, ["mine"])
         self.assertIn("n’est pas vide / is not empty", run.stderr.decode())
 
-    def test_without_the_program_or_with_other_words_it_says_so(self):
+    def test_a_missing_program_or_an_unknown_option_is_refused_with_a_message(self):
         run = self.work.run("--yes", command=[kit()])
         if (pathlib.Path(required("LARKSPINE_WINDOWS_CHECK_EXE")).parent / "larkspine.exe").exists():
             run = self.work.run("--yes", "--program", "absent.exe", command=[kit()])
@@ -166,7 +166,7 @@ class RefusalTest(KitCase, unittest.TestCase):
         self.assert_untouched(run)
         self.assertIn("windows_check.exe [--yes]", run.stderr.decode())
 
-    def test_a_place_that_cannot_be_made_leaves_the_table_alone(self):
+    def test_a_place_that_cannot_be_made_leaves_only_the_result(self):
         run, table = self.check(place=())
         self.assertEqual((run.code, table.rows), (2, []))
         self.assertIn("Wine has no virtual disks", run.stderr.decode())
@@ -179,7 +179,7 @@ class RefusalTest(KitCase, unittest.TestCase):
         time.sleep(0.5)
         return "Arrêt / stopped" in "\n".join(terminal.rows())
 
-    def test_ctrl_c_ends_it_and_nothing_stays(self):
+    def test_ctrl_c_stops_the_kit_and_leaves_nothing_behind(self):
         terminal = Terminal(self.work, through=(kit(), "--yes", "--folder",
                                                 windows_path(self.place), "--program"))
         self.addCleanup(terminal.close)
@@ -192,7 +192,7 @@ class RefusalTest(KitCase, unittest.TestCase):
 
 
 class PlantedFaultTest(KitCase, unittest.TestCase):
-    """Each fault of the program under test is seen, and named in the row where it belongs."""
+    """Each fault of the program under test is reported in its row of the table."""
 
     def assert_named(self, fault, part, step, what, detail):
         run, table = self.check_planted(fault, part)
@@ -203,15 +203,15 @@ class PlantedFaultTest(KitCase, unittest.TestCase):
         self.assert_nothing_stays(run.folder)
         return table
 
-    def test_without_a_fault_the_helper_is_the_program(self):
+    def test_without_a_planted_fault_every_row_is_right(self):
         run, table = self.check_planted("", "options")
         self.assertEqual((run.code, table.steps(DIFFERS)), (0, set()), table.text)
 
-    def test_a_wrong_group(self):
+    def test_a_wrong_group_is_reported(self):
         self.assert_named("wrong_group", "listing", "première exécution", "groupes",
                           "contenus différents dans un groupe / different contents in one group: ")
 
-    def test_a_stale_digest_and_a_missed_rename(self):
+    def test_a_stale_digest_and_a_missed_rename_are_reported(self):
         run, table = self.check_planted("stale_digest,missed_rename", "changes")
         self.assertEqual(run.code, 1)
         for step, named in (("écrire dans un fichier", "empreinte ou entrée périmée de l’index / "
@@ -224,15 +224,15 @@ class PlantedFaultTest(KitCase, unittest.TestCase):
                 self.assertTrue(detail.startswith(named), detail)
                 self.assertEqual(table.row(step, "--rebuild-index")[0], RIGHT)
 
-    def test_a_touched_index(self):
+    def test_a_touched_index_is_reported(self):
         self.assert_named("touched_index", "options", "--no-index", "index",
                           "the index was touched")
 
-    def test_a_hidden_cursor(self):
+    def test_a_hidden_cursor_is_reported(self):
         self.assert_named("hidden_cursor", "screen", "écran 850", "curseur",
                           "invisible à la fin / hidden at the end")
 
-    def test_a_wrong_code(self):
+    def test_a_wrong_exit_code_is_reported(self):
         self.assert_named("wrong_code", "refusals", "rapport impossible à écrire", "code",
                           "^5, attendu / expected: 4")
 
