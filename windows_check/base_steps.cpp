@@ -17,7 +17,7 @@ std::optional<std::int64_t> next_usn(Place& place) {
     return journal ? std::optional(journal->NextUsn) : std::nullopt;
 }
 
-// Right when the index is the same; its time too, where nothing may have been written.
+// Right when the index has the same bytes and, with `time_too`, the same time of last write.
 void judge_index(Judge& judge, const std::string& step, const IndexState& before, bool time_too) {
     IndexState after = judge.index_state(Judge::shared_index);
     bool same = after == before;
@@ -39,7 +39,7 @@ void judge_second_run(Judge& judge, const RunOutcome& first) {
         const IndexState index = judge.index_state(Judge::shared_index);
         const RunOutcome second = judge.run(step);
         const auto statistics = read_statistics(second.output);
-        // Windows itself may write to a new volume: then the next run takes the delta, rightly.
+        // Windows itself may write to a new volume. The next run then rightly takes the delta.
         const bool still = usn == next_usn(judge.place());
         if (usn && attempt < attempts && (!still || !statistics || !statistics->fast_path)) {
             earlier = second;

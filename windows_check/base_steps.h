@@ -9,7 +9,7 @@ void judge_first_and_second_run(Judge& judge);
 // The journal is deleted, made anew, and made so small that it drops its records.
 void judge_journal(Judge& judge);
 void judge_options(Judge& judge);
-// A token that has no administrative rights: no volume can be opened, so the place is walked.
+// A run without administrative rights: no volume can be opened, so the place is walked.
 void judge_restricted_run(Judge& judge);
 // The refusals of parameters and folders, and a report that cannot be written.
 void judge_refusals(Judge& judge);

@@ -59,13 +59,13 @@ std::vector<ChangeStep> make_steps() {
         [](Place& place) { place.rename(L"photos\\sous", L"profil\\Larkspine\\sous"); });
     add("ajouter un lien / add a link",
         [](Place& place) { place.link(L"docs\\Renommé.bin", L"liens\\ajouté.bin"); });
-    // The journal names the link that went, and the entry keeps that path.
+    // The journal names the removed link, and the entry keeps that path.
     ChangeStep& unlinked = add("retirer un lien / remove a link",
                                [](Place& place) { place.remove(L"liens\\ajouté.bin"); });
     unlinked.former = L"liens\\ajouté.bin";
     unlinked.present = L"docs\\Renommé.bin";
     unlinked.renews = true;
-    // No journal record tells what the folder holds.
+    // No journal record lists the contents of the folder.
     ChangeStep& came_out =
         add("dossier sorti d’un dossier exclu / folder moved out of one never scanned",
             [](Place& place) { place.rename(L"profil\\Larkspine\\sous", L"sorti"); });
@@ -85,7 +85,7 @@ std::vector<ChangeStep> make_steps() {
     return steps;
 }
 
-// What the difference says of the index, once the same run without one is known to be right.
+// Names the fault of the index, given that the same run without an index is right.
 std::string named(const std::vector<Difference>& differences) {
     const bool gone = std::ranges::any_of(
         differences, [](const Difference& one) { return one.kind == Wrong::gone_path; });

@@ -1,4 +1,4 @@
-// One change of files each, after which the program is run.
+// Steps that each change files once and then run the program.
 #pragma once
 
 #include <string>
@@ -12,12 +12,12 @@ namespace larkspine::check {
 struct ChangeStep {
     const char* title;  // "fr / en"
     void (*change)(Place& place);
-    // A name that the file `present` has lost, and that a volume's index may still give it.
+    // A former name of the file `present`, which a volume's index may still use.
     const wchar_t* former = nullptr;
     const wchar_t* present = nullptr;
-    // A file or folder that is there, and that a volume's index does not know of.
+    // An existing file or folder that a volume's index does not know.
     const wchar_t* unseen = nullptr;
-    // Then a new index is made in place of the shared one, from which the following steps go on.
+    // Whether a new index then replaces the shared one for the following steps.
     bool renews = false;
     // Whether the table's listing of the files is certain enough to be compared.
     bool compares_rebuilt = true;
@@ -25,11 +25,12 @@ struct ChangeStep {
 
 [[nodiscard]] const std::vector<ChangeStep>& change_steps();
 
-// Does the change, runs the program with its index and again from nothing, and judges both.
+// Makes the change, runs the program with its index and again with --rebuild-index, and judges
+// both.
 void take_step(Judge& judge, const ChangeStep& step);
 
-// A program that holds a file open and goes on writing: until it closes the file, a volume's
-// journal tells of the first change alone.
+// A program holds a file open and keeps writing. Until it closes the file, a volume's journal
+// reports only the first change.
 void judge_held_writer(Judge& judge);
 
 }  // namespace larkspine::check

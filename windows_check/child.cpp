@@ -64,7 +64,7 @@ Child::Child(const ChildSettings& settings) : job_(make_job()) {
     };
     BOOL started = create();
     if (!started && settings.token == nullptr) {
-        // Wine refuses one start in some thousand. What is wrong fails again.
+        // Wine refuses one start in some thousand. A program that cannot start fails again.
         Sleep(100);
         started = create();
     }

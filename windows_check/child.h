@@ -1,4 +1,4 @@
-// A process that the kit starts. Ends with its owner, however that ends.
+// A process that the kit starts. It ends with its owner, however the owner ends.
 #pragma once
 
 #include <cstdint>
@@ -11,7 +11,7 @@
 namespace larkspine::check {
 
 enum class ChildConsole : std::uint8_t {
-    apart,   // the owner's, without hearing of its Ctrl+C
+    apart,   // the owner's, without its Ctrl+C
     shared,  // the owner's, Ctrl+C included
     own      // one of its own, without a window
 };
@@ -20,9 +20,9 @@ struct ChildSettings {
     std::wstring program;
     std::vector<std::wstring> arguments;
     std::wstring folder;     // its current directory
-    HANDLE token = nullptr;  // whose rights it gets; its owner's without one
+    HANDLE token = nullptr;  // gives its rights; without one it has its owner's
     ChildConsole console = ChildConsole::apart;
-    // Its standard streams: nothing to read, and these to write to. Without them, its console.
+    // Its standard output and error; its input is empty. Without them it uses its console.
     HANDLE output = nullptr;
     HANDLE errors = nullptr;
 };
@@ -31,13 +31,13 @@ class Child {
   public:
     // Throws SystemError when it does not start.
     explicit Child(const ChildSettings& settings);
-    // Ends it when it still runs.
+    // Ends the process if it still runs.
     ~Child();
     Child(const Child&) = delete;
     Child& operator=(const Child&) = delete;
 
     [[nodiscard]] HANDLE handle() const { return process_.get(); }
-    // Its exit code once it has ended; empty when it has not after this time. Throws Interrupted.
+    // Its exit code; empty when it still runs after this time. Throws Interrupted.
     [[nodiscard]] std::optional<DWORD> wait(DWORD milliseconds) const;
 
   private:

@@ -22,7 +22,7 @@ void put(DWORD stream, std::string_view text) {
     }
 }
 
-// Up to the end of the line; plain ASCII is all that matters.
+// Reads up to the end of the line. Only plain ASCII matters.
 std::string read_line() {
     std::string line;
     char byte = 0;

@@ -1,4 +1,5 @@
-// What the kit says to whoever runs it, in UTF-8: on a console as characters, elsewhere as bytes.
+// Messages for the person who runs the kit, in UTF-8: on a console as characters, elsewhere as
+// bytes.
 #pragma once
 
 #include <string_view>
@@ -7,7 +8,7 @@ namespace larkspine::check {
 
 void say(std::string_view text);
 void say_error(std::string_view text);
-// The next line of the standard input is "oui" or "yes".
+// Whether the next line of the standard input is "oui" or "yes".
 [[nodiscard]] bool agreed();
 // Waits for Enter when the console would close with this program.
 void pause_in_own_window();

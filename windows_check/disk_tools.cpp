@@ -26,10 +26,10 @@ VIRTUAL_STORAGE_TYPE vhdx() {
     return {3, microsoft};  // VIRTUAL_STORAGE_TYPE_DEVICE_VHDX
 }
 
-// Not linked: a kit that finds no such library still runs in a folder.
+// Loaded at run time: without the library the kit still runs in a folder.
 class VirtualDiskLibrary {
   public:
-    // Null when it has none of that name.
+    // Null when it has no function of that name.
     template <typename Function>
     Function find(const char* name) const noexcept {
         if (library_ == nullptr)
@@ -59,7 +59,7 @@ std::wstring system_program(const wchar_t* name) {
     return std::wstring(folder.data(), length) + L'\\' + name;
 }
 
-// The disk is the very one that was just made: of its size, and blank.
+// The disk is the one that was just made: it has its size and is blank.
 void must_be_blank(const std::wstring& disk, std::uint64_t size) {
     const unique_handle handle =
         own_handle(CreateFileW(disk.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE,
@@ -108,8 +108,8 @@ class WindowsDiskTools final : public DiskTools {
         disk_.reset(opened);
         ATTACH_VIRTUAL_DISK_PARAMETERS attach = {};
         attach.Version = ATTACH_VIRTUAL_DISK_VERSION_1;
-        // Without the flag of a permanent lifetime: the disk goes when its handle closes, which the
-        // system does for a process that was killed.
+        // Without the flag of a permanent lifetime, the disk disappears when its handle closes. The
+        // system closes it even for a process that was killed.
         check("AttachVirtualDisk", file,
               library_.get<decltype(&AttachVirtualDisk)>("AttachVirtualDisk")(
                   disk_.get(), nullptr, ATTACH_VIRTUAL_DISK_FLAG_NO_DRIVE_LETTER, 0, &attach,
@@ -128,7 +128,7 @@ class WindowsDiskTools final : public DiskTools {
     }
 
     void detach() noexcept override {
-        // Closing the handle does it too, but may not be over when the image is to be deleted.
+        // Closing the handle detaches it too, but may not have finished when the image is deleted.
         const auto detach = library_.find<decltype(&DetachVirtualDisk)>("DetachVirtualDisk");
         if (disk_ && detach != nullptr)
             detach(disk_.get(), DETACH_VIRTUAL_DISK_FLAG_NONE, 0);

@@ -1,5 +1,5 @@
-// What the system offers for disks in files. An interface, so that the order of the calls, and what
-// is undone after each that fails, is tested without a disk.
+// The system's functions for disks in files. An interface, so that tests without a disk see the
+// order of the calls and what is undone after a failure.
 #pragma once
 
 #include <cstdint>
@@ -16,11 +16,11 @@ class DiskTools {
     DiskTools(const DiskTools&) = delete;
     DiskTools& operator=(const DiskTools&) = delete;
 
-    // An expandable image of a blank disk.
+    // Makes an expandable image of a blank disk.
     virtual void create_image(const std::wstring& file, std::uint64_t size) = 0;
-    // The number of the disk that the image now is: of that size, and without a partition.
+    // Attaches the image as a disk and returns its number. The disk has that size and no partition.
     virtual unsigned attach(const std::wstring& file, std::uint64_t size) = 0;
-    // The disk is gone afterwards, whatever uses it. Never throws.
+    // Removes the disk, even while it is in use. Never throws.
     virtual void detach() noexcept = 0;
     // Runs commands of diskpart, which ends at the first that fails.
     virtual void diskpart(const std::string& script) = 0;
@@ -31,7 +31,7 @@ class DiskTools {
     virtual bool drive_answers(const std::wstring& root) = 0;
 };
 
-// Those of Windows; `scratch` is a folder for the script and what diskpart says.
+// The tools of Windows. `scratch` is a folder for the script and the output of diskpart.
 [[nodiscard]] std::unique_ptr<DiskTools> make_disk_tools(const std::wstring& scratch);
 
 }  // namespace larkspine::check

@@ -1,5 +1,5 @@
-// What the kit does to files, below the two folders that are its own. Paths are in long form.
-// Whatever the system refuses throws SystemError, unless the function says otherwise.
+// The kit's operations on files, all below its own two folders. Paths are in long form. Each throws
+// SystemError when the system refuses, unless its comment says otherwise.
 #pragma once
 
 #include <cstdint>
@@ -18,18 +18,18 @@ struct ListedName {
     std::uint64_t size = 0;
 };
 
-// What a folder holds, without "." and ".."; empty when it cannot be listed.
+// The entries of a folder, without "." and ".."; no value when it cannot be listed.
 [[nodiscard]] std::optional<std::vector<ListedName>> list_folder(const std::wstring& folder);
 
-// The same, and nothing for a folder that cannot be listed.
+// The same, but no entries for a folder that cannot be listed.
 [[nodiscard]] std::vector<ListedName> names_in(const std::wstring& folder);
 
 [[nodiscard]] bool exists(const std::wstring& path);
 [[nodiscard]] unique_handle open_file(const std::wstring& path, DWORD access, DWORD disposition,
                                       DWORD flags = 0);
-// The folder and those missing above it.
+// Makes the folder and its missing parents.
 void make_folders(const std::wstring& folder);
-// In place of what is there.
+// Writes the file, in place of an existing one.
 void write_file(const std::wstring& path, std::string_view contents);
 void append_to_file(const std::wstring& path, std::string_view contents);
 void overwrite_file(const std::wstring& path, std::uint64_t offset, std::string_view contents);
@@ -39,11 +39,11 @@ void resize_file(const std::wstring& path, std::uint64_t size);
 void write_all_of(HANDLE file, std::string_view contents, const std::wstring& path);
 [[nodiscard]] std::string read_file(const std::wstring& path);
 
-// In place of a file of the new name.
+// Replaces an existing file of the new name.
 void rename_path(const std::wstring& from, const std::wstring& to);
-// A file or an empty folder, read-only ones too; a link itself, never what it leads to.
+// Removes a file or an empty folder, even a read-only one. Removes a link itself, never its target.
 void remove_path(const std::wstring& path);
-// With all that is in it. Goes through no link. False when something stays.
+// Removes a folder with its contents. Follows no link. False when something is left.
 bool remove_tree(const std::wstring& path) noexcept;
 void link_file(const std::wstring& existing, const std::wstring& added);
 void set_attributes(const std::wstring& path, DWORD attributes);

@@ -6,7 +6,7 @@ namespace {
 
 constexpr const wchar_t* written = L"tenu\\écrit.bin";
 
-// One run and its rows, against what the place holds now.
+// Judges one run against the present contents of the place.
 void judge_now(Judge& judge, const std::string& step) {
     const RunOutcome outcome = judge.run(step);
     judge.judge_code(step, outcome, 0);
@@ -19,7 +19,7 @@ void judge_now(Judge& judge, const std::string& step) {
 void judge_held_writer(Judge& judge) {
     Place& place = judge.place();
     if (!place.journal()) {
-        // A listing of folders may be behind for such a file, or not.
+        // A listing of folders may or may not be up to date for such a file.
         judge.verdicts().not_possible("fichier tenu ouvert / file held open", "voie/way",
                                       place.why_no_journal());
         return;

@@ -1,5 +1,5 @@
-// Ctrl+C and the closing of the window: whatever waits ends at once, and everything that the kit
-// has made is taken away on the way out.
+// Ctrl+C and the closing of the window: every wait ends at once, and the kit removes everything
+// that it has made before it ends.
 #pragma once
 
 #include "base/win32_api.h"
@@ -13,17 +13,17 @@ class Interrupted : public std::runtime_error {
     Interrupted() : std::runtime_error("interrompu / interrupted") {}
 };
 
-// From now on Ctrl+C and its like only set the event.
+// From now on Ctrl+C and similar signals only set the event.
 void catch_interruptions();
 // Called when nothing is left to clean up: a window that is being closed waits for this.
 void end_of_clean_up();
-// Set for good by the first interruption.
+// Set by the first interruption and never reset.
 [[nodiscard]] HANDLE interruption_event();
 // As if the user had pressed Ctrl+C.
 void interrupt();
-// Throws Interrupted once there was one.
+// Throws Interrupted after an interruption.
 void stop_if_interrupted();
-// Sleeps, unless interrupted: then it throws.
+// Sleeps; throws Interrupted on an interruption.
 void pause_for(DWORD milliseconds);
 
 }  // namespace larkspine::check

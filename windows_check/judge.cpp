@@ -11,7 +11,7 @@
 namespace larkspine::check {
 namespace {
 
-// Windows keeps files of its own on a volume, which are readable to nobody or to it alone.
+// Windows keeps its own files on a volume. Nobody, or only the system, can read them.
 constexpr const wchar_t* system_folders[] = {L"System Volume Information", L"$RECYCLE.BIN",
                                              L"$Extend"};
 

@@ -1,5 +1,5 @@
-// Runs of the program on a place, and what is asked of every one of them: its exit code, the way by
-// which it came to its listing, and its report held against the reference.
+// Runs the program on a place and checks every run: its exit code, the way in which it got its
+// listing, and its report against the reference.
 #pragma once
 
 #include <cstdint>
@@ -16,14 +16,14 @@
 
 namespace larkspine::check {
 
-// How a run comes to its listing. Only a volume with a journal shows more than whether an index was
-// loaded.
+// How a run gets its listing. Without a volume and its journal, a run shows only whether it loaded
+// an index.
 enum class Way : std::uint8_t {
     afresh,     // no index; the file table
     unchanged,  // index loaded, "Fast path inchangé : oui"
     delta,      // index loaded, "Delta USN appliqué : oui"
-    anew,       // index loaded, which the journal does not cover; the file table
-    walk        // folder by folder, whatever the index
+    anew,       // index loaded, but not covered by the journal; the file table
+    walk        // folder by folder, with or without an index
 };
 
 // The files of an index folder: bytes and time of the last write.
@@ -36,34 +36,33 @@ using IndexState = std::map<std::wstring, IndexFile>;
 
 class Judge {
   public:
-    // Indexes lie in folders of their own below `indexes`, which is not on the place.
+    // Each index has its own folder below `indexes`, which is not on the place.
     Judge(Place& place, Program& program, Verdicts& verdicts, std::wstring indexes);
 
     Place& place() { return place_; }
     Verdicts& verdicts() { return verdicts_; }
-    // Below every root: LOCALAPPDATA is set there, so no run scans it.
+    // Below every root. LOCALAPPDATA points there, so no run scans it.
     static constexpr const wchar_t* never_scanned = L"profil\\Larkspine";
 
-    // With --stats on the whole place, and the arguments; the index is the one that all steps
-    // share.
+    // Runs with --stats on the whole place, with the arguments and the index that all steps share.
     RunOutcome run(const std::string& step, std::vector<std::wstring> arguments = {});
-    // The same with an index folder of that name.
+    // The same, with the index folder of that name.
     RunOutcome run_with_index(const std::string& step, const std::wstring& index,
                               std::vector<std::wstring> arguments, Rights rights = Rights::own);
-    // Exactly these arguments.
+    // Runs with exactly these arguments.
     RunOutcome run_exactly(const std::string& step, const std::wstring& index,
                            std::vector<std::wstring> arguments, Rights rights = Rights::own);
-    // On the whole place, in a folder where no report can be made.
+    // Runs on the whole place, in a current directory where no report can be made.
     RunOutcome run_with_blocked_report(const std::string& step);
 
-    // What the place holds now.
+    // The reference for the present contents of the place.
     [[nodiscard]] Reference reference() const;
-    // Which names a run on the whole place may give.
+    // Which names of a file a run on the whole place may report.
     [[nodiscard]] Names names();
     [[nodiscard]] std::vector<Difference> compare(const RunOutcome& outcome,
                                                   const Reference& reference, Names names) const;
 
-    // One row each.
+    // Each adds one row.
     void judge_code(const std::string& step, const RunOutcome& outcome, std::uint32_t code);
     void judge_way(const std::string& step, const RunOutcome& outcome, Way way);
     void judge_groups(const std::string& step, const RunOutcome& outcome,

@@ -7,7 +7,7 @@
 
 namespace larkspine::check {
 
-// What may be asked for alone.
+// The parts that can be run alone.
 enum class Part : std::uint8_t { all, listing, changes, options, refusals, journal, screen };
 
 struct KitOptions {

@@ -17,7 +17,7 @@ constexpr const wchar_t* slow_name = L"lent";
 constexpr const wchar_t* names[] = {L"original ", L"copie "};
 constexpr std::uint64_t measured_size = 48U << 20;
 constexpr std::uint64_t longest_size = 2ULL << 30;
-// Of a run on one thread: sixteen frames of the block.
+// The time of a run on one thread: sixteen frames of the progress block.
 constexpr std::uint64_t wanted_milliseconds = 2'000;
 constexpr std::uint32_t ctrl_c_code = 0xC000013A;  // STATUS_CONTROL_C_EXIT
 
@@ -48,7 +48,7 @@ SlowFolder::SlowFolder(RealPlace& place) : place_(place) {
             try {
                 make_sparse_file(path, measured_size + pair);
             } catch (const std::runtime_error&) {
-                resize_file(path, measured_size + pair);  // takes room where nothing is sparse
+                resize_file(path, measured_size + pair);  // takes room without sparse files
             }
         }
 }

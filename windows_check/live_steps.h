@@ -7,7 +7,8 @@
 
 namespace larkspine::check {
 
-// Files of zeros that take a scan some seconds and no room, in a folder of their own.
+// A folder of large files of zeros, which take no room on the disk and keep a scan busy for
+// seconds.
 class SlowFolder {
   public:
     static constexpr unsigned pairs = 6;
@@ -17,10 +18,10 @@ class SlowFolder {
     SlowFolder(const SlowFolder&) = delete;
     SlowFolder& operator=(const SlowFolder&) = delete;
 
-    // Measures how long a run takes and makes the files longer, so that it takes some seconds.
+    // Measures how long a run takes and lengthens the files until a run takes some seconds.
     void last_for_seconds(ProgramRun& program, const std::wstring& indexes);
 
-    // As the program is told it.
+    // As the program receives it.
     [[nodiscard]] std::wstring root() const;
 
   private:

@@ -1,5 +1,5 @@
-// Files that every file system can hold: groups of all kinds of sizes, and what is near a group
-// without belonging to it. The change steps begin with it.
+// Files that every file system can hold: groups of many sizes, and files that nearly belong to a
+// group. The change steps start from them.
 #pragma once
 
 #include <string>
@@ -11,7 +11,7 @@ namespace larkspine::check {
 // The contents that several files share.
 [[nodiscard]] std::string small_contents();
 [[nodiscard]] std::string long_contents();
-// As long, and different in the middle alone.
+// The same length, different only in the middle.
 [[nodiscard]] std::string other_long_contents();
 
 void make_ordinary_tree(Place& place);

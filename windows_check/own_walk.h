@@ -1,5 +1,5 @@
 // The files below a folder, found by another method than the program's: folders are listed through
-// their handles, every file is opened, and what it is called beside the path is its identifier.
+// their handles, and every file is opened and has its identifier read.
 #pragma once
 
 #include <array>
@@ -24,11 +24,11 @@ struct WalkedFile {
     std::wstring shown;  // as a report names it
     std::uint64_t size = 0;
     FileIdentifier identifier;
-    bool readable = false;  // it could be opened for reading, among others that use it
+    bool readable = false;  // it could be opened for reading, shared with others
 };
 
-// Every file below `root`, a long path. Neither goes through a reparse point nor takes one for a
-// file. A report shows the root as `shown_root`, which ends in a backslash for a drive alone.
+// Every file below `root`, a long path. Follows no reparse point and reports none as a file. A
+// report shows the root as `shown_root`, which ends in a backslash only for a drive.
 [[nodiscard]] std::vector<WalkedFile> walk_files(const std::wstring& root,
                                                  const std::wstring& shown_root);
 

@@ -1,5 +1,6 @@
 // Where the steps happen: the volume that the kit has made, an empty drive, or an empty folder.
-// Paths are below its root, with backslashes. Whatever cannot be done throws std::runtime_error.
+// Paths are below its root, with backslashes. Every operation throws std::runtime_error when it
+// fails.
 #pragma once
 
 #include "base/win32_api.h"
@@ -18,7 +19,7 @@ class Place {
     Place(const Place&) = delete;
     Place& operator=(const Place&) = delete;
 
-    // What the program is told to scan, and as its report names it: X:\, or a folder.
+    // The root that the program scans, as its report names it: X:\ or a folder.
     [[nodiscard]] virtual std::wstring root() const = 0;
     // Where the kit's own walk finds the same files, in long form.
     [[nodiscard]] virtual std::wstring walked_root() const = 0;
@@ -35,21 +36,21 @@ class Place {
     virtual void remove(std::wstring_view path) = 0;
     virtual void remove_tree(std::wstring_view folder) = 0;
     virtual void link(std::wstring_view existing, std::wstring_view added) = 0;
-    // Opens the file, as a program does that goes on writing: overwrite() then writes through that
-    // handle until let_go(). One file at a time.
+    // Opens the file like a program that keeps writing: overwrite() then writes through that handle
+    // until let_go(). One file at a time.
     virtual void hold(std::wstring_view file) = 0;
     virtual void let_go() = 0;
     virtual void set_attributes(std::wstring_view path, std::uint32_t attributes) = 0;
-    // By some seconds into the past.
+    // Moves the time of last write some seconds into the past.
     virtual void touch(std::wstring_view path) = 0;
 
-    // Empty when there is none to be had; why_no_journal() then says why.
+    // Empty when there is none; why_no_journal() then gives the reason.
     [[nodiscard]] virtual std::optional<USN_JOURNAL_DATA_V0> journal() = 0;
     [[nodiscard]] virtual std::string why_no_journal() const = 0;
     virtual void delete_journal() = 0;
     virtual void create_journal(std::uint64_t maximum_size, std::uint64_t allocation_delta) = 0;
-    // Changes files, below `folder` alone, until the journal has dropped its record of `usn`. False
-    // when it keeps it.
+    // Changes files below `folder` until the journal has dropped its record of `usn`. False when
+    // the journal keeps it.
     virtual bool outrun_journal(std::int64_t usn, std::wstring_view folder) = 0;
 };
 

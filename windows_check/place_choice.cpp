@@ -15,7 +15,7 @@ namespace {
 
 constexpr std::uint64_t journal_size = 32U << 20;
 
-// Windows makes these on a volume, also on an empty one.
+// Windows makes these on every volume, even on an empty one.
 bool is_of_the_system(const std::wstring& name) {
     return name == L"System Volume Information" || name == L"$RECYCLE.BIN";
 }
@@ -28,7 +28,7 @@ bool is_empty(const std::wstring& folder) {
         *names, [](const ListedName& entry) { return is_of_the_system(entry.name); });
 }
 
-// A drive or folder of the user's, which was empty and is empty again.
+// A drive or folder of the user, which is empty before and after.
 class EmptyPlace : public ChosenPlace {
   public:
     explicit EmptyPlace(std::wstring root) : root_(std::move(root)), long_root_(long_form(root_)) {
@@ -48,7 +48,7 @@ class EmptyPlace : public ChosenPlace {
 
     [[nodiscard]] std::wstring root() const override { return root_; }
     void prepare(RealPlace& place) override {
-        // One that is there already may be another program's too; the steps make it anew.
+        // An existing journal may be in use by another program; a step recreates it anyway.
         if (place.root().size() == 3 && !place.journal())
             try {
                 place.create_journal(journal_size, journal_size / 4);

@@ -1,4 +1,4 @@
-// Which place the options name, and taking away again all that was put there.
+// Finds the place that the options name, and finally removes everything that was put there.
 #pragma once
 
 #include <functional>
@@ -18,7 +18,7 @@ class ChosenPlace {
     ChosenPlace(const ChosenPlace&) = delete;
     ChosenPlace& operator=(const ChosenPlace&) = delete;
 
-    // As the program is told it.
+    // As the program receives it.
     [[nodiscard]] virtual std::wstring root() const = 0;
     // Mounts another volume in a folder; empty when there is none.
     [[nodiscard]] virtual std::function<void(const std::wstring&)> mount() { return {}; }
@@ -26,7 +26,7 @@ class ChosenPlace {
     virtual void prepare(RealPlace& place) = 0;
 };
 
-// What the kit is about to do, for the person who is asked.
+// Describes what the kit is about to do, for the person who must agree.
 [[nodiscard]] std::string description_of(const KitOptions& options);
 
 // Throws std::runtime_error: no rights, a drive or folder that is not empty, a drive without NTFS.

@@ -13,14 +13,14 @@ namespace larkspine::check {
 enum class Rights : std::uint8_t { own, restricted };
 
 struct RunRequest {
-    std::wstring name;  // of the folder that keeps what the run leaves
+    std::wstring name;  // of the folder that keeps the files of the run
     std::vector<std::wstring> arguments;
     std::wstring index_folder;
     Rights rights = Rights::own;
-    bool report_blocked = false;  // folders stand where its report would be written
+    bool report_blocked = false;  // folders take the names of its report
 };
 
-// What a run left behind.
+// The results of a run.
 struct RunOutcome {
     std::uint32_t code = 0;
     std::string output;
@@ -41,7 +41,7 @@ class Program {
     virtual RunOutcome run(const RunRequest& request) = 0;
 };
 
-// What --stats told.
+// The values that --stats printed.
 struct RunStatistics {
     bool index_loaded = false;
     bool fast_path = false;

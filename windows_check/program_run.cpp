@@ -17,7 +17,7 @@ namespace {
 constexpr DWORD longest_run = 300'000;  // milliseconds, as all times here
 constexpr DWORD between_looks = 1;
 
-// What a run wrote into its folder, but for what stood there before.
+// The reports that a run wrote. The folders that block reports are not counted.
 std::vector<std::string> reports_in(const std::wstring& folder) {
     std::vector<std::string> reports;
     for (const ListedName& entry : names_in(folder))
@@ -27,7 +27,7 @@ std::vector<std::string> reports_in(const std::wstring& folder) {
     return reports;
 }
 
-// A folder at each name that a report of the next seconds could have.
+// Makes a folder at each name that a report of the next minute could have.
 void block_reports(const std::wstring& folder) {
     constexpr std::uint64_t second = 10'000'000;
     FILETIME now = {};
@@ -63,7 +63,7 @@ bool await_banner(const Child& child, HANDLE output) {
     return false;
 }
 
-// A thread that begins where no code is.
+// Starts a thread at an address without code.
 void plant_fault(const Child& child) {
     const auto nowhere = reinterpret_cast<LPTHREAD_START_ROUTINE>(std::uintptr_t{0x10});
     const unique_handle thread(
@@ -77,8 +77,8 @@ void plant_fault(const Child& child) {
 ProgramRun::ProgramRun(ProgramSettings settings) : settings_(std::move(settings)) {}
 
 std::wstring ProgramRun::prepare(const RunRequest& request) const {
-    // A name of the step may hold what a file name cannot; and the path of a current directory has
-    // no more than 260 characters.
+    // The name of a step may hold characters that no file name can, and the path of a current
+    // directory has at most 260 characters.
     std::wstring name = request.name.substr(0, 40);
     while (name.ends_with(L' '))
         name.pop_back();
@@ -128,7 +128,7 @@ RunOutcome ProgramRun::run(const RunRequest& request) {
     const std::wstring folder = prepare(request);
     RunOutcome outcome = attempt(request, folder, false);
     if (outcome.code != 0 && outcome.output.empty() && outcome.errors.empty()) {
-        // The banner is the first that every run writes.
+        // Every run writes its banner first, so this one never began.
         ++starts_repeated_;
         outcome = attempt(request, folder, false);
     }

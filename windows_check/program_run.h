@@ -1,5 +1,5 @@
-// The finished program, started as a person would start it: in a current directory of its own, with
-// its streams in files that are kept beside its report.
+// The finished program, started as a person would start it: in its own current directory, with its
+// streams in files that are kept beside its report.
 #pragma once
 
 #include <string>
@@ -10,12 +10,12 @@
 
 namespace larkspine::check {
 
-// What all runs have in common.
+// The settings of all runs.
 struct ProgramSettings {
     std::wstring program;     // the file
     std::wstring watcher;     // the kit itself, which watches a console in a process of its own
     std::wstring runs;        // the folder that gets one folder for each run
-    std::wstring local_data;  // what LOCALAPPDATA says, on the place
+    std::wstring local_data;  // the value of LOCALAPPDATA, on the place
 };
 
 class ProgramRun : public Program {
@@ -24,8 +24,8 @@ class ProgramRun : public Program {
 
     RunOutcome run(const RunRequest& request) override;
 
-    // On a console of this output code page that it has for itself. With `stop_at` it gets a Ctrl+C
-    // once its bar shows that many per cent.
+    // Runs on its own console with this output code page. With `stop_at` it gets a Ctrl+C once its
+    // bar shows that many per cent.
     struct Watched {
         ScreenObservation screen;
         std::vector<std::string> reports;
@@ -36,7 +36,7 @@ class ProgramRun : public Program {
     // when it ends before.
     std::optional<RunOutcome> run_with_fault(const RunRequest& request);
 
-    // How often it ended without a word and was started again, as Wine makes it happen.
+    // How often it ended without any output and was started again. This happens under Wine.
     [[nodiscard]] unsigned starts_repeated() const { return starts_repeated_; }
 
   private:

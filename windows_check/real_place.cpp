@@ -10,14 +10,15 @@
 namespace larkspine::check {
 namespace {
 
-// What FSCTL_CREATE_USN_JOURNAL and FSCTL_DELETE_USN_JOURNAL take, from the public documentation.
+// The input of FSCTL_CREATE_USN_JOURNAL and FSCTL_DELETE_USN_JOURNAL, from the public
+// documentation.
 struct CreateJournal {
     std::uint64_t maximum_size;
     std::uint64_t allocation_delta;
 };
 struct DeleteJournal {
     std::uint64_t journal;
-    std::uint32_t flags;  // 1 deletes, 2 waits for the end of it
+    std::uint32_t flags;  // 1 deletes, 2 waits until that is done
 };
 static_assert(sizeof(CreateJournal) == 16 && sizeof(DeleteJournal) == 16);
 static_assert(FSCTL_CREATE_USN_JOURNAL == 0x000900E7 && FSCTL_DELETE_USN_JOURNAL == 0x000900F8);
@@ -132,8 +133,8 @@ void RealPlace::create_journal(std::uint64_t maximum_size, std::uint64_t allocat
 }
 
 bool RealPlace::outrun_journal(std::int64_t usn, std::wstring_view folder) {
-    // About 400 bytes of records for each file, and a journal of 1 MiB gives up its beginning some
-    // time after it has become longer.
+    // Each file takes about 400 bytes of records. A journal of 1 MiB drops its oldest records some
+    // time after it has exceeded that size.
     constexpr int most = 60'000;
     make_folder(folder);
     for (int i = 0; i < most; ++i) {

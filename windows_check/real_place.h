@@ -1,4 +1,4 @@
-// A folder of the system as the place of the steps. Of a drive root it also commands the change
+// A folder of the system as the place of the steps. For a drive root it also controls the change
 // journal.
 #pragma once
 
@@ -11,7 +11,7 @@ namespace larkspine::check {
 
 class RealPlace : public Place {
   public:
-    // X:\ or the absolute path of a folder, as the program is told it.
+    // X:\ or the absolute path of a folder, as the program receives it.
     explicit RealPlace(std::wstring root);
 
     [[nodiscard]] std::wstring root() const override { return root_; }

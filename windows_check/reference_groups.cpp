@@ -17,7 +17,7 @@ int compare(const std::wstring& a, const std::wstring& b, BOOL ignore_case) {
                                 static_cast<int>(b.size()), ignore_case);
 }
 
-// How many bytes came; nothing when reading fails.
+// The number of bytes read; no value when reading fails.
 std::optional<std::size_t> fill(HANDLE file, std::vector<char>& block) {
     std::size_t filled = 0;
     while (filled < block.size()) {

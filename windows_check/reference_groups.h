@@ -1,5 +1,5 @@
-// Which files are the same, by the bytes of every pair that may be: the slow method, which has no
-// digest and no index.
+// Finds identical files by comparing the bytes of every possible pair: a slow method, without
+// digests and index.
 #pragma once
 
 #include <cstddef>
@@ -24,9 +24,9 @@ struct Reference {
     std::vector<ReferenceFile> files;
     std::map<std::wstring, std::size_t> by_name;  // into `files`
 
-    // A name that a file had once, and that a report may still give it.
+    // A former name of a file, which a report may still use.
     void add_former_name(const std::wstring& former, const std::wstring& present);
-    // No report gives the names at or below `path`; a file without another is in no group.
+    // No report lists the names at or below `path`. A file without another name is in no group.
     void leave_out(const std::wstring& path);
 };
 

@@ -63,7 +63,7 @@ std::string render(const Rows& rows) {
     return bytes;
 }
 
-// Rows that name what is not there, and groups that do not belong together.
+// Rows that name missing paths, and groups of files that are not identical.
 void judge_rows(const Rows& found, const Reference& reference, std::vector<Difference>& wrong) {
     std::map<std::uint64_t, std::map<std::size_t, const ReportRow*>> first_of_contents;
     std::set<std::pair<std::uint64_t, std::size_t>> listed;

@@ -1,4 +1,4 @@
-// Reading a report back, as strictly as its format is.
+// Reads a report back and accepts nothing but its exact format.
 #pragma once
 
 #include <cstdint>
@@ -21,13 +21,13 @@ struct ReportRow {
 inline constexpr std::string_view report_head =
     "\xEF\xBB\xBFGroupe;Statut;Chemin complet;Taille en octets\r\n";
 
-// Empty when a byte is not as the format says.
+// No value when any byte deviates from the format.
 [[nodiscard]] std::optional<std::vector<ReportRow>> read_report(std::string_view bytes);
 
 [[nodiscard]] std::string render_row(const ReportRow& row);
 
-// The report as it would be had what lies below `folder` not been there. Comes back as it is when
-// no row is below, or when it is no report.
+// The report as it would be without the files below `folder`. It is returned unchanged when no row
+// lies below `folder`, or when it is not a valid report.
 [[nodiscard]] std::string without_rows_below(const std::string& report, const std::wstring& folder);
 
 }  // namespace larkspine::check

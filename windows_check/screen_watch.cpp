@@ -16,7 +16,7 @@ constexpr COORD screen_size = {120, 200};
 constexpr DWORD between_looks = 15;
 constexpr DWORD longest_watch = 240'000;
 
-// Without ending this process too.
+// Keeps Ctrl+C from ending this process too.
 BOOL WINAPI ignore_control(DWORD kind) {
     return kind == CTRL_C_EVENT;
 }
@@ -25,7 +25,7 @@ class Screen {
   public:
     explicit Screen(unsigned code_page)
         : output_(open_file(L"CONOUT$", GENERIC_READ | GENERIC_WRITE, OPEN_EXISTING)) {
-        // The buffer alone; its window may stay as it is.
+        // Sets the size of the buffer only; its window may stay as it is.
         SetConsoleScreenBufferSize(output_.get(), screen_size);
         CONSOLE_SCREEN_BUFFER_INFO info = {};
         if (!GetConsoleScreenBufferInfo(output_.get(), &info))
@@ -42,7 +42,7 @@ class Screen {
         return GetConsoleCursorInfo(output_.get(), &cursor) && cursor.bVisible;
     }
 
-    // Down to the row of the cursor, and some below it.
+    // The rows down to the cursor, and a few below it.
     [[nodiscard]] std::vector<std::string> rows() const {
         CONSOLE_SCREEN_BUFFER_INFO info = {};
         GetConsoleScreenBufferInfo(output_.get(), &info);
@@ -70,7 +70,7 @@ class Screen {
 
 void watch(ScreenObservation& seen, unsigned code_page, unsigned stop_at,
            const ChildSettings& settings) {
-    // Whoever started the kit may have switched Ctrl+C off, which programs hand down.
+    // The process that started the kit may have disabled Ctrl+C, and its children inherit that.
     SetConsoleCtrlHandler(nullptr, FALSE);
     const Screen screen(code_page);
     const Child program(settings);

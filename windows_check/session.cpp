@@ -10,7 +10,7 @@
 namespace larkspine::check {
 namespace {
 
-// What Windows alone has is part of the first listing, and stays for all that follows.
+// The special files are part of the first listing, and stay for all later steps.
 void run_listing(RealPlace& place, Judge& judge, const SessionFolders& folders,
                  const std::function<void(const std::wstring&)>& mount,
                  const std::function<void()>& meanwhile) {

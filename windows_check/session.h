@@ -16,9 +16,9 @@ struct SessionFolders {
     std::wstring elsewhere;
 };
 
-// Fills the place and runs every step of the part; each row goes into the table as it is known. The
-// journal's data are appended to `journal_log`, also when something throws. `mount` as SpecialTree
-// takes it.
+// Fills the place and runs every step of the part; each row is added to the table as soon as it is
+// known. The journal's data are appended to `journal_log`, also when something throws. `mount` is
+// passed to SpecialTree.
 void run_session(RealPlace& place, ProgramRun& program, Verdicts& verdicts,
                  const SessionFolders& folders, std::string& journal_log,
                  const std::function<void(const std::wstring&)>& mount, Part part);

@@ -20,7 +20,7 @@ std::string shared_contents() {
     return patterned(3'000, 9);
 }
 
-// Folders inside each other until the path below the root is longer than `length` units.
+// Makes nested folders until the path below the root is longer than `length` units.
 std::wstring long_name(std::size_t length) {
     std::wstring name;
     while (name.size() < length)
@@ -163,7 +163,7 @@ void SpecialTree::judge_listing(const RunOutcome& outcome) {
                 return nameless ? row.path.empty()
                                 : row.path == shown || starts_with(row.path, shown + L'\\');
             });
-            // The table gives a file one of its names, whichever.
+            // The table lists a file under any one of its names.
             const bool links = item.expected == Expected::listed && name == L"nom 1.bin" &&
                                std::ranges::any_of(rows, [&](const ReportRow& row) {
                                    return starts_with(row.path, join_path(root, L"nom "));

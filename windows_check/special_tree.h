@@ -1,5 +1,5 @@
-// A folder full of what only Windows has. What cannot be made here says so in the table; of what
-// was made, the report of the next run is asked whether it lists it as it should.
+// A folder of special files that only Windows has. The table says which cannot be made here. For
+// the others, the report of the next run must list them, or not, as expected.
 #pragma once
 
 #include <functional>
@@ -17,18 +17,18 @@ class SpecialTree {
   public:
     static constexpr const wchar_t* folder = L"special";
 
-    // Fills the folder on the place. `elsewhere`, outside it, holds what links lead to.
-    // `mount` mounts a volume in the folder that it is given, or throws; empty where there is none.
+    // Fills the folder on the place. `elsewhere`, outside it, holds the targets of links. `mount`
+    // mounts a volume in the folder that it is given, or throws; empty where there is none.
     SpecialTree(Judge& judge, RealPlace& place, const std::wstring& elsewhere,
                 const std::function<void(const std::wstring&)>& mount);
     SpecialTree(const SpecialTree&) = delete;
     SpecialTree& operator=(const SpecialTree&) = delete;
-    // Lets go of the files that it holds open.
+    // Closes the files that it holds open.
     ~SpecialTree() = default;
 
-    // One row each: the report lists it, or does not.
+    // Adds a row for each: whether the report lists it, or not, as expected.
     void judge_listing(const RunOutcome& outcome);
-    // The folder scanned by itself: a walk, which sees every name.
+    // Scans the folder alone: a walk, which sees every name.
     void judge_walk();
 
   private:

@@ -1,4 +1,4 @@
-// What the kit throws when the system refuses something that it cannot go on without.
+// The exception of the kit for a refusal by the system that it cannot continue after.
 #pragma once
 
 #include "base/win32_api.h"

@@ -18,7 +18,7 @@ Function in_ntdll(const char* name) {
 
 using WineVersion = const char*(__cdecl*)();
 
-// Unlike GetVersionExW, which tells a program what its manifest asks for.
+// GetVersionExW would return the version that the program's manifest declares.
 std::string version() {
     using GetVersion = LONG(WINAPI*)(OSVERSIONINFOW*);
     OSVERSIONINFOW info = {};

@@ -29,7 +29,7 @@ void Verdicts::add(VerdictRow row) {
     std::ranges::replace(row.detail, '\n', ' ');
     std::erase(row.detail, '\r');
     if (row.detail.size() > longest_detail) {
-        // Not in the middle of a character.
+        // Never cuts in the middle of a character.
         std::size_t end = longest_detail;
         while ((static_cast<unsigned char>(row.detail[end]) & 0xC0) == 0x80)
             --end;

@@ -1,4 +1,4 @@
-// The table: one row for each thing that was looked at, with one of three verdicts.
+// The table: one row for each check, with one of three verdicts.
 #pragma once
 
 #include <cstdint>
@@ -12,20 +12,20 @@ enum class Verdict : std::uint8_t { right, differs, not_possible };
 
 struct VerdictRow {
     std::string step;  // "fr / en"
-    std::string what;  // what was looked at: "groupes", "voie", "index", ...
+    std::string what;  // what was checked: "groupes", "voie", "index", ...
     Verdict verdict = Verdict::right;
     std::string detail;
 };
 
 class Verdicts {
   public:
-    // `shown` hears of each row as it comes.
+    // `shown` is called with each row when it is added.
     explicit Verdicts(std::function<void(const VerdictRow&)> shown = {});
 
     void right(const std::string& step, const std::string& what, const std::string& detail = {});
     void differs(const std::string& step, const std::string& what, const std::string& detail);
     void not_possible(const std::string& step, const std::string& what, const std::string& why);
-    // Right with what was found, otherwise different with the same.
+    // Adds a row that is right or differs, with the same detail.
     void judge(bool is_right, const std::string& step, const std::string& what,
                const std::string& detail);
 

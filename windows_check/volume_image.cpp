@@ -10,7 +10,7 @@
 namespace larkspine::check {
 namespace {
 
-// No disk of a shop has this size.
+// No disk on sale has this size.
 constexpr std::uint64_t image_size = (2'048ULL + 37) << 20;
 
 }  // namespace
@@ -35,8 +35,7 @@ void VolumeImage::build() {
     stop_if_interrupted();
     root_ = std::wstring(1, tools_.free_letter()) + L":\\";
     // A system may leave new disks offline. diskpart ends at the first command that fails without
-    // being allowed to. None of these takes anything from a disk that
-    // already has partitions.
+    // `noerr`. None of these commands destroys data on a disk that already has partitions.
     tools_.diskpart("select disk " + std::to_string(disk_) +
                     "\r\n"
                     "online disk noerr\r\n"
@@ -68,7 +67,7 @@ void VolumeImage::undo() noexcept {
     if (!mounted_.empty())
         tools_.delete_mount_point(mounted_);
     tools_.detach();
-    // The system may hold it for a moment longer.
+    // The system may hold the file for a moment longer.
     for (int attempt = 0; exists(file_) && !remove_tree(file_) && attempt < 50; ++attempt)
         Sleep(100);
 }

@@ -1,4 +1,5 @@
-// An NTFS volume in a file, which is a drive while this object lives, whatever ends it.
+// An NTFS volume in a file, which is a drive while this object lives. The drive disappears even
+// when the process is killed.
 #pragma once
 
 #include <string>
@@ -9,8 +10,8 @@ namespace larkspine::check {
 
 class VolumeImage {
   public:
-    // Makes the file, its disk, two partitions, both with NTFS, and a letter for the first. What
-    // was done is undone when something fails. Throws std::runtime_error.
+    // Makes the file, its disk, two partitions, both with NTFS, and a letter for the first. After a
+    // failure everything is undone. Throws std::runtime_error.
     VolumeImage(DiskTools& tools, std::wstring file);
     ~VolumeImage();
     VolumeImage(const VolumeImage&) = delete;

@@ -1,4 +1,4 @@
-// The one folder that the kit makes for itself. At the end it holds the result alone.
+// The one folder that the kit makes for itself. At the end it holds only the result.
 #pragma once
 
 #include <string>
@@ -19,12 +19,12 @@ class WorkFolder {
     [[nodiscard]] const std::wstring& path() const { return path_; }
     [[nodiscard]] std::wstring runs() const;
     [[nodiscard]] std::wstring indexes() const;
-    // Where links on the place lead to.
+    // The target of links on the place.
     [[nodiscard]] std::wstring elsewhere() const;
     [[nodiscard]] std::wstring image() const;
     [[nodiscard]] std::wstring zip() const;
 
-    // The zip of the table, the machine, the journal's data and all that the runs have left.
+    // Makes the zip of the table, the machine, the journal's data and the files of all runs.
     void write_result(const std::string& table, const std::string& facts,
                       const std::string& journal) const;
 

@@ -34,8 +34,8 @@ void put32(std::string& text, std::uint64_t value) {
     put16(text, value >> 16 & 0xFFFF);
 }
 
-// What both headers of a file have: needed version, flags (the name is UTF-8), method, time, date,
-// checksum, both sizes, and the lengths of name and extra field.
+// The fields that both headers of a file share: needed version, flags (the name is UTF-8), method,
+// time, date, checksum, both sizes, and the lengths of name and extra field.
 std::string common_fields(const std::string& name, std::string_view contents) {
     FILETIME now = {};
     FILETIME local = {};
