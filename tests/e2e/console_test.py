@@ -83,7 +83,7 @@ class ProgressTest(ConsoleCase, unittest.TestCase):
 class PauseTest(ConsoleCase, unittest.TestCase):
     """When a console window of its own is kept open, and when nothing is waited for."""
 
-    def test_a_refused_run_in_a_console_of_its_own_stays_until_enter(self):
+    def test_a_refused_run_in_its_own_console_waits_for_enter(self):
         for arguments, code, message in (
                 (("-x",), 1, "Les paramètres fournis ne sont pas valides."),
                 ((self.display + "\\absent",), 2, "Impossible d’accéder au dossier sélectionné.")):
@@ -95,7 +95,7 @@ class PauseTest(ConsoleCase, unittest.TestCase):
                 self.assertEqual(block_row(terminal.rows()), None)
                 self.assert_pauses(terminal, code)
 
-    def test_a_console_shared_with_a_command_prompt_is_not_waited_for(self):
+    def test_in_a_console_shared_with_a_command_prompt_the_program_does_not_wait(self):
         self.file("a")
         terminal = self.terminal(self.display, "--no-index", through=("cmd", "/c"))
         self.assertEqual(terminal.wait_for_end(), 0)
@@ -103,7 +103,7 @@ class PauseTest(ConsoleCase, unittest.TestCase):
         self.assertNotIn("Appuyez", "\n".join(terminal.rows()))
         self.assertTrue(terminal.cursor()[2])
 
-    def test_with_its_output_in_a_file_it_neither_draws_nor_waits(self):
+    def test_with_its_output_in_a_file_the_program_neither_draws_nor_waits(self):
         self.file("a")
         terminal = self.terminal(self.display, "--no-index", redirection=">out")
         self.assertEqual(terminal.wait_for_end(), 0)
@@ -113,7 +113,7 @@ class PauseTest(ConsoleCase, unittest.TestCase):
                          summary(1, 0, windows_path(report)))
         self.assertNotIn("Analyse", "\n".join(terminal.rows()))
 
-    def test_with_its_input_from_a_file_it_draws_but_does_not_wait(self):
+    def test_with_its_input_from_a_file_the_program_draws_but_does_not_wait(self):
         self.file("a")
         terminal = self.terminal(self.display, "--no-index", redirection="</dev/null")
         self.assertEqual(terminal.wait_for_end(), 0)
@@ -129,7 +129,7 @@ class FailedScanTest(ConsoleCase, unittest.TestCase):
         cls.prefix = Prefix(cls.shared, launcher=restricted_launcher(cls.shared))
         cls.addClassCleanup(cls.prefix.close)
 
-    def test_what_went_wrong_stands_below_the_block(self):
+    def test_the_error_message_stands_below_the_block(self):
         self.root.chmod(0)
         terminal = self.terminal(self.display, "--no-index", prefix=self.prefix)
         terminal.wait_for_text(PAUSE)

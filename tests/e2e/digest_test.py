@@ -75,11 +75,11 @@ class DigestTest(unittest.TestCase):
         self.assertEqual(sample, other_sample)
         self.assertNotEqual(full, other_full)
 
-    def test_the_digest_of_nothing_is_the_published_one(self):
+    def test_the_full_digest_of_an_empty_file_is_the_published_one(self):
         (_, full), = probe(self.files("vide", [b""]))
         self.assertEqual(full, "af1349b9f5f9a1a6a0404dea36dcc9499bcb25c9adc112b7cc9a93cae41f3262")
 
-    def test_a_missing_file_has_no_digests_and_leaves_the_others_theirs(self):
+    def test_a_missing_file_has_no_digests_and_the_others_keep_theirs(self):
         present, = self.files("present", [b""])
         absent = self.work.path / "absent"
         self.assertEqual(probe([absent, present, absent]),

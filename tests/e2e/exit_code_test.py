@@ -27,7 +27,7 @@ class ParameterTest(EndToEnd, unittest.TestCase):
         self.assert_invalid(self.display, "--no-index", "--rebuild-index")
         self.assert_invalid(self.display, self.display)
 
-    def test_a_wrong_option_is_refused_before_the_folder_is_looked_at(self):
+    def test_a_wrong_option_is_reported_before_a_missing_folder(self):
         self.assert_invalid(self.display + "\\absent", "--bogus")
 
 
@@ -93,7 +93,7 @@ class PermissionTest(EndToEnd, unittest.TestCase):
         self.assert_rows(run, (1, "Original", "b", 7), (1, "Doublon", "c", 7))
         self.assert_summary(run, 3, 1)
 
-    def test_a_current_directory_that_takes_no_report_ends_the_run_with_4(self):
+    def test_a_read_only_current_directory_ends_the_run_with_4(self):
         self.file("a")
         self.file("b")
         folder = self.work.new_folder("en lecture seule")
@@ -122,14 +122,14 @@ class FullDiskTest(EndToEnd, unittest.TestCase):
         (self.disk / "plein").write_bytes(bytes(self.PAGE))
         self.assert_not_saved(self.scan(folder=self.disk), b"")
 
-    def test_a_disk_that_fills_up_keeps_what_was_written(self):
+    def test_a_disk_that_fills_up_ends_the_run_with_4_and_keeps_the_written_part(self):
         for name in range(100):
             self.file(f"copie {name}")
         whole = reference.scan(self.root, self.display).csv
         self.assertGreater(len(whole), self.PAGE)
         self.assert_not_saved(self.scan(folder=self.disk), whole[:self.PAGE])
 
-    def test_a_report_that_fits_just_so_is_written(self):
+    def test_a_report_that_just_fits_the_disk_is_written(self):
         self.file("a")
         self.file("b")
         run = self.scan(folder=self.disk)
@@ -149,7 +149,7 @@ class LockedFileTest(EndToEnd, unittest.TestCase):
                 self.assert_summary(run, 3, 1)
         self.assertEqual(len(reference.scan(self.root, self.display).groups[0][1]), 3)
 
-    def test_a_pair_of_which_one_is_locked_is_no_group_until_it_is_let_go(self):
+    def test_a_pair_with_a_locked_file_is_no_group_until_the_file_is_released(self):
         self.file("a")
         self.file("b")
         index = {"LARKSPINE_INDEX_DIRECTORY": windows_path(self.work.new_folder("kept-index"))}
@@ -164,7 +164,7 @@ class LockedFileTest(EndToEnd, unittest.TestCase):
         with self.locked("b"):
             self.assert_rows(self.scan(), (1, "Original", "a", 0), (1, "Doublon", "b", 0))
 
-    def test_locked_files_leave_the_reports_other_rows_alone(self):
+    def test_locked_files_do_not_change_the_other_rows_of_the_report(self):
         for name in ("a", "b", "c", "d"):
             self.file(name)
             self.file(f"vide {name}", b"")
@@ -197,7 +197,7 @@ class ExclusionTest(EndToEnd, unittest.TestCase):
             environment = {"LARKSPINE_INDEX_DIRECTORY": self.display + written}
             self.assert_only_outside(self.scan(environment=environment), self.root / "index")
 
-    def test_a_folder_whose_name_goes_on_after_the_index_folders_is_scanned(self):
+    def test_a_folder_whose_name_begins_with_the_index_folders_name_is_scanned(self):
         self.file("index/copie")
         self.file("index2/copie")
         self.file("z")
@@ -222,7 +222,7 @@ class ExclusionTest(EndToEnd, unittest.TestCase):
             run = self.scan_with_local_data(value, LARKSPINE_INDEX_DIRECTORY=None)
             self.assert_only_outside(run, self.root / "Larkspine")
 
-    def test_the_applications_folder_is_not_scanned_either_when_the_index_is_elsewhere(self):
+    def test_with_the_index_elsewhere_neither_its_folder_nor_the_applications_folder_is_scanned(self):
         self.fill("Larkspine", "index")
         run = self.scan_with_local_data(
             self.display, LARKSPINE_INDEX_DIRECTORY=self.display + "\\index")
@@ -268,7 +268,7 @@ class DefaultFolderTest(EndToEnd, unittest.TestCase):
 
 
 class ThreadTest(EndToEnd, unittest.TestCase):
-    def test_runs_with_many_workers_that_all_hash_end_well_every_time(self):
+    def test_repeated_runs_with_64_workers_always_give_the_expected_report(self):
         for name in range(40):
             self.file(f"copie {name:02}")
         expected = reference.scan(self.root, self.display)

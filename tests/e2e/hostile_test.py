@@ -28,7 +28,7 @@ class HostileNameTest(EndToEnd, unittest.TestCase):
         for name in self.NAMES:
             self.file(name, b"")
 
-    def test_a_name_never_leaves_its_field_and_never_begins_it(self):
+    def test_a_hostile_name_stays_inside_its_field_and_never_begins_it(self):
         run = self.scan()
         self.assertEqual((run.code, run.stderr), (0, b""))
         text = run.report.decode("utf-8-sig")
@@ -39,7 +39,7 @@ class HostileNameTest(EndToEnd, unittest.TestCase):
         self.assertEqual({path for _, _, path, _ in rows},
                          {self.display + "\\" + name for name in self.NAMES})
 
-    def test_no_name_of_a_file_reaches_the_console(self):
+    def test_no_file_name_reaches_the_console(self):
         run = self.scan("--stats")
         self.assertEqual(run.code, 0)
         self.assert_summary(self.scan(), len(self.NAMES), len(self.NAMES) - 1)
@@ -51,7 +51,7 @@ class SparseFileTest(EndToEnd, unittest.TestCase):
     def sparse(self, name, size, first):
         os.truncate(self.file(name, first), size)
 
-    def test_a_huge_file_that_no_other_equals_at_its_ends_is_not_read(self):
+    def test_huge_files_that_differ_at_their_ends_are_not_read_whole(self):
         self.sparse("a", 4 * TIB, b"1")
         self.sparse("b", 4 * TIB, b"2")
         self.sparse("alone", 3 * TIB, b"1")
@@ -91,7 +91,7 @@ class PlantedIndexTest(EndToEnd, unittest.TestCase):
             stored[tail + 69:tail + TAIL_SIZE] = stored[tails[-1] + 69:tails[-1] + TAIL_SIZE]
         self.index_path().write_bytes(stored)
 
-    def test_claimed_digests_are_believed_until_bytes_are_compared_or_the_index_is_rebuilt(self):
+    def test_forged_digests_count_until_bytes_are_compared_or_the_index_is_rebuilt(self):
         self.file("a", b"un contenu")
         self.file("b", b"un autre !")
         self.assert_rows(self.scan())
@@ -106,7 +106,7 @@ class PlantedIndexTest(EndToEnd, unittest.TestCase):
         self.assert_rows(self.scan("--rebuild-index"))
         self.assert_rows(self.scan())
 
-    def test_another_name_of_the_index_is_not_written_to(self):
+    def test_a_hard_link_to_the_index_keeps_the_old_contents(self):
         rows = ((1, "Original", "a", 7), (1, "Doublon", "b", 7))
         self.file("a")
         self.file("b")
@@ -119,7 +119,7 @@ class PlantedIndexTest(EndToEnd, unittest.TestCase):
         self.assertNotEqual(self.index_path().read_bytes(), before)
         self.assertEqual(other.read_bytes(), before)
 
-    def test_a_link_as_the_index_is_replaced_and_what_it_leads_to_stays(self):
+    def test_a_symbolic_link_as_the_index_is_replaced_and_its_target_stays(self):
         self.file("a")
         self.scan()
         path, target = self.index_path(), self.work.path / "ailleurs"
@@ -131,7 +131,7 @@ class PlantedIndexTest(EndToEnd, unittest.TestCase):
         self.assertFalse(path.is_symlink())
         self.assertEqual(target.read_bytes(), before)
 
-    def test_a_file_as_the_index_folder_costs_the_index_alone_and_stays(self):
+    def test_a_file_in_place_of_the_index_folder_stays_and_costs_only_the_index(self):
         self.file("a")
         self.file("b")
         taken = self.work.path / "pas un dossier"
@@ -156,7 +156,7 @@ class ImportTest(unittest.TestCase):
     def test_the_program_imports_two_known_libraries(self):
         self.assertEqual(imported_libraries(self.image), self.IMPORTED)
 
-    def test_it_holds_the_name_of_no_other_library_that_it_could_load(self):
+    def test_the_program_names_no_other_library_that_it_could_load(self):
         named = {name.replace(b"\0", b"").decode().lower()
                  for name in re.findall(rb"(?i)\w+\.dll\b|(?:\w\0)+\.\0d\0l\0l\0", self.image)}
         self.assertEqual(named, self.KNOWN)

@@ -91,7 +91,7 @@ class IndexFileTest(IndexCase, unittest.TestCase):
                          (1, 0, 0, 0, 3, len(root)))
         self.assertEqual(stored[41:41 + 2 * length].decode("utf-16le"), root)
 
-    def test_the_file_is_named_by_the_hash_of_the_folded_root(self):
+    def test_the_index_is_named_by_the_hash_of_the_folded_root(self):
         self.pair()
         self.scan()
         value = 0xcbf29ce484222325
@@ -101,7 +101,7 @@ class IndexFileTest(IndexCase, unittest.TestCase):
             value = (value ^ byte) * 0x100000001b3 % 2**64
         self.assertEqual(self.index_path().name, f"index-{value:016x}.lsi")
 
-    def test_without_the_option_no_index_is_made_and_an_old_one_is_left_alone(self):
+    def test_the_no_index_option_makes_no_index_and_leaves_an_old_one_unchanged(self):
         rows = self.pair()
         self.assert_rows(self.scan("--no-index"), *rows)
         self.assertEqual(self.index_files(), [])
@@ -119,7 +119,7 @@ class IndexFileTest(IndexCase, unittest.TestCase):
             self.assert_rows(self.scan("--rebuild-index"))
         self.assert_rows(self.scan(), *rows)
 
-    def test_a_damaged_foreign_cut_or_future_index_is_the_same_as_none(self):
+    def test_a_damaged_foreign_truncated_or_future_index_is_ignored_and_replaced(self):
         rows = self.pair()
         self.scan()
         path = self.index_path()
@@ -136,7 +136,7 @@ class IndexFileTest(IndexCase, unittest.TestCase):
                 self.assert_rows(self.scan(), *rows)
                 self.assertEqual(path.read_bytes()[:41], good[:41])
 
-    def test_an_index_below_the_root_is_not_scanned_however_its_letters_are_typed(self):
+    def test_an_index_below_the_root_is_not_scanned_however_its_path_is_spelled(self):
         (self.root / "Éric" / "Œuvres").mkdir(parents=True)
         self.file("Éric/a")
         for spelling in ("Éric\\Œuvres", "éric\\œuvres", "éRIC/ŒUVRES/"):

@@ -44,7 +44,7 @@ class WhileFilesChangeTest(EndToEnd, unittest.TestCase):
         return self.scan(*options,
                          environment={"LARKSPINE_INDEX_DIRECTORY": windows_path(self.index)})
 
-    def test_no_wrong_group_no_failed_run_and_the_next_run_in_quiet_is_right(self):
+    def test_runs_during_changes_report_no_wrong_group_and_the_next_quiet_run_is_right(self):
         changes = locks = 0
         for number in range(RUNS):
             options = OPTIONS[number % len(OPTIONS)]
@@ -144,7 +144,7 @@ def moving(folder, away):
 
 
 class WhileTheRootMovesTest(EndToEnd, unittest.TestCase):
-    def test_a_root_that_goes_away_during_runs_ends_them_as_a_missing_root_or_not_at_all(self):
+    def test_a_run_whose_root_moves_away_succeeds_or_reports_the_root_missing_or_unreadable(self):
         for place in range(30):
             self.file(f"{place % 3}/{place}")
         away = self.work.path / "ailleurs"

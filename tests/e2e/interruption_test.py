@@ -46,7 +46,7 @@ class InterruptionTest(EndToEnd, unittest.TestCase):
             self.assertEqual(terminal.cursor(), (0, len(rows), True))
         terminal.judge(judgement)
 
-    def test_the_next_run_goes_on_where_it_was_interrupted(self):
+    def test_the_next_run_continues_where_the_interrupted_one_stopped(self):
         self.assert_ended_with(self.interrupted(), KEPT)
 
         undisturbed = self.scan("--no-index")
@@ -58,7 +58,7 @@ class InterruptionTest(EndToEnd, unittest.TestCase):
         self.assertGreater(reused, 0)
         self.assertGreater(computed, 0)
 
-    def test_with_nothing_saved_it_says_only_that_it_was_interrupted(self):
+    def test_an_interrupted_run_without_an_index_says_only_that_it_was_interrupted(self):
         self.assert_ended_with(self.interrupted("--no-index"), PLAIN)
         self.assertEqual(list(self.index.iterdir()), [])
 

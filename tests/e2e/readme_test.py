@@ -75,21 +75,21 @@ class ReadmeTest(EndToEnd, unittest.TestCase):
     def at_home(self, text):
         return text.replace(windows_path(self.clone), HOME)
 
-    def test_every_code_block_has_a_language_that_says_what_it_is(self):
+    def test_every_code_block_is_marked_as_sh_bat_or_text(self):
         languages = re.findall(r"^```(\w*)$", README, re.MULTILINE)[::2]
         self.assertEqual(set(languages) - {*COMMANDS, "text"}, set())
 
-    def test_the_first_command_works_where_nothing_is_prepared(self):
+    def test_the_first_command_works_in_a_fresh_clone(self):
         self.assertEqual((self.first, self.code), ("scripts/scan", 0), self.said)
         rows = re.search(r"^Fennick_\S+\n\n(.*)", self.said, re.DOTALL | re.MULTILINE)[1]
         self.assertEqual(self.at_home(rows), the_block_with("Groupe;"))
 
-    def test_its_report_holds_the_rows_that_are_shown(self):
+    def test_the_report_of_the_first_command_is_the_one_shown(self):
         report, = self.root.parent.glob("*.csv")
         self.assertEqual(self.at_home(report.read_text(encoding="utf-8-sig")),
                          the_block_with("Groupe;"))
 
-    def test_on_a_terminal_the_screen_is_that_of_a_run(self):
+    def test_the_screen_shown_is_that_of_a_run_on_a_terminal(self):
         terminal = Terminal(self.work, self.display, "--stats")
         self.addCleanup(terminal.close)
         terminal.wait_for_text(PAUSE)
@@ -112,7 +112,7 @@ class ReadmeTest(EndToEnd, unittest.TestCase):
                 self.assertEqual((run.code, run.stderr), (0, b""))
                 self.assertIn("Doublons trouvés : 3\n", run.after_banner.decode())
 
-    def test_every_other_command_names_what_there_is_or_is_said_to_be_untried(self):
+    def test_every_other_command_names_an_existing_program_and_preset_or_is_marked_untried(self):
         """`scripts/prove commands` runs them, each in a fresh clone."""
         presets = {preset["name"] for preset in
                    json.loads((PROJECT / "CMakePresets.json").read_text())["configurePresets"]}

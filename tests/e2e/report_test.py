@@ -27,7 +27,7 @@ def setUpModule():
 class CorpusTest(unittest.TestCase):
     """The tree is worth scanning: without these the comparisons could agree on nothing."""
 
-    def test_the_tree_holds_what_makes_duplicates_hard_to_find(self):
+    def test_the_tree_has_many_groups_every_boundary_size_long_paths_and_rare_characters(self):
         paths = [path for _, paths in corpus.expected.groups for path in paths]
         sizes = {size for size, _ in corpus.expected.groups}
         self.assertGreaterEqual(corpus.expected.documents, 2000)
@@ -37,7 +37,7 @@ class CorpusTest(unittest.TestCase):
         self.assertGreater(max(map(len, paths)), 800)
         self.assertTrue(any(ord(character) > 0xFFFF for path in paths for character in path))
 
-    def test_the_report_is_longer_than_the_block_in_which_it_is_written(self):
+    def test_the_report_is_longer_than_the_buffer_of_its_writer(self):
         self.assertGreater(len(corpus.expected.csv), 262_144)
 
     def test_the_reference_folds_case_by_code_unit_before_it_compares(self):
@@ -59,10 +59,10 @@ class ReportTest(EndToEnd, unittest.TestCase):
     def test_64_workers_comparing_bytes_find_what_the_reference_finds(self):
         self.scan_corpus("-j", "64", "--verify-bytes")
 
-    def test_a_run_without_an_index_finds_the_same(self):
+    def test_a_run_without_an_index_finds_what_the_reference_finds(self):
         self.scan_corpus("--no-index")
 
-    def test_a_second_run_with_the_index_of_the_first_finds_the_same(self):
+    def test_a_second_run_with_the_index_of_the_first_finds_what_the_reference_finds(self):
         index = {"LARKSPINE_INDEX_DIRECTORY": windows_path(self.work.new_folder("kept-index"))}
         self.scan_corpus("--rebuild-index", environment=index)
         self.scan_corpus(environment=index)
@@ -76,7 +76,7 @@ class SmallTreeTest(EndToEnd, unittest.TestCase):
         self.assertEqual((run.code, len(run.report), run.report), (0, 50, reference.HEADER))
         self.assert_summary(run, 0, 0)
 
-    def test_no_duplicate_is_said_so_and_still_reported(self):
+    def test_without_duplicates_the_summary_says_so_and_the_report_is_the_header_alone(self):
         self.file("un", b"1")
         self.file("deux", b"2")
         run = self.scan()
@@ -104,7 +104,7 @@ class SmallTreeTest(EndToEnd, unittest.TestCase):
         self.assert_rows(run)
         self.assert_summary(run, 1, 0)
 
-    def test_names_that_differ_only_in_case_are_files_of_their_own(self):
+    def test_names_that_differ_only_in_case_are_separate_files(self):
         # Windows has folders that tell case apart; here every folder does.
         for name in ("b.txt", "a.txt", "A.txt", "B/x", "b/x"):
             self.file(name)
@@ -115,7 +115,7 @@ class SmallTreeTest(EndToEnd, unittest.TestCase):
                          (1, "Doublon", "b\\x", 7))
         self.assert_summary(run, 6, 4)
 
-    def test_double_quotes_are_doubled(self):
+    def test_double_quotes_in_a_name_are_doubled(self):
         # Wine lists such names, which Windows does not allow, and opens none of them: the files
         # that hold something drop out, the empty ones need not be read.
         for name in ('"', 'dit "vide"', "rien"):
@@ -128,7 +128,7 @@ class SmallTreeTest(EndToEnd, unittest.TestCase):
                          (2, "Doublon", "plein aussi", 7))
         self.assert_summary(run, 6, 3)
 
-    def test_an_index_of_before_a_change_does_not_hide_the_change(self):
+    def test_an_index_from_before_a_change_does_not_hide_the_change(self):
         index = {"LARKSPINE_INDEX_DIRECTORY": windows_path(self.work.new_folder("kept-index"))}
         for name in ("a", "b", "c", "d"):
             self.file(name)
@@ -215,7 +215,7 @@ class OutputTest(EndToEnd, unittest.TestCase):
         self.assertEqual((shown, run.reports), (windows_path(report), ()))
         self.assertEqual(report.read_bytes(), reference.HEADER)
 
-    def test_the_summary_comes_before_whatever_the_statistics_add(self):
+    def test_the_summary_comes_before_the_statistics(self):
         self.file("a")
         self.file("b")
         run = self.scan("--stats")

@@ -8,7 +8,7 @@ from program import completed, exe, wine, wine_environment
 NOT_ACCESSIBLE = "Impossible d’accéder au dossier sélectionné."
 
 class ArgumentTest(EndToEnd, unittest.TestCase):
-    def test_a_wildcard_is_no_name_of_a_folder_that_it_matches(self):
+    def test_a_wildcard_does_not_name_a_folder_that_it_matches(self):
         (self.root / "images").mkdir()
         for pattern in ("i*", "image?", "*", "[i]mages", "i*\\"):
             with self.subTest(pattern=pattern):
@@ -36,7 +36,7 @@ class SettingTest(EndToEnd, unittest.TestCase):
                           r"GetFileAttributes|GetFullPathName|FindFirstFile|GetVolumeInformation)",
                           run.stderr.decode(errors="replace"))
 
-    def test_no_file_call_can_open_a_dialog_or_fetch_from_a_cloud(self):
+    def test_the_error_mode_and_the_placeholder_mode_are_set_before_the_first_file_call(self):
         self.file("a")
         calls = self.calls()
         self.assertEqual(calls[:2], ["SetErrorMode(00000001", "GetProcAddress"])

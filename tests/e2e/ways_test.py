@@ -63,7 +63,7 @@ class CoverageTest(unittest.TestCase):
         steps = {step[0] for shape in every_shape() for step in after(shape)}
         self.assertEqual(steps, {"folder", "rename", "write", "append", "truncate", "remove_tree"})
 
-    def test_the_shapes_differ_in_what_must_be_found(self):
+    def test_there_are_at_least_13_shapes_with_distinct_names(self):
         self.assertEqual(len({shape.name for shape in every_shape()}), len(every_shape()))
         self.assertGreaterEqual(len(every_shape()), 13)
 
@@ -71,7 +71,7 @@ class CoverageTest(unittest.TestCase):
 class WaysTest(EndToEnd, unittest.TestCase):
     maxDiff = 4000
 
-    def test_every_way_to_every_shape_gives_the_same_report(self):
+    def test_every_way_of_scanning_every_shape_gives_the_same_report(self):
         for number, shape in enumerate(every_shape()):
             with self.subTest(shape=shape.name):
                 self.root = self.work.new_folder("forme")

@@ -48,7 +48,7 @@ class BuildTest(unittest.TestCase):
         self.assert_refused(self.configure(self.cmake_package("SHARED"),
                                            "-DLARKSPINE_BLAKE3_SOURCE_DIR=/nonexistent"))
 
-    def test_a_shared_library_that_only_pkg_config_knows_is_refused_too(self):
+    def test_a_shared_library_found_only_by_pkg_config_is_refused_where_there_are_no_sources(self):
         (self.folder / "libblake3.pc").write_text(PKG_CONFIG.format(folder=self.folder))
         (self.folder / "libblake3.dll.a").touch()
         toolchain = self.folder / "toolchain.cmake"
@@ -59,12 +59,12 @@ class BuildTest(unittest.TestCase):
         self.assert_refused(self.configure("--toolchain", str(toolchain),
                                            "-DLARKSPINE_BLAKE3_SOURCE_DIR=/nonexistent"))
 
-    def test_beside_a_shared_library_the_sources_are_taken(self):
+    def test_sources_are_preferred_to_a_shared_library(self):
         code, said = self.configure(self.cmake_package("SHARED"))
         self.assertEqual(code, 0, said)
         self.assertIn("BLAKE3: compiled from", said)
 
-    def test_a_static_library_is_taken(self):
+    def test_an_installed_static_library_is_linked(self):
         code, said = self.configure(self.cmake_package("STATIC"))
         self.assertEqual(code, 0, said)
         self.assertIn("BLAKE3: installed CMake package", said)

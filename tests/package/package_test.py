@@ -68,19 +68,19 @@ class RefusalTest(unittest.TestCase):
         self.assertIn(reason, done.stderr)
         self.assertFalse((self.clone / "build" / "package").exists())
 
-    def test_without_a_guide(self):
+    def test_a_tree_without_a_guide_is_refused(self):
         for guide in GUIDES.values():
             with self.subTest(guide=guide):
                 (self.clone / guide).unlink()
                 self.assert_refused(f"{guide} is missing")
                 (self.clone / guide).write_text("a guide again\n", encoding="utf-8")
 
-    def test_with_a_changed_file(self):
+    def test_a_tree_with_an_uncommitted_change_is_refused(self):
         with open(self.clone / "README.md", "a", encoding="utf-8") as readme:
             readme.write("more\n")
         self.assert_refused("README.md")
 
-    def test_with_a_file_that_was_never_added(self):
+    def test_a_tree_with_an_untracked_file_is_refused(self):
         (self.clone / "src" / "new.cpp").touch()
         self.assert_refused("src/new.cpp")
 
@@ -126,12 +126,12 @@ class PackageTest(EndToEnd, unittest.TestCase):
                                   for entry in other.infolist()})
             self.assertEqual(*(archive.read_bytes() for archive in archives))
 
-    def test_the_program_is_the_very_one_that_all_other_tests_run(self):
+    def test_the_packaged_program_is_the_one_that_all_other_tests_run(self):
         tested = pathlib.Path(required("LARKSPINE_EXE")).read_bytes()
         self.assertEqual(hashlib.sha256(self.program).hexdigest(),
                          hashlib.sha256(tested).hexdigest(), "is that build up to date?")
 
-    def test_it_holds_the_program_the_viewer_the_texts_the_licences_and_the_sums(self):
+    def test_the_package_holds_the_program_the_viewer_the_texts_the_licences_and_the_sums(self):
         names = [entry.filename.removeprefix(NAME + "/") for entry in self.entries]
         self.assertEqual(names, sorted(names))
         self.assertEqual([name for name in names if not name.startswith("licences/")],
@@ -139,14 +139,14 @@ class PackageTest(EndToEnd, unittest.TestCase):
         for name, source in TEXTS.items():
             self.assertEqual((self.unpacked / name).read_bytes(), (PROJECT / source).read_bytes())
 
-    def test_every_file_has_the_time_of_the_commit_and_the_archive_names_both(self):
+    def test_every_file_has_the_time_of_the_commit_and_the_archive_names_version_and_commit(self):
         moment = time.gmtime(COMMITTED)[:6]
         self.assertEqual({entry.date_time for entry in [*self.entries, *self.kit_entries]},
                          {moment})
         commit = git(candidate, "rev-parse", "HEAD").decode().strip()
         self.assertEqual(self.comment, f"larkspine {VERSION}, commit {commit}")
 
-    def test_the_sums_are_those_of_every_other_file(self):
+    def test_the_sums_cover_every_other_file(self):
         for folder in (self.unpacked, self.kit):
             expected = {}
             for path in folder.rglob("*"):
@@ -158,13 +158,13 @@ class PackageTest(EndToEnd, unittest.TestCase):
                              expected)
             self.assertEqual(len(lines), len(expected))
 
-    def test_the_sum_beside_the_archive_is_the_archives(self):
+    def test_the_sum_beside_each_archive_is_its_own(self):
         for archive in [*self.archives, *self.kits]:
             self.assertEqual(archive.with_name(archive.name + ".sha256").read_text(),
                              f"{hashlib.sha256(archive.read_bytes()).hexdigest()}  "
                              f"{archive.name}\n")
 
-    def test_the_kit_holds_the_same_files_the_checking_program_and_its_page(self):
+    def test_the_kit_adds_only_the_checking_program_and_its_page_to_the_package(self):
         ours = {entry.filename.removeprefix(NAME + "/"): entry.CRC for entry in self.entries}
         kits = {entry.filename.removeprefix(KIT + "/"): entry.CRC for entry in self.kit_entries}
         self.assertEqual(set(kits) - set(ours), {"windows_check.exe", "LISEZMOI-README.txt"})
@@ -183,7 +183,7 @@ class PackageTest(EndToEnd, unittest.TestCase):
         self.assertEqual(run.code, 0, run.stdout.decode())
         self.assertEqual(list(place.iterdir()), [])
 
-    def test_the_licence_of_everything_that_is_linked_in_is_there(self):
+    def test_the_licence_of_every_linked_component_is_included(self):
         licences = {path.stem: path.read_text(encoding="utf-8")
                     for path in (self.unpacked / "licences").iterdir()}
         contents = licences["CONTENTS"]
@@ -208,7 +208,7 @@ class PackageTest(EndToEnd, unittest.TestCase):
         refused = self.work.run("--bogus", command=[windows_path(program)])
         self.assert_refused(refused, 1, "Les paramètres fournis ne sont pas valides.")
 
-    def test_its_properties_tell_the_version_of_the_banner(self):
+    def test_the_programs_properties_show_the_version_of_the_banner(self):
         numbers = (*map(int, VERSION.split(".")), 0)
         self.assertEqual(pe_resources.version_numbers(self.resources), (numbers, numbers))
         texts = pe_resources.version_texts(self.resources)
@@ -216,14 +216,14 @@ class PackageTest(EndToEnd, unittest.TestCase):
         self.assertEqual((texts["ProductName"], texts["OriginalFilename"], texts["CompanyName"]),
                          ("Larkspine", "larkspine.exe", "Ostrell"))
 
-    def test_its_icon_is_there_in_every_size(self):
+    def test_the_programs_icon_has_every_size(self):
         images = pe_resources.icon_images(self.resources)
         self.assertEqual([(side, bits) for side, bits, _ in images],
                          [(16, 32), (32, 32), (48, 32), (256, 32)])
         drawn = (PROJECT / "res" / "larkspine.ico").read_bytes()
         self.assertEqual(drawn[6 + 16 * len(images):], b"".join(image for *_, image in images))
 
-    def test_its_manifest_asks_for_no_rights_and_for_long_paths(self):
+    def test_the_programs_manifest_requests_no_rights_and_enables_long_paths(self):
         manifest = xml.etree.ElementTree.fromstring(
             self.resources.only(pe_resources.MANIFEST).rstrip(b"\0"))
         level = manifest.find(".//{urn:schemas-microsoft-com:asm.v3}requestedExecutionLevel")
@@ -232,7 +232,7 @@ class PackageTest(EndToEnd, unittest.TestCase):
             ".//{http://schemas.microsoft.com/SMI/2016/WindowsSettings}longPathAware")
         self.assertEqual(aware.text, "true")
 
-    def test_the_viewer_is_small_and_forbids_all_network(self):
+    def test_the_viewer_is_small_and_forbids_all_network_access(self):
         viewer = (self.unpacked / "rapport.html").read_text(encoding="utf-8")
         self.assertLessEqual(len(viewer.encode()), 200 * 1024)
         policy = re.search(r'http-equiv="Content-Security-Policy" content="([^"]*)"', viewer)[1]
@@ -246,7 +246,7 @@ class PackageTest(EndToEnd, unittest.TestCase):
         for path in (str(shared.path), str(PROJECT), "/usr/", "/build/", "node_modules"):
             self.assertNotIn(path, viewer)
 
-    def test_it_holds_no_path_of_the_machine_that_made_it(self):
+    def test_the_program_holds_no_path_of_the_build_machine(self):
         for path in (str(shared.path), str(PROJECT), "/usr/", "/build/"):
             for encoding in ("utf-8", "utf-16-le"):
                 self.assertEqual(self.program.count(path.encode(encoding)), 0, path)

@@ -45,7 +45,7 @@ class ReleaseNotesTest(unittest.TestCase):
         self.assertEqual((done.returncode, done.stdout), (1, ""))
         self.assertIn(reason, done.stderr)
 
-    def test_it_prints_the_section_of_the_version_and_no_other(self):
+    def test_the_notes_are_the_section_of_the_version_and_no_other(self):
         self.changelog(f"# Changelog\n\n## Unreleased\n\n- new\n\n## {VERSION} (2026-12-01)\n\n"
                        "### Scanning\n\n- one\n\n## 0.0.1\n\n- old\n")
         done = self.notes()
@@ -69,7 +69,7 @@ class ReleaseNotesTest(unittest.TestCase):
                 self.changelog(text)
                 self.assert_refused(f"no section for {VERSION}")
 
-    def test_no_package_is_refused(self):
+    def test_a_missing_or_empty_package_folder_is_refused(self):
         shutil.rmtree(self.packages)
         self.assert_refused("build/package is missing")
         self.packages.mkdir()
@@ -79,7 +79,7 @@ class ReleaseNotesTest(unittest.TestCase):
         self.zip("larkspine-9.9.9-windows-x86_64.zip")
         self.assert_refused("larkspine-9.9.9-windows-x86_64.zip is not of version")
 
-    def test_a_zip_without_its_sum_or_with_another_one_is_refused(self):
+    def test_a_zip_with_a_wrong_or_missing_sum_is_refused(self):
         for name in ZIPS:
             with self.subTest(name=name):
                 self.sum(name, "0" * 64)
