@@ -113,7 +113,7 @@ export const testsIn = (name) => describe(name, () => {
         assert.deepEqual(viewer.wrong, []);
     });
 
-    test("a report that is not ours or is cut off gets one sentence with its line", async () => {
+    test("a foreign or truncated report is refused with one sentence that names the line", async () => {
         const viewer = await open();
         const said = async (file, text) => {
             await viewer.drop(file, Buffer.from(text));
@@ -133,7 +133,7 @@ export const testsIn = (name) => describe(name, () => {
         assert.deepEqual(await viewer.found(), [4, 14]);
     });
 
-    test("hostile names are text, with what is unseen written out", async () => {
+    test("hostile names are shown as text, with invisible characters written out", async () => {
         const viewer = await open("#vue=groupes&texte=C%3A");
         await viewer.openReport(small);
         const paths = await viewer.texts("#groups .file-row .file");
@@ -145,7 +145,7 @@ export const testsIn = (name) => describe(name, () => {
         assert.equal((await viewer.page.$$("main img, main script")).length, 0);
     });
 
-    test("nothing goes to the network, whatever asks", async () => {
+    test("every attempt to load something is blocked by the page's policy", async () => {
         const viewer = await open();
         await viewer.openReport(small);
         const outcomes = await viewer.page.evaluate(async () => {
@@ -164,7 +164,7 @@ export const testsIn = (name) => describe(name, () => {
         assert.deepEqual(outcomes, [["rejected", "rejected", "rejected"], 3]);
     });
 
-    test("filters, and the address that brings the view back", async () => {
+    test("filters limit the rows, and the address restores them", async () => {
         const viewer = await open("#vue=groupes");
         await viewer.openReport(made);
         await viewer.type("Texte du chemin", "factures 1");
@@ -184,7 +184,7 @@ export const testsIn = (name) => describe(name, () => {
         assert.equal((await again.found())[1], rows.length);
     });
 
-    test("a rule, the saved file and the file loaded again agree", async () => {
+    test("the selection of a rule is the same on the page, in the saved file and loaded again", async () => {
         const folder = Object.keys(reference(made).totals.folders).find((path) => /^D:\\[^\\]+\\$/.test(path));
         const [rows] = reference(made, [{ filter: { text: "photos" },
                                           rule: { kind: "keepBelow", folder } }]).answers;
@@ -233,7 +233,7 @@ export const testsIn = (name) => describe(name, () => {
         assert.deepEqual(await other.selection(), [0, 0]);
     });
 
-    test("by keyboard alone: choose, be refused, ignore, come back", async () => {
+    test("the keyboard alone chooses files, is refused the last copy, and ignores a group", async () => {
         const viewer = await open("#vue=groupes");
         await viewer.openReport(small);
         await viewer.page.focus("#groups");
@@ -265,7 +265,7 @@ export const testsIn = (name) => describe(name, () => {
         assert.deepEqual(await next.found(), [0, 0]);
     });
 
-    test("a click on a folder and on a pair leads to their groups", async () => {
+    test("opening a folder or a pair leads to its groups", async () => {
         const viewer = await open("#vue=dossiers");
         await viewer.openReport(small);
         await viewer.page.evaluate(() => [...document.querySelectorAll(".area")]
@@ -297,7 +297,7 @@ export const testsIn = (name) => describe(name, () => {
         assert.equal(await viewer.page.$eval("#groups", (grid) => grid.scrollTop), 0);
     });
 
-    test("axe finds nothing in any view, light or dark, in either language", async () => {
+    test("axe finds no violation in any view, light or dark, in either language", async () => {
         for (const scheme of name === "chromium" ? ["light", "dark"] : ["light"]) {
             const viewer = await open();
             if (name === "chromium")
@@ -344,7 +344,7 @@ export const testsIn = (name) => describe(name, () => {
         assert.equal((await viewer.page.$$(".printed-group")).length, 4);
     });
 
-    test("no test has left a message of an error on a page", () => {
+    test("no test has left an error message on a page", () => {
         const allowed = /Content Security Policy|Content-Security-Policy/; // of the test that provokes them
         assert.deepEqual(pages.flatMap((viewer) => viewer.wrong).filter((text) => !allowed.test(text)), []);
     });

@@ -31,7 +31,7 @@ test("a saved selection is read back by Python's reader and by the page", async 
     assert.deepEqual(rowsOfChoices(report, choices), odd.map((_, at) => at + 1));
 });
 
-test("a choice of another path or another size is none of this report", async () => {
+test("a saved choice whose path or size is not in the report is dropped", async () => {
     const before = await reportOf([3, "C:\\a", "C:\\b", "C:\\c"], [4, "C:\\d", "C:\\e"]);
     const selection = new Selection(before);
     selection.change([], [1, 2, 4]);
@@ -40,7 +40,7 @@ test("a choice of another path or another size is none of this report", async ()
     assert.deepEqual(rowsOfChoices(after, await readChoices(new Blob([text]))), [1]);
 });
 
-test("what is no saved selection is refused with its line", async () => {
+test("a file that is no saved selection is refused with the number of the wrong line", async () => {
     const head = "\ufeffChoix;Groupe;Chemin complet;Taille en octets\r\n";
     const bound = head + `Rapport;;"${SUM}";1\r\n`;
     for (const [text, expected] of [

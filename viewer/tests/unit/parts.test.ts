@@ -21,7 +21,7 @@ import { ScaledScroll } from "../../src/view/scaled_scroll";
 import { visible } from "../../src/view/visible_text";
 import { chance, reportOf } from "./support";
 
-test("SHA-256 in pieces is the system's", () => {
+test("SHA-256 computed in pieces equals the system's", () => {
     const next = chance(5);
     for (const size of [0, 1, 55, 56, 63, 64, 65, 119, 120, 1000, 70_001]) {
         const bytes = Uint8Array.from({ length: size }, () => next(256));
@@ -35,7 +35,7 @@ test("SHA-256 in pieces is the system's", () => {
     }
 });
 
-test("numbers are sorted falling, equal ones in their order", () => {
+test("numbers are sorted in falling order, and equal ones keep their order", () => {
     const next = chance(9);
     const keys = Float64Array.from({ length: 5000 }, () =>
         [0, 1, 2 ** 40 + next(3), next(70_000), next(10) / 7, Number.MAX_SAFE_INTEGER][next(6)]!);
@@ -44,7 +44,7 @@ test("numbers are sorted falling, equal ones in their order", () => {
     assert.deepEqual([...fallingOrder(new Float64Array(0))], []);
 });
 
-test("texts come back, with their length in units", () => {
+test("texts are read back from a column, with their length in code units", () => {
     const texts = ["", "a", "É", "€uro", "😀.İ", "\0", "x".repeat(100_000)];
     const writer = new TextColumnWriter();
     for (const text of texts) writer.add(text);
@@ -55,7 +55,7 @@ test("texts come back, with their length in units", () => {
     });
 });
 
-test("extensions and folders above are told from the path", () => {
+test("a path gives its extension and its parent folder", () => {
     const cases: [string, string][] = [
         ["a.jpg", "jpg"], ["a.JPG", "jpg"], [".profil", ""], ["a.", ""], ["a", ""], ["a.tar.gz", "gz"],
         ["M. Dupont", ""], ["a.sixteen_letters_", ""], ["a.fifteen_letters", "fifteen_letters"]];
@@ -65,7 +65,7 @@ test("extensions and folders above are told from the path", () => {
         assert.equal(parentOf(folder), above, folder);
 });
 
-test("a folder is found with and without its last backslash, and no other", async () => {
+test("a folder is found with and without its last backslash; other paths are not", async () => {
     const report = await reportOf([1, "C:\\a\\x", "C:\\a b\\x"], [2, "\\\\srv\\p\\y", "C:\\é\\y"]);
     for (let at = 0; at < report.folderCount; ++at) {
         const path = folderPath(report, at);
@@ -76,7 +76,7 @@ test("a folder is found with and without its last backslash, and no other", asyn
         assert.equal(findFolder(report, path), -1, path);
 });
 
-test("folders of the same hash are told apart", async () => {
+test("folders with the same hash get different numbers", async () => {
     const ids = new FolderIds();
     const [one, other] = ["C:\\046wu\\", "C:\\0bwfa\\"].map((path) => new TextEncoder().encode(path));
     assert.deepEqual([ids.idOf(one!, 9), ids.idOf(other!, 9), ids.idOf(one!, 9), ids.idOf(one!, 3)],
@@ -84,7 +84,7 @@ test("folders of the same hash are told apart", async () => {
     assert.deepEqual(ids.paths(), ["", "C:\\046wu\\", "C:\\0bwfa\\", "C:\\"]);
 });
 
-test("a text is found in names, not across two of them", async () => {
+test("a text is found within a path, never across two of them", async () => {
     const report = await reportOf([1, "C:\\xab", "C:\\cdx"], [2, "C:\\XBC", "C:\\bcbc"]);
     const found = (text: string): number[] => [...findMatches(report, { ...NO_FILTER, text },
                                                               new Uint8Array(2)).rows];
@@ -106,7 +106,7 @@ test("the deepest path that Windows allows is read, and its tree opened", async 
     assert.equal(tree.lines.length, 259);
 });
 
-test("pairs leave out a content in too many folders, and say when the table is full", async () => {
+test("pairs leave out contents in too many folders, and count what a full table refuses", async () => {
     const spread = (count: number, size: number): [number, ...string[]] =>
         [size, ...Array.from({ length: count }, (_, at) => `C:\\${at + 100}\\x${size}`)] as never;
     const { groupStart, groupSize, folder, rowCount } = await reportOf(spread(65, 9), spread(3, 5),
@@ -119,7 +119,7 @@ test("pairs leave out a content in too many folders, and say when the table is f
     assert.deepEqual([full.refused, full.first.length], [2, 4]);
 });
 
-test("an address brings back what was shown", () => {
+test("an address restores the view, its order, its filter and the language", () => {
     const place = {
         view: "groups" as const, order: "size" as const, language: "en" as const,
         filter: {
@@ -133,7 +133,7 @@ test("an address brings back what was shown", () => {
     assert.deepEqual(readAddress("#vue=x&tri=y&min=-3&max=1e9&statut=z&paire=a&langue=de"), START);
 });
 
-test("the lines of groups are found wherever they are", () => {
+test("every line of the list gives its group and row, and every group its line", () => {
     const lines = new GroupLines(Uint32Array.of(2, 0, 1), Uint32Array.of(0, 2, 5, 7),
                                  Uint8Array.of(1, 0, 0));
     assert.deepEqual(Array.from({ length: lines.count }, (_, at) => {
@@ -143,7 +143,7 @@ test("the lines of groups are found wherever they are", () => {
     assert.deepEqual([0, 1, 2].map((group) => lines.lineOf(group)), [3, 4, 0]);
 });
 
-test("folders differ between what all begin with and what all end with", () => {
+test("the difference of folders excludes their common beginning and end", () => {
     const parts = (...folders: string[]): string[] => {
         const { lead, tail } = findDifference(folders);
         return folders.map((folder) => folder.slice(lead, folder.length - tail));
@@ -157,7 +157,7 @@ test("folders differ between what all begin with and what all end with", () => {
     assert.deepEqual(parts("C:\\a\\"), [""]);
 });
 
-test("a long list scrolls by the pixel, jumps by share, and reaches both ends", () => {
+test("a long list scrolls by pixels, jumps in proportion, and reaches both ends", () => {
     const scroll = new ScaledScroll(8000, 1000);
     scroll.setSize(100_000, 500);
     assert.equal(scroll.height, 8000);
@@ -183,7 +183,7 @@ test("a long list scrolls by the pixel, jumps by share, and reaches both ends", 
     }
 });
 
-test("the wheel alone gets from one end to the other, without rest", () => {
+test("the wheel alone scrolls a long list from one end to the other", () => {
     const scroll = new ScaledScroll(8000, 1000);
     scroll.setSize(100_000, 500);
     let bar = 0;
@@ -195,7 +195,7 @@ test("the wheel alone gets from one end to the other, without rest", () => {
     assert.ok(turns >= 995 && turns < 1100, `${turns} turns`);
 });
 
-test("signs that show nothing or turn the direction are written out", () => {
+test("control characters, invisible ones and direction marks are written out", () => {
     assert.equal(visible("a\u202egpj.exe"), "a⟨U+202E⟩gpj.exe");
     assert.equal(visible("\u0000\t\r\n\u007f\u00ad\u200b\u2066\ufeff\u{e0041}"),
                  ["0000", "0009", "000D", "000A", "007F", "00AD", "200B", "2066", "FEFF", "E0041"]
@@ -203,7 +203,7 @@ test("signs that show nothing or turn the direction are written out", () => {
     assert.equal(visible("été 日本 😀 <b>&amp;"), "été 日本 😀 <b>&amp;");
 });
 
-test("numbers are written as in each language", () => {
+test("numbers are written by the rules of each language", () => {
     const french = new Words("fr");
     assert.equal(french.bytes(1234), "1,21\u00a0Kio");
     assert.deepEqual([0, 1023, 1024, 10_240, 2 ** 30 * 3.456].map((n) => new Words("en").bytes(n)),
@@ -213,7 +213,7 @@ test("numbers are written as in each language", () => {
     assert.equal(new Words("en").files(0), "0 files");
 });
 
-test("French texts use typographic apostrophes and no text is left in the other language", () => {
+test("French texts use typographic apostrophes, and no text is left untranslated", () => {
     const flat = (part: unknown, name: string): [string, string][] =>
         typeof part === "function" ? [[name, String((part as (...a: string[]) => string)("1", "2"))]]
             : typeof part === "object" && part !== null

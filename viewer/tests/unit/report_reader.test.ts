@@ -20,14 +20,14 @@ test("a report without duplicates is the header alone", async () => {
     assert.deepEqual([report.rowCount, report.groupCount, report.folderCount], [0, 0, 1]);
 });
 
-test("what is not a report says so for line 1", async () => {
+test("a file that is not a report is refused on line 1", async () => {
     for (const text of ["", "\ufeff", "PK\u0003\u0004", "a;b\r\n", HEADER.slice(0, -2), HEADER.slice(0, 20),
                         "\ufeffGroupe;Statut;Chemin;Taille\r\n"])
         assert.equal(await problemOf(text), "header 1", JSON.stringify(text));
     assert.equal(await problemOf(Uint8Array.of(0xff, 0xfe, 10, 0x41)), "header 1");
 });
 
-test("a refused line is told with its number and its reason", async () => {
+test("a refused line is reported with its number and its reason", async () => {
     const row = (text: string): string => csvOf([5, "C:\\a", "C:\\b"]) + text + "\r\n";
     const cases: [string, string][] = [
         ["2;Original;\"C:\\c\"", "fields 4"], ["", "fields 4"], ["a;b;c;d;e", "fields 4"],
@@ -46,12 +46,12 @@ test("a refused line is told with its number and its reason", async () => {
     for (const [text, expected] of cases) assert.equal(await problemOf(row(text)), expected, text);
 });
 
-test("a path with a line end counts as the lines that an editor shows", async () => {
+test("line numbers count the line ends inside paths, as an editor does", async () => {
     const text = csvOf([5, "C:\\a\nb\nc", "C:\\b"]);
     assert.equal(await problemOf(text + "x\r\n"), "fields 6");
 });
 
-test("bytes that are no UTF-8 are found on their line", async () => {
+test("bytes that are not UTF-8 are refused on their line", async () => {
     const bytes = new TextEncoder().encode(csvOf([5, "C:\\a", "C:\\b"], [6, "C:\\c", "C:\\X"]));
     bytes[bytes.lastIndexOf(0x58)] = 0xff;
     assert.equal(await problemOf(bytes), "utf8 5");
@@ -71,7 +71,7 @@ test("a report that ends anywhere within a line or a group is refused", async ()
     }
 });
 
-test("a byte that changes anywhere is seen alike by the second implementation", async () => {
+test("after a change of any byte the reader and the second implementation agree", async () => {
     const bytes = new TextEncoder().encode(WHOLE);
     const next = chance(7);
     const signs = [...new TextEncoder().encode("\"; \r\n0129\\aO"), 0xc3, 0xff];
@@ -93,7 +93,7 @@ test("a byte that changes anywhere is seen alike by the second implementation", 
     assert.ok(refused > 200 && refused < 600, `${refused} refused`);
 });
 
-test("pieces of the file meet anywhere", async () => {
+test("a report is read whole when two pieces of the file meet within a character", async () => {
     // Longer than two pieces, of characters of several bytes, so that both borders fall within one.
     const groups = Array.from({ length: 9000 }, (_, at) =>
         [at + 1, `C:\\${"é\"€😀".repeat(25)}\\${at}`, `D:\\${"ü".repeat(200)}\\${at}`] as const);

@@ -23,7 +23,7 @@ function assertHolds(report: Report, selection: Selection): void {
     assert.deepEqual([selection.count, selection.bytes], [count, bytes]);
 }
 
-test("the last copy of a group is refused, and a file without a path", async () => {
+test("choosing the last copy of a group or a file without a path is refused", async () => {
     const report = await reportOf([7, "C:\\a", "C:\\b"], [9, "", "C:\\c"]);
     const selection = new Selection(report);
     assert.equal(selection.change([], [0, 1]), 1);
@@ -49,7 +49,7 @@ test("undo takes back one change after the other", async () => {
     assert.deepEqual(seen, [[0, 2], [1, 2], []]);
 });
 
-test("a preview changes nothing, not even what can be undone", async () => {
+test("a preview changes neither the selection nor its undo history", async () => {
     const selection = new Selection(await reportOf([7, "C:\\a", "C:\\b", "C:\\c"]));
     for (let round = 0; round < 101; ++round)
         selection.change(round % 2 === 0 ? [] : [1], round % 2 === 0 ? [1] : []);
@@ -61,7 +61,7 @@ test("a preview changes nothing, not even what can be undone", async () => {
     assert.equal(steps, 100);
 });
 
-test("whatever is done in whatever order, one copy of each group stays", async () => {
+test("one copy of each group stays after any sequence of changes", async () => {
     const next = chance(3);
     const groups = Array.from({ length: 40 }, (_, at) => {
         const count = 2 + next(4);
@@ -97,7 +97,7 @@ test("a rule chooses nothing that the filter does not show", async () => {
     assert.deepEqual([off, on], [[0], [2]]);
 });
 
-test("marking below a folder where all copies are leaves the first", async () => {
+test("marking below a folder that holds all copies of a group leaves the first one", async () => {
     const report = await reportOf([7, "C:\\a\\1", "C:\\a\\2"], [8, "C:\\a\\3", "D:\\3"]);
     const selection = new Selection(report);
     const matches = findMatches(report, NO_FILTER, new Uint8Array(2));
