@@ -1,5 +1,5 @@
-"""A repository of its own that holds the files of the working tree, committed, with nothing built: so
-that a change is tested as a stranger meets it, before it is committed."""
+"""A fresh repository with the files of the working tree, committed and with nothing built. A change is
+tested there as in a new clone, before it is committed."""
 import os
 import pathlib
 import shutil

@@ -18,7 +18,7 @@ class ConsoleCase(EndToEnd):
         return terminal
 
     def assert_block(self, rows, documents=None, duplicates=None):
-        """One whole block on the screen, whose bar says what its percentage says."""
+        """Exactly one block is on the screen, and its bar agrees with its percentage."""
         self.assertEqual(sum(row.startswith("Analyse : [") for row in rows), 1, rows)
         at = block_row(rows)
         lines = [pattern.fullmatch(row.rstrip()) for pattern, row in zip(BLOCK, rows[at:])]
@@ -32,7 +32,7 @@ class ConsoleCase(EndToEnd):
         return at
 
     def assert_pauses(self, terminal, code):
-        """The program waits with a visible cursor behind its request, and Enter ends it."""
+        """The program waits with a visible cursor after its prompt, and Enter ends it."""
         self.assertEqual(terminal.code, None)
         terminal.judge(lambda rows: self.assertEqual(rows[-1].rstrip(), PAUSE))
         terminal.judge(lambda rows: self.assertEqual(
@@ -73,7 +73,7 @@ class ProgressTest(ConsoleCase, unittest.TestCase):
         self.assertTrue("\n".join(rows[:place]).endswith(BANNER_END.decode().rstrip("\n") + "\n"))
         report, = terminal.folder.glob("*.csv")
         below = summary(2 * self.PAIRS, self.PAIRS, windows_path(report)).decode().split("\n")
-        # A path longer than a row goes on in the next one.
+        # A path longer than a row continues in the next one.
         shown = "\n".join(row.rstrip() for row in rows[place + 4:])
         self.assertEqual(shown.replace("\n", ""), "".join(below) + PAUSE)
         self.assertTrue(shown.startswith("\n".join(below[:4])), rows)
@@ -81,7 +81,7 @@ class ProgressTest(ConsoleCase, unittest.TestCase):
 
 
 class PauseTest(ConsoleCase, unittest.TestCase):
-    """When a console window of its own is kept open, and when nothing is waited for."""
+    """When the program waits before its console window closes, and when it does not."""
 
     def test_a_refused_run_in_its_own_console_waits_for_enter(self):
         for arguments, code, message in (

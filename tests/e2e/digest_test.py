@@ -11,8 +11,8 @@ from program import Workspace, required, run_helper, skip, windows_path
 SAMPLE_PREFIX = b"larkspine sample fingerprint v1"
 REGION = 65536
 
-# The edges of blocks (64), of chunks (1024) and of what the vector code takes at a time, besides
-# those of the regions and of the read requests.
+# The edges of blocks (64), of chunks (1024), of the chunks that the vector code takes together, of the
+# sampled regions and of the read requests.
 SIZES = tuple(sorted({*tree.BOUNDARY_SIZES, 2, 3, 63, 64, 65, 127, 128, 129, 1023, 1024, 1025, 2048,
                       2049, 3073, 4097, 8192, 8193, 16384, 16385, 31744, 100_000, 131_074, 196_608,
                       2_097_152, 2_097_153, 3_145_727, 5_000_003}))
@@ -25,7 +25,7 @@ def contents(size):
 
 
 def sample_input(whole):
-    """What a sample fingerprint is the hash of."""
+    """The bytes that a sample fingerprint hashes."""
     regions = whole if len(whole) <= 2 * REGION else whole[:REGION] + whole[-REGION:]
     return SAMPLE_PREFIX + struct.pack("<Q", len(whole)) + regions
 

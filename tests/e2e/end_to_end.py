@@ -1,4 +1,4 @@
-"""The words in which the end-to-end tests are written, to be mixed into test cases."""
+"""The steps and assertions of the end-to-end tests, a mixin for test cases."""
 import contextlib
 
 import reference
@@ -30,7 +30,7 @@ class EndToEnd:
         with lock_helper(self.root / name for name in names) as (helper, said):
             self.assertEqual(said, b"locked")
             yield
-            helper.stdin.close()  # lets go
+            helper.stdin.close()  # releases the files
 
     def assert_rows(self, run, *rows):
         """The run succeeded with exactly these rows: (group, status, path below the root, size)."""

@@ -59,7 +59,7 @@ class FolderTest(EndToEnd, unittest.TestCase):
 
 
 class PermissionTest(EndToEnd, unittest.TestCase):
-    """Codes 3 and 4 where permissions bind the program, and what they do not stop."""
+    """Codes 3 and 4 under file permissions, and scans that permissions do not stop."""
 
     @classmethod
     def setUpClass(cls):
@@ -230,7 +230,8 @@ class ExclusionTest(EndToEnd, unittest.TestCase):
 
 
 class DefaultFolderTest(EndToEnd, unittest.TestCase):
-    """No folder named: drive C: without the Windows folder. On a prefix whose drive C: is small."""
+    """Without a folder argument, drive C: is scanned except its Windows folder. Runs on a prefix with a
+    small drive C:."""
 
     def setUp(self):
         super().setUp()

@@ -1,4 +1,4 @@
-"""What somebody else could leave in a run's way, and what comes of it."""
+"""Hostile input: misleading names, huge sparse files, planted index files and planted libraries."""
 import csv
 import io
 import os
@@ -16,8 +16,8 @@ TAIL_SIZE = 135
 
 
 class HostileNameTest(EndToEnd, unittest.TestCase):
-    """Names made to mislead a spreadsheet or a terminal. Empty files, because Wine lists but does
-    not open names that hold what Windows forbids in them."""
+    """Names made to mislead a spreadsheet or a terminal. The files are empty, because Wine lists a file
+    whose name Windows forbids, but does not open it."""
 
     NAMES = ("=1+1", "+1", "-1", "@SUM(A1)", "=cmd|' -C calc'!A0", "a;=1+1;b", "a,=1+1,b", 'a";"b',
              '"', "a\tb", "a\r\nb;c", "\x1b[2J\x1b[31mrouge", "\x1b]0;titre\x07", "gpj\u202eexe.a",
@@ -61,7 +61,7 @@ class SparseFileTest(EndToEnd, unittest.TestCase):
 
 
 class PlantedIndexTest(EndToEnd, unittest.TestCase):
-    """Another hand in the folder of the index."""
+    """Somebody else writes to the folder of the index."""
 
     def setUp(self):
         super().setUp()
@@ -76,7 +76,7 @@ class PlantedIndexTest(EndToEnd, unittest.TestCase):
         return path
 
     def claim_one_digest(self):
-        """Gives every entry of the index the digests of the last one."""
+        """Gives every entry of the index the digests of the last entry."""
         stored = bytearray(self.index_path().read_bytes())
         root_length, = struct.unpack_from("<I", stored, 37)
         count, = struct.unpack_from("<Q", stored, 29)
@@ -96,7 +96,8 @@ class PlantedIndexTest(EndToEnd, unittest.TestCase):
         self.file("b", b"un autre !")
         self.assert_rows(self.scan())
         self.claim_one_digest()
-        # Before any full hash nothing is known to be equal: the samples only bring the files there.
+        # The first scan computed no full digests. Equal samples only make this one compute them, and they
+        # differ.
         self.assert_rows(self.scan())
         self.claim_one_digest()
         believed = ((1, "Original", "a", 10), (1, "Doublon", "b", 10))
@@ -142,11 +143,11 @@ class PlantedIndexTest(EndToEnd, unittest.TestCase):
 
 
 class ImportTest(unittest.TestCase):
-    """A library that lies in the current or the program's own folder must not get in."""
+    """A library planted in the current or the program's own folder must not be loaded."""
 
-    # Windows takes these from its own folder, whatever lies elsewhere. The third is one that the
-    # runtime would load for random numbers, which the program never asks for. The last is in every
-    # process before its program is; it is looked up there and not loaded.
+    # Windows loads these from its own folder, whatever lies elsewhere. The runtime would load advapi32
+    # for random numbers, which the program never uses. ntdll is in every process from the beginning;
+    # the program looks it up there and does not load it.
     IMPORTED = {"kernel32.dll", "msvcrt.dll"}
     KNOWN = IMPORTED | {"advapi32.dll", "ntdll.dll"}
 
@@ -163,7 +164,7 @@ class ImportTest(unittest.TestCase):
 
 
 def imported_libraries(image):
-    """The libraries that a 64-bit program imports, in lower case; it must load none late."""
+    """The libraries that a 64-bit program imports, in lower case. Delayed imports are an error."""
     header, = struct.unpack_from("<I", image, 0x3C)
     sections, optional_size = struct.unpack_from("<H12xH", image, header + 6)
     table = header + 24 + optional_size
@@ -179,7 +180,7 @@ def imported_libraries(image):
     imports, = struct.unpack_from("<I", image, directories + 8)
     late, = struct.unpack_from("<I", image, directories + 8 * 13)
     if late:
-        raise ValueError("the program loads libraries late")
+        raise ValueError("the program has delayed imports")
     found = set()
     place = at(imports)
     while (library := struct.unpack_from("<I", image, place + 12)[0]) != 0:

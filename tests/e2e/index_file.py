@@ -1,4 +1,4 @@
-"""Reading an index file, after docs/index-format.md; and the digests that must be in it."""
+"""Reads an index file by docs/index-format.md, and computes the digests that it must hold."""
 import dataclasses
 import pathlib
 import struct
@@ -7,7 +7,7 @@ import tempfile
 from digest_test import b3sums, sample_input
 
 HEADER = struct.Struct("<8sIBQqQI")
-# From the flag of the identity to the full digest.
+# The fields from the flag of the identity to the full digest.
 FIXED = struct.Struct("<BQ16sQIQQQQB32sB32s")
 
 
@@ -24,7 +24,7 @@ def read_index(path):
     stored = pathlib.Path(path).read_bytes()
     magic, version, _, _, _, count, root_length = HEADER.unpack_from(stored)
     if (magic, version) != (b"LRKIDX01", 1):
-        raise ValueError(f"{path} is no index")
+        raise ValueError(f"{path} is no index file")
     place = HEADER.size + 2 * root_length
     entries = {}
     for _ in range(count):
@@ -36,7 +36,7 @@ def read_index(path):
         entries[name.removeprefix("\\\\?\\")] = Entry(
             size, last_write, sample.hex() if has_sample else "", full.hex() if has_full else "")
     if place != len(stored):
-        raise ValueError(f"{path} goes on after its entries")
+        raise ValueError(f"{path} has bytes after its entries")
     return entries
 
 

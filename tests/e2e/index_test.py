@@ -1,4 +1,4 @@
-"""Runs that remember: what the index saves the next run, and what it must never cost."""
+"""Runs with an index: the work that it saves the next run, and the errors that it must never cause."""
 import os
 import struct
 import unittest
@@ -42,7 +42,7 @@ class SecondRunTest(IndexCase, unittest.TestCase):
         expected = reference.scan(self.root, self.display)
         first = self.scan()
         self.assert_reports(first, expected)
-        # Held without sharing, a candidate that were opened would drop out of its group.
+        # The files are locked: a candidate that the run opened would drop out of its group.
         candidates = [path.removeprefix(self.display + "\\").replace("\\", "/")
                       for _, paths in expected.groups for path in paths][::7]
         with self.locked(*candidates):

@@ -1,4 +1,4 @@
-"""Scans of a tree that a writer changes meanwhile: see tree_changer.py for what it does to the files."""
+"""Scans of a tree that tree_changer.py changes meanwhile."""
 import contextlib
 import os
 import threading
@@ -33,7 +33,7 @@ class WhileFilesChangeTest(EndToEnd, unittest.TestCase):
         self.writer = Writer(self.root, SEED)
         self.known = {}  # digests by contents
         self.know(CONTENTS)
-        # A file that changes between two reads gives the digest of what was read, a mixture.
+        # A file that changes between two reads gets the digest of a mixture of both states.
         self.know({first[:cut] + second[cut:] for first in CONTENTS for second in CONTENTS
                    for cut in LENGTHS if cut <= len(first)})
 
@@ -62,8 +62,8 @@ class WhileFilesChangeTest(EndToEnd, unittest.TestCase):
         self.assertGreater(locks, 0)
 
     def check_groups(self, run):
-        """Files that nobody touched are in their groups, and in no others; the others were equal to
-        the first of their group at some time."""
+        """Unchanged files are in exactly their groups. Every other file was equal to the first of its
+        group at some moment."""
         groups = {}
         for row in run.report.decode("utf-8-sig").split("\r\n")[1:-1]:
             number, _, path, size = row.split(";")
@@ -78,14 +78,14 @@ class WhileFilesChangeTest(EndToEnd, unittest.TestCase):
     def check_group(self, size, held, paths):
         for contents, path in zip(held, paths):
             self.assertIn(size, map(len, contents), path)
-            # Of an empty file nothing is read, so it need not be like the others at one moment.
+            # An empty file is not read, so it need not have been empty at the same moment as the others.
             self.assertTrue(contents & held[0] if size else b"" in contents, paths)
 
     def held(self, display):
         return self.writer.possible(display.removeprefix(self.display + "\\").replace("\\", "/"))
 
     def check_index_of_changing_files(self):
-        """Each digest is that of something that the file held, or of pieces of such states."""
+        """Each digest is that of contents that the file held, or of a mixture of two of them."""
         for path, entry in self.entries().items():
             held = self.held(path)
             if not held:
@@ -112,7 +112,7 @@ class WhileFilesChangeTest(EndToEnd, unittest.TestCase):
             sample, full = self.known[data]
             self.assertEqual(entry.size, len(data))
             self.assertIn((entry.sample, entry.full), {("", ""), (sample, ""), (sample, full)}, path)
-        # Each that is in a group of files with contents has both.
+        # Each file in a group of files that are not empty has both digests.
         for size, paths in reference.scan(self.root, self.display).groups:
             for path in paths if size else ():
                 self.assertTrue(entries[path].sample and entries[path].full, path)
@@ -124,7 +124,7 @@ class WhileFilesChangeTest(EndToEnd, unittest.TestCase):
 
 @contextlib.contextmanager
 def moving(folder, away):
-    """The folder is moved away and back again, over and over."""
+    """The folder is moved away and back again until the block ends."""
     stopped = threading.Event()
 
     def move():

@@ -1,4 +1,4 @@
-"""Ctrl+C on a console: what is kept, what is said, and how the next run goes on."""
+"""Ctrl+C on a console: what is kept, which message is shown, and how the next run continues."""
 import os
 import re
 import unittest
@@ -10,7 +10,7 @@ from terminal import Terminal, percentage
 MIB = 1 << 20
 KEPT = "Analyse interrompue : les empreintes déjà calculées sont conservées dans l’index."
 PLAIN = "Analyse interrompue."
-CODE = 0xC000013A & 0xFF  # what the shell sees of it
+CODE = 0xC000013A & 0xFF  # the byte of it that the shell sees
 HASHES = re.compile(rb"Hash complets .*: (\d+)/(\d+)\n")
 
 
@@ -39,7 +39,7 @@ class InterruptionTest(EndToEnd, unittest.TestCase):
         return terminal
 
     def assert_ended_with(self, terminal, words):
-        """One line below the block, the cursor visible, and no request for a key."""
+        """One line below the block, the cursor visible, and no prompt for a key."""
         def judgement(rows):
             self.assertEqual(rows[-1].rstrip(), words)
             self.assertTrue(rows[-2].startswith("Doublons trouvés : "), rows)

@@ -1,5 +1,5 @@
-// Keeps the files named on its command line open, shared with nobody, until its input ends. Prints
-// "locked" when all of them are open; ends with 2 when one cannot be.
+// Keeps the files named on its command line open without sharing until its input ends. Prints
+// "locked" when all of them are open; ends with 2 when one cannot be opened.
 #include <cstdio>
 #include <vector>
 

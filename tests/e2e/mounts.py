@@ -1,4 +1,4 @@
-"""Mounting volumes for a test; where the machine does not let us, the test is skipped."""
+"""Mounts volumes for a test. Where the machine does not allow it, the test is skipped."""
 import os
 import shutil
 import subprocess
@@ -21,7 +21,7 @@ def run_tool(purpose, *command):
 
 
 def mount(folder, *command):
-    """Runs what mounts something on `folder`; the caller sees to unmount(folder)."""
+    """Runs a command that mounts something on `folder`. The caller must call unmount(folder)."""
     run_tool(f"mounting by {command[0]}", *map(str, command))
     if not os.path.ismount(folder):
         skip(f"{command[0]} says that it has mounted {folder}, but nothing is mounted there")
@@ -30,6 +30,6 @@ def mount(folder, *command):
 def unmount(folder):
     if not os.path.ismount(folder):
         return
-    # Lazily in the end, in case a program that failed still holds something open there.
+    # Lazily as a last resort: a program that failed may still hold a file open there.
     if subprocess.run(["umount", folder], capture_output=True, check=False).returncode != 0:
         subprocess.run(["umount", "-l", folder], check=True)

@@ -1,4 +1,4 @@
-"""The same comparison on a real NTFS volume: an image file, mounted, as a folder and as a drive."""
+"""Reports of a real NTFS volume, a mounted image file, against the independent reference."""
 import unittest
 
 import reference

@@ -1,9 +1,8 @@
-"""A Wine prefix of its own beside the caller's, with its own server.
+"""A second Wine prefix beside the caller's, with its own server.
 
-Wine's server opens the files for all programs of its prefix, and learns its drives when it starts.
-So whoever needs other rights or other drives needs another server, and a server belongs to a
-prefix. Making a prefix takes seconds; this one borrows the registry and the Windows folder of the
-caller's.
+Wine's server opens the files for all programs of its prefix, and learns its drives when it starts. A
+test that needs other rights or other drives therefore needs another server, and so another prefix.
+Making a prefix takes seconds; this one borrows the registry and the Windows folder of the caller's.
 """
 import os
 import pathlib
@@ -12,7 +11,7 @@ import subprocess
 
 from program import required, skip, wine, wine_environment
 
-# The superuser passes every check of permissions by these two capabilities.
+# These two capabilities let the superuser pass every permission check.
 WITHOUT_OVERRIDE = ("setpriv", "--bounding-set=-dac_override,-dac_read_search",
                     "--inh-caps=-dac_override,-dac_read_search")
 
@@ -49,7 +48,7 @@ class Prefix:
         self._call(self._server(), "-w")
 
     def linux_path(self, windows_path):
-        """Of a path on drive C:."""
+        """The Linux path of a path on drive C:."""
         if windows_path[:3].lower() != "c:\\":
             raise ValueError(windows_path)
         return self.drive_c / windows_path[3:].replace("\\", "/")
@@ -65,7 +64,7 @@ class Prefix:
 
 
 def restricted_launcher(workspace):
-    """What starts programs so that folder permissions bind them; skips where nothing does."""
+    """A launcher whose programs obey folder permissions. Skips the test where none can be had."""
     launcher = () if os.geteuid() else WITHOUT_OVERRIDE
     closed = workspace.new_folder("closed")
     closed.chmod(0)
@@ -74,6 +73,6 @@ def restricted_launcher(workspace):
                                 stderr=subprocess.DEVNULL, check=False)
     except FileNotFoundError:
         skip("setpriv is not installed, and the superuser may read every folder")
-    if listed.returncode != 2:  # "serious trouble": it could not list what it was told to
+    if listed.returncode != 2:  # "serious trouble": it could not list its argument
         skip("this machine does not let a program give up the right to read every folder")
     return launcher

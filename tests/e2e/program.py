@@ -1,9 +1,9 @@
-"""Starting the finished program under Wine, and what a run leaves behind.
+"""Starts the finished program under Wine, and collects what a run leaves behind.
 
 Expects in the environment LARKSPINE_EXE, LARKSPINE_LOCK_FILE_EXE and LARKSPINE_HASH_PROBE_EXE
 (Linux paths of the program and of the two tools built beside it) and WINEPREFIX (already set up);
 WINE may name another wine64. Every run gets a fresh current directory and a fresh index directory
-unless it asks for its own, so that no run sees what another one left.
+unless the test names one, so that no run sees what another one left.
 """
 import contextlib
 import dataclasses
@@ -36,12 +36,12 @@ def wine():
     return os.environ.get("WINE", "/usr/lib/wine/wine64")
 
 def skip(reason):
-    """Skips the running test, and says so also where the test runner stays silent about it."""
+    """Skips the running test, and prints the reason, which some test runners do not show."""
     print(f"\nskipped: {reason}", file=sys.stderr)
     raise unittest.SkipTest(reason)
 
 def windows_path(path):
-    """The Windows view of a Linux path: drive Z: is the root folder."""
+    """The Windows path of a Linux path: drive Z: is the root folder."""
     return "Z:" + os.path.abspath(path).replace("/", "\\")
 
 def wine_environment(prefix=None):
@@ -56,7 +56,7 @@ def wine_environment(prefix=None):
     return environment
 
 def completed(command, time_limit=TIME_LIMIT, **settings):
-    """subprocess.run for a command that starts Wine; what it says is kept as bytes."""
+    """subprocess.run for a command that starts Wine; its output is kept as bytes."""
     for attempt in range(3):
         # Files, not pipes: Wine's services may inherit them and would hold a pipe open.
         with tempfile.TemporaryFile() as out, tempfile.TemporaryFile() as err:
@@ -71,19 +71,19 @@ def completed(command, time_limit=TIME_LIMIT, **settings):
             return done
 
 def was_refused(code, seconds):
-    """Whether a program that ended so, without a word, never began: see tests/wine_program."""
+    """Whether a program that ended like this without output was never started: see tests/wine_program."""
     return code == 1 and seconds < 0.5
 
 def run_helper(variable, *arguments):
-    """What a small tool of the tests prints; `variable` holds the Linux path of it."""
+    """The output of a helper program; the environment variable `variable` holds its Linux path."""
     done = completed([wine(), windows_path(required(variable)), *arguments], env=wine_environment())
     done.check_returncode()
     return done.stdout
 
 @contextlib.contextmanager
 def lock_helper(paths):
-    """A program that holds the files open without sharing, and the first line that it says. It ends
-    when its input is closed; a file that it cannot open ends it at once."""
+    """A program that holds the files open without sharing, and the first line of its output. It ends
+    when its input is closed, or at once when it cannot open a file."""
     # In long form, so that a name may end in a space or a full stop.
     command = [wine(), windows_path(required("LARKSPINE_LOCK_FILE_EXE")),
                *("\\\\?\\" + windows_path(path) for path in paths)]
@@ -98,7 +98,7 @@ def lock_helper(paths):
 
 @dataclasses.dataclass(frozen=True)
 class Run:
-    """What one run of the program said and wrote."""
+    """What one run of the program printed and wrote."""
 
     code: int
     stdout: bytes
@@ -136,7 +136,7 @@ class Run:
         return at + len(BANNER_END)
 
 def summary(documents, duplicates, report):
-    """What follows the banner after a successful run; `report` as the program names it."""
+    """The text after the banner of a successful run; `report` is the path as the program shows it."""
     found = f"Doublons trouvés : {duplicates}\n" if duplicates else "Aucun doublon trouvé.\n"
     return ("Analyse terminée.\n\n" f"Documents détectés : {documents}\n" f"{found}"
             f"Résultats enregistrés dans :\n{report}\n").encode()
@@ -148,7 +148,7 @@ class Workspace:
         self.path = pathlib.Path(tempfile.mkdtemp(prefix="larkspine-e2e-")).resolve()
 
     def close(self):
-        # Folders that a test closed against reading must be opened to be emptied.
+        # Folders that a test made unreadable must be readable again to be emptied.
         for folder, _, _ in os.walk(self.path, onerror=lambda error: _reopen(error.filename)):
             _reopen(folder)
         shutil.rmtree(self.path)
@@ -159,7 +159,7 @@ class Workspace:
     def run(self, *arguments, folder=None, environment=None, prefix=None, command=None,
             time_limit=TIME_LIMIT):
         """Runs the program. `environment` adds variables (None removes one); `command` replaces
-        the program, for one that starts it; `time_limit` is in seconds."""
+        the program, as by a shell that starts it; `time_limit` is in seconds."""
         folder = pathlib.Path(folder) if folder else self.new_folder("run")
         variables = wine_environment(prefix.path if prefix else None)
         variables["LARKSPINE_INDEX_DIRECTORY"] = windows_path(self.new_folder("index"))

@@ -1,6 +1,6 @@
-"""The README tells the truth: its first command works in a clone that has nothing prepared, and its
-screen and report are those of that run. `scripts/prove commands` runs every command of the README and
-of CONTRIBUTING in such a clone; here the others must name what there is."""
+"""The README against the program: its first command works in a fresh clone, and its screen and report
+are those of that run. `scripts/prove commands` runs every command of the README and of CONTRIBUTING in
+such a clone; here the other commands must name existing programs and presets."""
 import json
 import os
 import pathlib
@@ -42,7 +42,7 @@ def the_block_with(text):
 
 
 def without_times(text):
-    """What two runs of one tree must agree in."""
+    """The text without what differs between two runs of one tree."""
     text = REPORT_NAME.sub("REPORT.csv", text)
     text = re.sub(r"(Temps écoulé : )[\d:]+", r"\1T", text)
     return re.sub(r"(/total : )[\d/]+", r"\1T", text)
@@ -51,7 +51,7 @@ def without_times(text):
 class ReadmeTest(EndToEnd, unittest.TestCase):
     @classmethod
     def setUpClass(cls):
-        # The first command, as it stands, where nothing was built.
+        # The first command, as it stands, where nothing is built yet.
         cls.shared = Workspace()
         cls.addClassCleanup(cls.shared.close)
         cls.clone = clone.of_the_working_tree(cls.shared)
@@ -95,7 +95,7 @@ class ReadmeTest(EndToEnd, unittest.TestCase):
         terminal.wait_for_text(PAUSE)
 
         def judgement(rows):
-            # A path longer than a row goes on in the next one.
+            # A path longer than a row continues in the next one.
             shown = "\n".join(row.rstrip() for row in rows)
             shown = re.sub(r"(dans :\n)(.*?)(\n\n)",
                            lambda at: at[1] + at[2].replace("\n", "") + at[3], shown, flags=re.S)

@@ -1,7 +1,7 @@
-"""What the report must hold, found by a method that shares nothing with the program's.
+"""The report that a scan must give, found by a method that shares nothing with the program.
 
 Files of one size are compared byte by byte, all of them whole; no digest is involved. Names of one
-physical file are told by device and inode.
+physical file are recognised by device and inode.
 
 Links, as Wine shows them: a symbolic link to a folder is a reparse point and is not followed. A
 symbolic link to a file is resolved before the program can see it: it is listed as an ordinary file
@@ -41,9 +41,9 @@ class Expected:
 def scan(root, display_root, without=(), locked=()):
     """What a scan of `root` must find. `display_root` is the root as the report writes it.
 
-    Paths in `without` are not listed. Files in `locked` cannot be opened: those that hold something
-    drop out of their group; empty ones stay in it, each name as a file of its own, because there is
-    nothing to read and no identity to be had.
+    Paths in `without` are not listed. Files in `locked` cannot be opened. Those with contents drop out
+    of their group. Empty ones stay in it, because there is nothing to read; each name counts as a
+    separate file, because its identity cannot be queried.
     """
     without = {pathlib.Path(path) for path in without}
     locked = {pathlib.Path(path) for path in locked}
@@ -70,7 +70,7 @@ def scan(root, display_root, without=(), locked=()):
 
 
 def order(text):
-    """Sort key: UTF-16 code units in upper case, one by one; then the code units themselves.
+    """Sort key: the UTF-16 code units, each in upper case; then the code units themselves.
 
     Upper case by Python's tables, which agree with the system's on every letter that the tests use.
     """

@@ -25,7 +25,7 @@ def setUpModule():
 
 
 class CorpusTest(unittest.TestCase):
-    """The tree is worth scanning: without these the comparisons could agree on nothing."""
+    """The tree is worth scanning: without these tests an empty one would pass every comparison."""
 
     def test_the_tree_has_many_groups_every_boundary_size_long_paths_and_rare_characters(self):
         paths = [path for _, paths in corpus.expected.groups for path in paths]
@@ -69,7 +69,7 @@ class ReportTest(EndToEnd, unittest.TestCase):
 
 
 class SmallTreeTest(EndToEnd, unittest.TestCase):
-    """Trees small enough to say by hand what the report holds."""
+    """Trees so small that the expected rows are written by hand."""
 
     def test_an_empty_folder_gives_a_report_of_the_header_alone(self):
         run = self.scan()
@@ -105,7 +105,7 @@ class SmallTreeTest(EndToEnd, unittest.TestCase):
         self.assert_summary(run, 1, 0)
 
     def test_names_that_differ_only_in_case_are_separate_files(self):
-        # Windows has folders that tell case apart; here every folder does.
+        # Windows has case-sensitive folders; here every folder is one.
         for name in ("b.txt", "a.txt", "A.txt", "B/x", "b/x"):
             self.file(name)
         self.file("a.TXT", b"CONTENU")
@@ -116,8 +116,8 @@ class SmallTreeTest(EndToEnd, unittest.TestCase):
         self.assert_summary(run, 6, 4)
 
     def test_double_quotes_in_a_name_are_doubled(self):
-        # Wine lists such names, which Windows does not allow, and opens none of them: the files
-        # that hold something drop out, the empty ones need not be read.
+        # Windows does not allow such names. Wine lists them and opens none of them: files with
+        # contents drop out, empty ones need not be read.
         for name in ('"', 'dit "vide"', "rien"):
             self.file(name, b"")
         for name in ('dit "plein"', "plein", "plein aussi"):

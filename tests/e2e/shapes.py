@@ -1,13 +1,12 @@
-"""Trees by their contents, each small and about one thing, and how each comes about.
+"""Small trees, each about one thing, and the steps that make them.
 
-A shape is what a tree holds. `before` and `after` give the steps to it from nothing: after those of
-`before` the tree is another one, in which every kind of change is still to come; those of `after`
-make these changes and lead to the shape. Steps are tuples that a folder can follow (`follow`) and
-that a fake volume can (volume_script.py). All paths are below the root, with slashes.
+A shape is the contents of a tree. The steps of `before` make an earlier tree from nothing. The steps of
+`after` turn that tree into the shape, by every kind of change. Steps are tuples: `follow` takes them in
+a real folder, volume_script.py on a fake volume. All paths are below the root, with slashes.
 
-No two names in one folder differ only in case, since the volume does not tell them apart.
-No name holds a double quote, which Windows does not allow. Of several names of one file the first in
-path order is made first: a volume lists a file under its oldest name only.
+No two names in one folder differ only in case, since the volume takes them for one. No name holds a
+double quote, which Windows does not allow. The first name of a file in path order is made first, because
+a volume lists a file under its oldest name only.
 """
 import dataclasses
 import os
@@ -33,7 +32,7 @@ class Shape:
 
 
 def patterned(size, changed_at=None):
-    """A period of 251, so that swapped blocks show; one byte may differ."""
+    """Contents with a period of 251, so that swapped blocks show; one byte may differ."""
     contents = (bytes(range(251)) * (size // 251 + 1))[:size]
     return contents if changed_at is None else tree.changed_at(contents, changed_at)
 
@@ -92,7 +91,7 @@ def _middles():
     files = {}
     for size in (131_073, 200_000, 1_048_577):
         for place, name in enumerate("abcdef"):
-            # Pairs, each different from the others outside the sampled ends alone.
+            # Pairs that differ from each other only between the sampled ends.
             files[f"{size}/{name}"] = patterned(size, (None, 65_536, size // 2)[place // 2])
         files[f"{size}/queue"] = patterned(size, size - 1)
         files[f"{size}/tête"] = patterned(size, 0)
@@ -109,7 +108,7 @@ def _excluded():
 
 
 def before(shape):
-    """What `after` starts from. Every kind of change falls to some file of a larger shape."""
+    """The steps to the tree that `after` starts from. A larger shape has a file for every kind of change."""
     early = _Early(shape)
     steps = [("folder", folder) for folder in shape.folders[::2]]
     for place, (path, contents) in enumerate(shape.files.items()):
@@ -146,22 +145,22 @@ def after(shape):
 
 
 class _Early:
-    """What each file was, and where, before the changes."""
+    """The contents and the path of each file before the changes."""
 
     def __init__(self, shape):
         self._shape = shape
         self._linked = {path for link in shape.links for path in link}
-        # The first folder had another name, when there was something in it.
+        # The first folder that holds a file before the changes; they rename it.
         self.moved = next((path.split("/")[0] for place, path in enumerate(shape.files)
                            if "/" in path and self.contents(place, path) is not None
                            and self._kind(place, path) != 2), None)
 
     def _kind(self, place, path):
-        # Another name of a file rests on the file's being there, where it is.
+        # A file with several names is there from the beginning and stays: only its contents change.
         return 1 if path in self._linked else place % KINDS_OF_CHANGE
 
     def contents(self, place, path):
-        """None: there was no such file."""
+        """None when the file was not there."""
         contents = self._shape.files[path]
         kind = self._kind(place, path)
         if kind == 0:
@@ -184,7 +183,7 @@ class _Early:
 
 
 def follow(steps, root):
-    """Takes the steps in a folder of this machine."""
+    """Takes the steps in a real folder."""
     root = pathlib.Path(root)
     for what, name, *more in steps:
         path = root / name

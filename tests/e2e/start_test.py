@@ -26,7 +26,7 @@ class ArgumentTest(EndToEnd, unittest.TestCase):
 
 class SettingTest(EndToEnd, unittest.TestCase):
     def calls(self):
-        """The names of the system calls of one run, in order, of which this test knows."""
+        """The system calls of one run that this test watches, in order."""
         environment = wine_environment()
         environment["WINEDEBUG"] = "+relay"
         run = completed([wine(), exe(), self.display, "--no-index"], env=environment,

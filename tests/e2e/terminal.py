@@ -1,4 +1,4 @@
-"""A terminal to run the program in, whose screen can be read: tmux without anyone attached."""
+"""A terminal that runs the program and whose screen can be read: tmux without a client."""
 import os
 import re
 import shlex
@@ -12,7 +12,7 @@ BLOCK = (re.compile(r"Analyse : \[(█*)(░*)\] (\d+) %"), re.compile(r"Temps �
          re.compile(r"Documents détectés : (\d+)"), re.compile(r"Doublons trouvés : (\d+)"))
 
 class Terminal:
-    """Runs one command on a screen of its own; close() ends whatever still runs there."""
+    """Runs one command on its own screen; close() ends whatever still runs there."""
 
     COLUMNS, ROWS = 100, 40
 
@@ -31,8 +31,8 @@ class Terminal:
         environment.pop("TMUX", None)
         command = shlex.join([*(prefix.launcher if prefix else ()), "env", "TERM=xterm-256color",
                               wine(), *through, exe(), *arguments])
-        # One that Wine did not start (see tests/wine_program) ends long before a console's first
-        # frame is over or a key is pressed.
+        # A program that Wine did not start (see tests/wine_program) ends long before the first frame
+        # of a console or the first key.
         script = (f"began=$(date +%s%3N); {command} {redirection}; code=$?; "
                   f"if [ $code = 1 ] && [ $(($(date +%s%3N) - began)) -lt 100 ]; "
                   f"then {command} {redirection}; code=$?; fi; "
@@ -67,21 +67,21 @@ class Terminal:
         return int(self._code.read_text()) if self._code.exists() else None
 
     def wait_until(self, reached):
-        """What `reached` answers, as soon as that is true."""
+        """The first answer of `reached` that is true."""
         latest = time.monotonic() + TIME_LIMIT
         while time.monotonic() < latest:
             answer = reached()
             if answer:
                 return answer
             time.sleep(0.02)
-        raise AssertionError("\n".join(["waited in vain, the screen shows:", *self.rows()]))
+        raise AssertionError("\n".join(["not reached in time; the screen shows:", *self.rows()]))
 
     def wait_for_text(self, text):
         self.wait_until(lambda: any(text in row for row in self.rows()))
 
     def press_enter_until_the_end(self):
-        """A key that comes between what Wine's console shows and its next read may be lost to the
-        terminal, so it is pressed again each second, as a person would. The exit code."""
+        """Presses Enter each second until the program ends, and returns its exit code: Wine's console may
+        lose a key that is pressed between its output and its next read."""
         latest = time.monotonic() + TIME_LIMIT
         while self.code is None and time.monotonic() < latest:
             self.press("Enter")
@@ -95,8 +95,8 @@ class Terminal:
         return self.code
 
     def judge(self, judgement):
-        """Calls it with the rows of the screen; a capture may have been taken in the middle of an
-        update, so it gets a second one before its objection counts."""
+        """Calls `judgement` with the rows of the screen. A capture may show half an update, so a first
+        failure is tried again with a second capture."""
         try:
             return judgement(self.rows())
         except AssertionError:
@@ -116,7 +116,7 @@ def block_row(rows):
     return found[0] if found else None
 
 def percentage(rows):
-    """What the block says, or -1 without one."""
+    """The percentage that the block shows, or -1 without a block."""
     at = block_row(rows)
     line = BLOCK[0].fullmatch(rows[at].rstrip()) if at is not None else None
     return int(line.group(3)) if line else -1

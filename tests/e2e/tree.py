@@ -1,14 +1,13 @@
-"""A tree of files in which everything that can go wrong for a search for duplicates occurs.
+"""A tree of files with everything that a search for duplicates can get wrong.
 
 The same seed gives the same tree. No two names in one folder differ only in case, since Wine takes
-them for one. Names keep to letters whose upper case is the same in all tables.
+them for one. Names have only letters whose upper case is the same in all tables.
 """
 import os
 import pathlib
 import random
 
-# Empty, a byte; the edges of the region at either end that is sampled first; of the two regions
-# together; and of one read request.
+# Empty; one byte; the edges of one sampled region, of both together, and of one read request.
 BOUNDARY_SIZES = (0, 1, 65535, 65536, 65537, 131071, 131072, 131073, 1048575, 1048576, 1048577)
 SAMPLED = 65536
 
@@ -29,7 +28,7 @@ ODD_NAMES = (
     "--stats",
 )
 
-# Where the order of code units shows: '_' lies between 'Z' and 'a'; ' ', '-' and '[' lie before the
+# Names that show the order of code units: '_' lies between 'Z' and 'a'; ' ', '-' and '[' lie before the
 # separator, ']' and '_' after it; and characters beyond U+FFFF come before U+FF21, although their
 # code points are greater.
 ORDER_NAMES = ("a_", "aZ", "ab", "Ac", "aé", "aÉa", "B", "_", "é", "Éb", "œ", "Ω", "я", "Ａ", "😀",
@@ -141,7 +140,7 @@ class Generator:
             self.write(f"{folder}/unique {level}", self.bytes(level + 1))
 
     def bulk(self):
-        """Small files, many of one size, with contents that a few, many or no others have."""
+        """Small files, many of one size. Some contents occur once, some a few times, some often."""
         contents = []
         while len(contents) < BULK_CONTENTS:
             common = self.random.choice((1, 2, 10, 100, 1000, 4096))

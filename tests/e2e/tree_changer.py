@@ -1,10 +1,10 @@
-"""A program that changes a tree while it is scanned, and remembers all that each name ever held.
+"""Changes a tree while it is scanned, and records all contents that each name ever had.
 
-One thread writes, cuts, appends, replaces, renames and deletes files and renames their folders, and
-notes each state before it comes about. Another keeps starting a process that locks some of them.
-What is written has few different contents, prefixes of a few texts, so that many files are equal for
-a while. Each change of contents gives a file a time that no other state has, as a clock fine enough
-would; no file gets a name back that it had before.
+One thread writes, truncates, appends to, replaces, renames and deletes files and renames their folders.
+It records each state before it makes it. Another thread keeps starting a process that locks some files.
+All contents are prefixes of a few texts, so that many files are equal for a while. Each change of
+contents gives a file a time that no other state has, as a clock fine enough would. No file gets an
+earlier name back.
 """
 import os
 import pathlib
@@ -16,14 +16,14 @@ from program import lock_helper
 LENGTHS = (0, 600, 1200, 2400)  # below a page, so that each is read and written as a whole
 TEXTS = tuple((b"%d texte " % number) * 400 for number in range(5))
 CONTENTS = tuple(text[:length] for text in TEXTS for length in LENGTHS)
-FIRST_TIME = 1_000_000_000 * 10**9  # in 2001, when no file of a test was written
+FIRST_TIME = 1_000_000_000 * 10**9  # in 2001, before any file of a test was written
 FOLDERS = 6
 
 def last(name):
     return name.rpartition("/")[2]
 
 class File:
-    """One physical file: all that it held since the scan began, the last being what it holds."""
+    """One physical file: its contents since the scan began, the present ones last."""
 
     def __init__(self, contents):
         self.held = [contents]
@@ -36,8 +36,8 @@ class Writer:
         self.changes = 0
         self.locks = 0
         self.names = {}  # the file of each name, below the root
-        # All files that a name had since the scan began. Names without their folder: whoever lists a
-        # folder that is renamed meanwhile sees what came into it later, under the folder's old name.
+        # All files that each name had since the scan began. The names are without their folder: a
+        # listing of a folder that is renamed meanwhile shows later files under the folder's old name.
         self.bound = {}
         self.folders = [self.fresh("dossier") for _ in range(FOLDERS)]
         for folder in self.folders:
@@ -67,7 +67,7 @@ class Writer:
             raise self.error
 
     def possible(self, name):
-        """All that one could have read under that name since the scan began."""
+        """All contents that could have been read under that name since the scan began."""
         return {contents for file in self.bound.get(last(name), ()) for contents in file.held}
 
     # ---- the changes --------------------------------------------------------------------------
@@ -81,7 +81,7 @@ class Writer:
                 self.changes += 1
                 begun.set()
                 self.stopped.wait(self.random.random() * 0.003)
-        except BaseException as error:  # told by the thread that leaves the block
+        except BaseException as error:  # raised by the thread that leaves the block
             self.error = error
         finally:
             begun.set()
@@ -171,7 +171,7 @@ class Writer:
     # ---- the locks ----------------------------------------------------------------------------
 
     def keep_locking(self, seed):
-        """A file that is gone meanwhile makes the process give up; then it is another one's turn."""
+        """A process gives up when one of its files is gone meanwhile; the next one has other files."""
         choice = random.Random(seed)
         try:
             while not self.stopped.is_set():
@@ -180,5 +180,5 @@ class Writer:
                     self.locks += said == b"locked"
                     self.stopped.wait(choice.random() * 0.1)
                     helper.stdin.close()
-        except BaseException as error:  # told by the thread that leaves the block
+        except BaseException as error:  # raised by the thread that leaves the block
             self.error = error

@@ -1,16 +1,16 @@
-// The finished program on a fake NTFS volume, as a script says that is named on its command
-// line. The script is UTF-8, one step a line, its words separated by tabs; paths are below the root
-// of the volume:
+// Runs the finished program on a fake NTFS volume, by a script that is named on the command line.
+// The script is UTF-8, one step a line, its words separated by tabs; paths are below the root of
+// the volume:
 //
 //     write PATH FILE        rename PATH PATH      file_system NAME
 //     append PATH FILE       link PATH PATH        new_journal
 //     truncate PATH SIZE     remove PATH           local_data FOLDER
 //     folder PATH            remove_tree PATH      run ARGUMENT...
 //
-// FILE names, as Windows does, what holds the contents. local_data sets LOCALAPPDATA, and comes
-// before the first run. A run has the volume as its folder and the arguments that follow. Its
-// report is named by its number, the first being 1, as minute and second of its time, and a line
-// "== NUMBER" on the standard output comes before its own text. Ends with 0 when every run did.
+// FILE is the Windows path of a file with the contents. local_data sets LOCALAPPDATA and must come
+// before the first run. A run scans the volume with the arguments that follow. Runs are numbered
+// from 1: the number is the minute and second in the name of the report, and a line "== NUMBER"
+// comes before the run's text on the standard output. Ends with 0 when every run did.
 #include <algorithm>
 #include <iostream>
 #include <stdexcept>

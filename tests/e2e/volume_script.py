@@ -3,14 +3,14 @@ from program import required, windows_path
 
 
 class VolumeScript:
-    """Collects steps and runs; go() then has them done, in one process, on a new volume."""
+    """Collects steps and runs. go() executes them in one process on a new volume."""
 
     def __init__(self, workspace):
         self.work = workspace
         self.folder = workspace.new_folder("script")
         self.lines = []
         self.runs = 0
-        self.contents = {}  # paths of files that hold them
+        self.contents = {}  # the Windows path of a file with each
 
     def follow(self, steps):
         for what, name, *more in steps:
@@ -23,17 +23,17 @@ class VolumeScript:
             self.lines.append("\t".join(words))
 
     def system(self, *words):
-        """What is no change to a file: a step of the script as it stands."""
+        """Adds a step that changes no file: a line of the script with these words."""
         self.lines.append("\t".join(words))
 
     def run(self, *options):
-        """The number by which go() knows the run."""
+        """Adds a run. Returns its number, which is its key in what go() returns."""
         self.lines.append("\t".join(("run", *options)))
         self.runs += 1
         return self.runs
 
     def go(self):
-        """(report, text) of each run by its number."""
+        """Executes the script. Returns (report, text) of each run by its number."""
         path = self.folder / "script"
         path.write_text("".join(line + "\n" for line in self.lines), encoding="utf-8", newline="\n")
         done = self.work.run(command=[

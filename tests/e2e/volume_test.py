@@ -1,4 +1,4 @@
-"""The finished program on a whole NTFS volume, which is a fake one: table, fast path, delta."""
+"""The finished program on a whole fake NTFS volume: file table, fast path, delta."""
 import unittest
 
 import reference
@@ -37,7 +37,7 @@ class VolumeTest(EndToEnd, unittest.TestCase):
         told(second, "Index chargé : oui", "Fast path inchangé : oui", "Delta USN appliqué : non",
              "Fichiers : 4, candidats : 3, entrées index : 7",
              "Hash sample calculés/réutilisés : 0/3", "Hash complets calculés/réutilisés : 0/2")
-        self.assertRegex(second, r"total : \d+/\d+/\d+/0/\d+\n", "nothing new, nothing written")
+        self.assertRegex(second, r"total : \d+/\d+/\d+/0/\d+\n", "the index is not written again")
         told(third, "Index chargé : oui", "Fast path inchangé : non", "Delta USN appliqué : oui",
              "Fichiers : 5, candidats : 4, entrées index : 8",
              "Hash sample calculés/réutilisés : 2/2", "Hash complets calculés/réutilisés : 2/2")

@@ -1,10 +1,10 @@
-"""Every shape of tree through every way of scanning: the same report, byte for byte.
+"""Every shape of tree, scanned in every way, gives the same report, byte for byte.
 
-The ways, in the order in which they are taken: in a folder of this machine before the changes that
-lead to the shape and after them, with, without and in spite of an index; then on a fake volume,
-by its file table, the unchanged fast path, the journal's delta, and the walk when the volume stops
-being NTFS. Numbers of workers and comparing bytes are independent of both, so they go around: each
-shape and each way meets each combination of them at least once.
+First a real folder is scanned, before and after the changes that lead to the shape: with an index,
+without one, and with one that is rebuilt. Then a fake volume is scanned: by its file table, the fast
+path for an unchanged volume, the journal's delta, and the walk when the volume stops being NTFS. The
+number of workers and the comparison of bytes are independent of both and rotate: each shape and each
+way meets each combination of them at least once.
 """
 import os
 import unittest
@@ -50,7 +50,7 @@ def combination(shape_number, way):
 
 
 class CoverageTest(unittest.TestCase):
-    """What the matrix below goes through; without these it could shrink to nothing."""
+    """What the matrix below covers; without these tests it could shrink unnoticed."""
 
     def test_every_shape_and_every_way_meets_every_combination(self):
         shapes = range(len(every_shape()))
@@ -106,7 +106,7 @@ class WaysTest(EndToEnd, unittest.TestCase):
 
     def scan_folder(self, shape, index, *options):
         command = None
-        if shape.local_data:  # which Wine sets anew for every program that is started from Linux
+        if shape.local_data:  # Wine sets LOCALAPPDATA anew for every program from Linux
             command = ["cmd", "/c", "set",
                        f"LOCALAPPDATA={self.display}\\{shape.local_data}&&", exe()]
         return self.scan(*options, command=command,
@@ -139,8 +139,8 @@ class WaysTest(EndToEnd, unittest.TestCase):
             if step:
                 script.system(*step)
             if way == "walk after a table" and shape.links:
-                # An index of a table knows one name of each file, and half of its volume's number,
-                # so it may not be used for a walk; see docs/limits.md.
+                # An index from a table has one name of each file, and half of the volume's number.
+                # A walk must not use it; see docs/limits.md.
                 options, flags_of[way] = ("--rebuild-index",), ("non", "non", "non")
             runs[way] = script.run(*options, *options_of(number, way))
         told = script.go()
@@ -170,7 +170,7 @@ class WaysTest(EndToEnd, unittest.TestCase):
                 for folder, _, names in os.walk(self.root) for name in names}
 
     def counts(self, shape):
-        """Names of files, files, folders with the root: of what is not excluded."""
+        """How many file names, files and folders (with the root) are not excluded."""
         names, files, folders = 0, set(), 0
         for folder, _, listed in os.walk(self.root):
             if not shape.excluded or not (folder + "/").startswith(

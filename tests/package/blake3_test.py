@@ -1,4 +1,4 @@
-"""Where the build takes BLAKE3 from: never from a library that would have to lie beside the program."""
+"""Which BLAKE3 the build links: never a shared library, which would have to lie beside the program."""
 import pathlib
 import subprocess
 import tempfile
@@ -52,7 +52,7 @@ class BuildTest(unittest.TestCase):
         (self.folder / "libblake3.pc").write_text(PKG_CONFIG.format(folder=self.folder))
         (self.folder / "libblake3.dll.a").touch()
         toolchain = self.folder / "toolchain.cmake"
-        # The project's own looks into the target's folder alone.
+        # The project's own toolchain file searches only the target's folder.
         toolchain.write_text(f'include("{PROJECT}/cmake/mingw-w64-x86_64.cmake")\n'
                              "set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY BOTH)\n"
                              f'set(ENV{{PKG_CONFIG_LIBDIR}} "{self.folder}")\n')

@@ -1,8 +1,8 @@
-"""The zip that people get: made from one commit, unpacked, looked through, and run. With
+"""The zip that people get: made from one commit, unpacked, inspected and run. With
 LARKSPINE_PACKAGE_TWICE, as `scripts/prove package` sets it, it is made in two folders and compared.
 
-The commit is one of its own, of the files as they lie in the working tree, so that a change is
-tested before it is committed. Expects in the environment what tests/e2e/program.py asks for.
+The commit is made here, of the files in the working tree, so that a change is tested before it is
+committed. Expects in the environment what tests/e2e/program.py expects.
 """
 import base64
 import hashlib
@@ -56,7 +56,7 @@ def clone_into(folder):
 
 
 class RefusalTest(unittest.TestCase):
-    """When there is no package."""
+    """Trees of which no package is made."""
 
     def setUp(self):
         self.clone = clone_into(shared.new_folder("refus"))
@@ -93,7 +93,7 @@ class PackageTest(EndToEnd, unittest.TestCase):
         settings = ({"umask": 0o022, "env": {**os.environ, "TZ": "America/New_York"}},
                     {"umask": 0o077, "env": {**os.environ, "TZ": "Asia/Tokyo", "CXXFLAGS": "-O1 -g",
                                              "LDFLAGS": "-g", "LC_ALL": "C"}})
-        # Where it is made once, in the place and with the settings that differ most from a build's.
+        # Made once, it is made in the folder and with the settings that differ most from a build's.
         cls.archives = []
         made = list(zip(folders, settings))[0 if TWICE else 1:]
         for folder, setting in made:
@@ -119,7 +119,7 @@ class PackageTest(EndToEnd, unittest.TestCase):
             skip("scripts/prove package makes the package twice")
         for archives in (self.archives, self.kits):
             one, other = (zipfile.ZipFile(archive) for archive in archives)
-            with one, other:  # which file differs says more than that the archives do
+            with one, other:  # a differing file says more than differing archives
                 self.assertEqual({entry.filename: hashlib.sha256(one.read(entry)).hexdigest()
                                   for entry in one.infolist()},
                                  {entry.filename: hashlib.sha256(other.read(entry)).hexdigest()

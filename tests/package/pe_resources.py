@@ -1,4 +1,4 @@
-"""What a Windows program carries besides its code: icons, the version, the manifest."""
+"""Reads the resources of a Windows program: icons, the version, the manifest."""
 import struct
 
 ICON, GROUP_ICON, VERSION, MANIFEST = 3, 14, 16, 24
@@ -59,7 +59,7 @@ def icon_images(resources):
 
 
 def version_numbers(resources):
-    """(of the file, of the product), four numbers each."""
+    """The versions (of the file, of the product), four numbers each."""
     data = resources.only(VERSION)
     fixed = data.index(struct.pack("<I", 0xFEEF04BD))
     high, low, product_high, product_low = struct.unpack_from("<4I", data, fixed + 8)
@@ -68,7 +68,7 @@ def version_numbers(resources):
 
 
 def version_texts(resources):
-    """The named texts of the version, whatever table they stand in."""
+    """The named texts of the version, from whichever table holds them."""
     texts = {}
 
     def read(data, at):
