@@ -2,10 +2,10 @@
 //
 //   node bench.mjs ROWS...
 //
-// A time goes from the step of the person to the second frame after its outcome is in the page, so it
-// has everything in it: reading, laying out, painting, and the 150 ms that typing waits for the next
-// key. A frame is the time between two callbacks of the browser for a new one. Memory is the largest
-// that the page's process ever took, as the system counts it (VmHWM).
+// A time begins with the person's step and ends with the second frame after its outcome is in the page.
+// It includes reading, layout, painting, and the 150 ms that the page waits for the next key. A frame is
+// the time between two callbacks for an animation frame. Memory is the peak of the page's process
+// (VmHWM).
 import { execFileSync } from "node:child_process";
 import { closeSync, existsSync, mkdirSync, openSync, readdirSync, readFileSync, statSync } from "node:fs";
 import { dirname, join } from "node:path";
@@ -28,7 +28,7 @@ function madeReport(rows) {
     return path;
 }
 
-// The processes below one, by what the system has counted for each.
+// The largest memory peak of the processes below `root`, in MiB.
 function largestProcess(root) {
     const parents = new Map();
     for (const id of readdirSync("/proc").filter((name) => /^\d+$/.test(name))) {
@@ -43,7 +43,7 @@ function largestProcess(root) {
     return Math.max(...sizes) / 1024;
 }
 
-// Runs in the page: does `step`, and says how long until the frame after the next.
+// Runs in the page: does `step`, and returns the time until the second frame after it.
 const timed = (step) => `(async () => {
     const start = performance.now();
     ${step}
@@ -88,7 +88,7 @@ async function measure(name, path) {
         const figures = { open: Date.now() - start };
         await viewer.view("Groupes");
         await page.waitForSelector("#groups .row");
-        await new Promise((done) => setTimeout(done, 3000)); // the sum of the report is being made
+        await new Promise((done) => setTimeout(done, 3000)); // the report is being hashed
         figures.text = await page.evaluate(timed(typeInto("Texte", "facture")));
         figures.folder = await page.evaluate(timed(typeInto("Sous", "D:\\Médias")));
         await page.evaluate(timed(waitForFound(

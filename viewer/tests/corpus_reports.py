@@ -4,9 +4,9 @@
     corpus_reports.py CORPUS_FOLDER OUTPUT_FOLDER
 
 An input is rows of 8 bytes group, 1 flag, 8 size, 1 length and the path's bytes. Each input gives two
-reports: NAME.raw.csv has the rows as they are, so nearly always it is one that the program cannot
-have written; NAME.fair.csv has every path as the original of a group of its own, with a copy, so that
-it must be read. all.csv has the groups of all fair reports.
+reports. NAME.raw.csv has the rows as they are; nearly always the program cannot have written it.
+NAME.fair.csv has a group for every path, with the path as its original and one copy, so that it must be
+read. all.csv has the groups of all fair reports.
 """
 import csv
 import io
@@ -49,7 +49,7 @@ def main(corpus, output):
     groups = []
     for source in sorted(corpus.iterdir()):
         rows = list(rows_of(source.read_bytes()))
-        # Latin-1 and back: the writer takes texts, the raw path is any bytes.
+        # Latin-1 and back, because the writer takes texts and a raw path may be any bytes.
         raw = "".join(line(group, "Original" if original else "Doublon",
                            path.decode("latin-1"), size) for group, original, size, path in rows)
         (output / f"{source.name}.raw.csv").write_bytes(HEADER.encode() + raw.encode("latin-1"))

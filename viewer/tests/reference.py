@@ -5,8 +5,8 @@
     reference.py --all FOLDER                    prints an answer for each file of a folder
     reference.py --choices SELECTION.csv         prints the rows of a saved selection as JSON
 
-A question is {"filter": {...}} or {"filter": {...}, "rule": {...}}; its answer tells the matching
-rows, or the rows that are chosen after the rule. A report that is refused gives {"line": n}.
+A question is {"filter": {...}} or {"filter": {...}, "rule": {...}}. Its answer is the matching rows, or
+the rows that the rule chooses. A report that is refused gives {"line": n}.
 """
 import collections
 import csv
@@ -107,7 +107,7 @@ def extension_of(path):
 
 
 def below(path, folder):
-    """Whether a file lies below a folder that the report knows; nothing is below another one."""
+    """Whether a file lies below a folder. None lies below a folder that is not in the report."""
     folder = folder if folder.endswith("\\") else folder + "\\"
     return path.startswith(folder)
 

@@ -1,5 +1,5 @@
-// Pictures of the page: one for the README, and every view in both languages, light and dark, wide and
-// narrow, to be looked at.
+// Pictures of the page: one for the README, and for review every view in both languages, light and
+// dark, wide and narrow.
 //
 //   node screenshots.mjs README.png FOLDER
 import { execFileSync } from "node:child_process";

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Writes the report that the screenshots show: a family's photos, music and papers, kept thrice.
+"""Writes the report that the screenshots show: a family's photos, music and papers, with copies.
 
     shown_report.py >report.csv
 """

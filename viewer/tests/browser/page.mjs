@@ -1,5 +1,5 @@
-// What a test does on the page, in words. It reads what a person would read; numbers carry their exact
-// value beside the text.
+// The steps of a test on the page. It reads what a person would read; numbers carry their exact value
+// beside the text.
 import { readFileSync } from "node:fs";
 import { basename } from "node:path";
 import { PAGE } from "./browser.mjs";
@@ -64,7 +64,7 @@ export class ViewerPage {
             elements.map((element) => Number(element.getAttribute("value"))));
     }
 
-    // The rows of a table: its text and its two numbers.
+    // The rows of a table, each with its text and its two numbers.
     table(id) {
         return this.page.$$eval(`#${id} tbody tr`, (rows) => rows.map((row) =>
             [row.querySelector("th").textContent,
@@ -84,7 +84,7 @@ export class ViewerPage {
         }, text);
     }
 
-    // Waits until the address holds it, as `part` when it is not the text itself.
+    // Waits until the address holds `part`, which is the text itself unless given.
     async type(label, text, part = text) {
         const input = await this.input(label);
         await input.evaluate((element) => { element.value = ""; });

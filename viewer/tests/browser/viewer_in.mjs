@@ -1,5 +1,5 @@
 // The finished page in one of Debian's browsers, from file://, against the second implementation. Each
-// browser has a file of its own, so that both run at once.
+// browser has its own file, so that both run at once.
 import assert from "node:assert/strict";
 import { execFileSync } from "node:child_process";
 import { createHash } from "node:crypto";

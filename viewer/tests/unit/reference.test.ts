@@ -1,4 +1,4 @@
-// Numbers and rows held against the second implementation, over made-up reports and every input of
+// Numbers and rows compared with the second implementation, over made-up reports and every input of
 // the fuzz corpus.
 import assert from "node:assert/strict";
 import { readdirSync } from "node:fs";

@@ -94,7 +94,7 @@ test("after a change of any byte the reader and the second implementation agree"
 });
 
 test("a report is read whole when two pieces of the file meet within a character", async () => {
-    // Longer than two pieces, of characters of several bytes, so that both borders fall within one.
+    // Longer than two pieces, in characters of several bytes, so that both borders are within a character.
     const groups = Array.from({ length: 9000 }, (_, at) =>
         [at + 1, `C:\\${"é\"€😀".repeat(25)}\\${at}`, `D:\\${"ü".repeat(200)}\\${at}`] as const);
     const report = await reportOf(...groups);

@@ -1,4 +1,4 @@
-// What the unit tests share: reports from rows, and the second implementation beside them.
+// Shared by the unit tests: reports from rows, and calls of the second implementation.
 import { execFileSync } from "node:child_process";
 import { mkdtempSync, readFileSync, writeFileSync } from "node:fs";
 import { tmpdir } from "node:os";
