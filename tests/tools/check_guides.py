@@ -1,9 +1,10 @@
 #!/usr/bin/env python3
-"""Checks that both guides quote every text that src/ shows, and are built alike.
+"""Checks that both guides quote every text that src/ shows, and have the same structure.
 
 Every string literal below src/ that has words in it stands in docs/guide.fr.md and docs/guide.en.md,
-verbatim, within code (backquotes or a block), or below with the reason why no user meets it. The two
-guides have the same headings by level, and between them as many rows of tables and the same blocks.
+verbatim, within code (backquotes or a block), or in NOT_SHOWN below with the reason why no user sees it.
+The two guides have headings of the same levels, with as many table rows and the same code blocks between
+them.
 """
 import pathlib
 import re

@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
-"""Checks .github/workflows, which cannot be run here, for what would make them unsafe or fail at once.
+"""Checks .github/workflows, which cannot be run here, for faults that are unsafe or show at once.
 
-Every action is pinned by a commit, with its version as a comment, and by the same one everywhere. A
-workflow may only read, unless a job asks for more and says why. Scripts of the project that a step runs
-exist, and artifacts that a job downloads are uploaded by one.
+Every action is pinned to a commit, the same one everywhere, with its version as a comment. A workflow
+may only read, unless a job requests more rights and says why. Scripts of the project that a step runs
+exist, and artifacts that a job downloads are uploaded by a job.
 """
 import os
 import pathlib

@@ -56,7 +56,7 @@ def main():
         problems.append(f"{document}: explains {name}, which is not counted")
     for name in sorted(explained & complete):
         problems.append(f"{document}: explains {name}, of which everything is covered")
-    # Every source is built; a header without code of its own counts nothing.
+    # Every source must be built. A header without code has no counts.
     for path in sorted(pathlib.Path("src").rglob("*.cpp")):
         if path.as_posix() not in counted:
             problems.append(f"{path.as_posix()}: counted by no build")

@@ -58,7 +58,7 @@ def programs_by_source(build):
     return programs
 
 def filters_of(suites, wanted):
-    """Filters for the wanted tests, short where all of a suite are: a command line has an end."""
+    """Filters for the wanted tests. A whole suite takes one: the length of a command line is limited."""
     for suite, tests in wanted.items():
         if len(tests) == suites[suite]:
             yield from (f"{suite}.*", f"*/{suite}.*")
