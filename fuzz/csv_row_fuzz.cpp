@@ -1,6 +1,6 @@
-// The rows of the report, read back by a reader that knows nothing of the program: fields between
-// semicolons, records between line ends, quoted fields with doubled quotes. Rows of any bytes must
-// come back field by field.
+// The rows of the report, read back by an independent reader: fields between semicolons, records
+// between line ends, quoted fields with doubled quotes. Rows of any bytes must be read back field
+// by field.
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -21,7 +21,7 @@ struct Field {
 };
 
 // Strict: a double quote stands only around a quoted field, or doubled in it, and every record ends
-// with its line end.
+// with a line end.
 class CsvReader {
   public:
     explicit CsvReader(const std::string& text) : text_(text) {}
@@ -33,7 +33,7 @@ class CsvReader {
             do
                 all.back().push_back(field());
             while (take(";"));
-            expect(take("\r\n"), "a record ends with its line end");
+            expect(take("\r\n"), "a record ends with a line end");
         }
         return all;
     }
@@ -115,7 +115,7 @@ void check_field(const std::string& path) {
         quotes += unit == '"' ? 1 : 0;
     expect(written.size() == path.size() + quotes + 2, "nothing but quotes is added");
     const auto read = CsvReader(written + "\r\n").records();
-    expect(read.size() == 1 && read[0].size() == 1, "one field is one field");
+    expect(read.size() == 1 && read[0].size() == 1, "a field reads back as one field");
     expect(read[0][0].quoted && read[0][0].text == path, "a field reads back as its text");
 }
 
@@ -143,8 +143,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     for (std::size_t i = 0; i < read.size(); ++i) {
         expect(read[i].size() == 4, "a row has four fields");
         for (std::size_t field = 0; field < 4; ++field) {
-            expect(read[i][field].text == expected[i][field], "a field reads back as it was meant");
-            expect(read[i][field].quoted == (field == 2), "the path alone is quoted");
+            expect(read[i][field].text == expected[i][field],
+                   "a field reads back as it was written");
+            expect(read[i][field].quoted == (field == 2), "only the path is quoted");
         }
     }
     return 0;

@@ -1,4 +1,4 @@
-// What a fuzz target says when something does not hold.
+// How a fuzz target reports that a property does not hold.
 #pragma once
 
 #include <cstdio>

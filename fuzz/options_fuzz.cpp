@@ -1,5 +1,5 @@
-// The option parser, against a second one that was written from the table of options: each line of
-// an input is an argument.
+// The option parser, compared with a second one that was written from the table of options. Each
+// line of an input is an argument.
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -20,7 +20,7 @@ using fuzz::expect;
 
 namespace plain {
 
-// Without its leading zeros the number has one digit from 1 on, or two up to 64.
+// Without its leading zeros the number is one digit from 1 on, or two digits up to 64.
 std::optional<std::uint64_t> workers(const std::wstring& text) {
     const std::size_t first = text.find_first_not_of(L'0');
     if (first == std::wstring::npos || text.find_first_not_of(L"0123456789") != std::wstring::npos)
@@ -46,7 +46,7 @@ Word word_of(const std::wstring& argument) {
     return argument.substr(0, 1) == L"-" ? Word::unknown : Word::folder;
 }
 
-// Sorts the arguments by what they are, then judges how many of each there may be.
+// Sorts the arguments by kind, then checks how many of each kind are allowed.
 std::optional<ScanOptions> options(const std::vector<std::wstring>& arguments) {
     std::map<Word, std::vector<std::wstring>> given;
     for (std::size_t i = 0; i < arguments.size(); ++i) {
@@ -82,11 +82,12 @@ std::optional<ScanOptions> options(const std::vector<std::wstring>& arguments) {
 
 void check_numbers(const std::vector<std::wstring>& arguments) {
     for (const std::wstring& argument : arguments) {
-        expect(parse_workers(argument) == plain::workers(argument), "a number is the plain one");
+        expect(parse_workers(argument) == plain::workers(argument),
+               "both parsers read the same number");
         const auto threads = static_cast<unsigned>(argument.empty() ? 0 : argument[0]);
         const std::uint64_t fallback = default_workers(threads);
         expect(fallback >= 1 && fallback <= 4 && (fallback == threads || fallback == 4),
-               "without being asked no more than 4 are used");
+               "at most 4 workers are the default");
     }
 }
 
@@ -98,15 +99,16 @@ void check_options(const std::vector<std::wstring>& arguments) {
     argv.push_back(nullptr);
     const std::optional<ScanOptions> parsed = parse_options(count, argv.data());
     const std::optional<ScanOptions> expected = plain::options(arguments);
-    expect(parsed.has_value() == expected.has_value(), "the same arguments are valid");
+    expect(parsed.has_value() == expected.has_value(), "both parsers accept the same arguments");
     if (!parsed)
         return;
     expect(parsed->workers >= 1 && parsed->workers <= 64, "the workers are 1 to 64");
-    expect(parsed->root == expected->root, "the folder is the plain one");
-    expect(parsed->workers == expected->workers, "the workers are the plain ones");
-    expect(parsed->index_mode == expected->index_mode, "the index mode is the plain one");
-    expect(parsed->verify_bytes == expected->verify_bytes, "the verification is the plain one");
-    expect(parsed->show_stats == expected->show_stats, "the statistics are the plain ones");
+    expect(parsed->root == expected->root, "both parsers read the same folder");
+    expect(parsed->workers == expected->workers, "both parsers read the same workers");
+    expect(parsed->index_mode == expected->index_mode, "both parsers read the same index mode");
+    expect(parsed->verify_bytes == expected->verify_bytes,
+           "both parsers read the same verification");
+    expect(parsed->show_stats == expected->show_stats, "both parsers read the same statistics");
 }
 
 }  // namespace

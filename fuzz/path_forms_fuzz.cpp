@@ -1,4 +1,4 @@
-// The forms of a path, against the same rules written down a second time: plainly, step by step on
+// The forms of a path, compared with a second, plain implementation, which works step by step on
 // whole strings. The first line of an input is a path, the second another path or a name, the
 // others are folders of index files.
 #include <clocale>
@@ -44,7 +44,7 @@ std::wstring key(const std::wstring& path) {
     return result.size() > 3 ? result.substr(0, kept) : result;
 }
 
-// The C library's mappings, where those of the program come from a table of its own.
+// By the mappings of the C library; the program has its own table.
 wchar_t fold(wchar_t unit) {
     static const locale_t unicode = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
     const wint_t lower = towlower_l(unit, unicode);
@@ -89,24 +89,26 @@ std::string file_name(const std::wstring& key) {
 }  // namespace plain
 
 void check_stripping(const std::wstring& path) {
-    expect(strip_long_path_prefix(path) == plain::strip(path), "stripping is the plain one");
+    expect(strip_long_path_prefix(path) == plain::strip(path),
+           "stripping agrees with the plain one");
     expect(strip_long_path_prefix(L"\\\\?\\UNC\\" + path) == L"\\\\" + path,
            "a network prefix becomes two backslashes");
     if (path.find(L"UNC\\") != 0)
-        expect(strip_long_path_prefix(L"\\\\?\\" + path) == path, "a local prefix goes");
+        expect(strip_long_path_prefix(L"\\\\?\\" + path) == path, "a local prefix is removed");
 }
 
 void check_comparison_form(const std::wstring& path, const std::wstring& other) {
     const std::wstring form = normalize_for_compare(path);
     const std::wstring other_form = normalize_for_compare(other);
-    expect(form == plain::normalized(path), "the comparison form is the plain one");
-    expect(form.size() <= 3 || form.back() != L'\\', "no separator ends a long form");
+    expect(form == plain::normalized(path), "the comparison form agrees with the plain one");
+    expect(form.size() <= 3 || form.back() != L'\\',
+           "a form of more than 3 units does not end with a separator");
     for (const wchar_t unit : form)
         expect(unit != L'/' && (unit < L'A' || unit > L'Z'), "a form has no slash and no capital");
 
-    // A form is its own form unless it begins with what reads as a prefix once more.
+    // The form of a form is the same, unless the form begins like a prefix again.
     expect((normalize_for_compare(form) == form) == (form.find(L"\\\\?\\") != 0),
-           "forming twice changes a form that begins like a prefix, and no other");
+           "forming twice changes exactly the forms that begin like a prefix");
 
     const ComparisonForm view(path);
     expect(view.size() == form.size(), "the view is as long as the form");
@@ -115,43 +117,45 @@ void check_comparison_form(const std::wstring& path, const std::wstring& other) 
     expect(view == ComparisonForm(path), "a view equals itself");
     expect((view == ComparisonForm(other)) == (form == other_form), "views compare as forms");
     for (const std::size_t length : {form.size() / 2, form.size()})
-        expect(view.starts_with(form.substr(0, length)), "a view begins with what its form does");
-    expect(!view.starts_with(form + L'x'), "a view does not begin with more than it has");
-    expect(view.starts_with(other_form) == (form.find(other_form) == 0), "beginnings are found");
+        expect(view.starts_with(form.substr(0, length)),
+               "a view begins with each beginning of its form");
+    expect(!view.starts_with(form + L'x'), "a view does not begin with a text longer than itself");
+    expect(view.starts_with(other_form) == (form.find(other_form) == 0),
+           "a view begins with what its form begins with");
 }
 
 void check_joining(const std::wstring& folder, const std::wstring& name) {
     const std::wstring joined = join_path(folder, name);
-    expect(joined == plain::joined(folder, name), "joining is the plain one");
+    expect(joined == plain::joined(folder, name), "joining agrees with the plain one");
     std::wstring used = L"left over from before, and longer than most";
     assign_joined(used, folder, name);
-    expect(used == joined, "joining into a used text gives the same");
-    expect(starts_with(joined, folder), "what is joined begins with its folder");
+    expect(used == joined, "joining into a used string gives the same");
+    expect(starts_with(joined, folder), "a joined path begins with its folder");
 }
 
 void check_index_key(const std::wstring& path) {
     const std::wstring key = normalize_index_key(path);
-    expect(key == plain::key(path), "the key is the plain one");
+    expect(key == plain::key(path), "the key agrees with the plain one");
     expect(normalize_index_key(key) == key, "a key is its own key");
     std::wstring folded = normalize_index_key(strip_long_path_prefix(path));
     for (wchar_t& unit : folded)
         unit = plain::fold(unit);
     expect(folded == normalize_for_compare(path),
-           "the comparison form is the key without prefix, its other letters folded as well");
+           "the comparison form is the key without its prefix, with all letters folded");
     const std::wstring name = index_file_name(hash_index_key(key));
     const std::string expected = plain::file_name(key);
     expect(name == std::wstring(expected.begin(), expected.end()),
-           "the file name is the plain one");
+           "the file name agrees with the plain one");
 }
 
 void check_exclusion(const std::wstring& path, const std::vector<std::wstring>& folders) {
     const bool excluded = is_excluded_from(path, folders);
-    expect(excluded == plain::excluded(path, folders), "the exclusion is the plain one");
-    // A path that ends in separators, or is a bare prefix, need not lie above what is joined to it.
+    expect(excluded == plain::excluded(path, folders), "the exclusion agrees with the plain one");
+    // A path that ends in separators, or is a bare prefix, need not contain what is joined to it.
     const std::wstring form = normalize_for_compare(path);
     if (excluded && form.size() > 3 && form.find(L"\\\\?\\") != 0)
         expect(is_excluded_from(join_path(form, L"below"), folders),
-               "what lies below an excluded folder is excluded");
+               "a path below an excluded folder is excluded");
 }
 
 }  // namespace

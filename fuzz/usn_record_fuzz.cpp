@@ -1,5 +1,5 @@
-// A buffer as the volume returns it: the records are walked as the enumerators do. Whatever the
-// bytes, the walk gets on, stays inside, and a decoded name lies inside its record.
+// Walks the records of a buffer from the volume as the enumerators do. Whatever the bytes, the walk
+// advances and stays inside the buffer, and a decoded name lies inside its record.
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
