@@ -1,10 +1,10 @@
-// How true is the progress bar?
+// How accurate is the progress bar?
 //
 // Whole first scans of real trees, four workers, no index, files in the cache. A thread reads the
-// progress every millisecond. What is told is not a time but a distance: the largest, over the
-// analysis, between the bar's share of the candidates and the share of the time that is over.
-// Beside it stands 1; second is by how much the largest group's share of the work exceeds 0.10,
-// since no order can split a group. Time is that of the wall whatever clock was asked for.
+// progress every millisecond. The figure is no time but a distance: the largest, over the analysis,
+// between the bar's share of the candidates and the share of the time that has passed. "Beside" is
+// 1. "Second" is by how much the largest group's share of the work exceeds 0.10, since no order can
+// split a group. Time is always that of the wall, whatever LARKSPINE_BENCH_CLOCK says.
 //
 // SIZE is the number of files, in pairs of one size, every other pair with equal contents, in
 // folders of 100; seed 1.
@@ -37,7 +37,7 @@ struct Moment {
     double bar = 0;  // the share of the candidates
 };
 
-// Reads the progress of a scan from its first to its last moment of analysis.
+// Reads the progress of a scan from the beginning to the end of its analysis.
 class Watch {
   public:
     explicit Watch(const ScanProgress& progress)
@@ -77,7 +77,7 @@ double largest_distance(const std::vector<Moment>& moments) {
     return largest;
 }
 
-// A tree and what the largest pair has of all the work.
+// A tree, and the largest pair's share of all work.
 struct Tree {
     std::wstring root;
     double largest_share = 0;
@@ -89,7 +89,7 @@ class TreeMaker {
         : tree_{bench::scratch_folder() + L"\\" + std::wstring(name) + std::to_wstring(files)},
           folders_(bench::make_folders(tree_.root, files / 100 + 1)) {}
 
-    // Every other pair holds the same.
+    // Every other pair has equal contents.
     void add_pair(std::uint64_t size) {
         for (int i = 0; i < 2; ++i)
             maker_.make(next_path(), size, pairs_ % 2 == 0 ? pairs_ : 2 * pairs_ + i);

@@ -88,7 +88,7 @@ def median_of(rounds, value):
 
 
 class Figures:
-    """What one size of a row came to, beside the size before, if any."""
+    """The figures of one size of a row, and its growth from the size before, if any."""
 
     def __init__(self, row, size, rounds, before=None):
         self.row, self.size = row, size
@@ -96,7 +96,7 @@ class Figures:
         self.beside = median_of(rounds, lambda ours, beside, second: beside)
         self.second = median_of(rounds, lambda ours, beside, second: second)
         self.ratio = median_of(rounds, lambda ours, beside, second: ours / beside)
-        # A second way that cannot overlap with the first is allowed for in full.
+        # A second way cannot overlap with the first, so the target allows for all of it.
         self.target = row.target + median_of(rounds, lambda ours, beside, second: second / beside)
         self.growth = self.beside_growth = None
         if before:

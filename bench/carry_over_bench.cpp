@@ -1,12 +1,12 @@
 // What does carrying identities and digests over from the last run cost?
 //
 // Snapshots of made_snapshot.h, seed 1, with paths of 80 code units: the loaded one has identities
-// and digests, the fresh one is as a walk leaves it. A question for a file's identity is answered
-// at once. SIZE is the number of entries.
+// and digests, the fresh one is as a walk leaves it. A query of a file's identity is answered at
+// once. SIZE is the number of entries.
 //
 // carry-over      the same files in the same order; beside: a map of all entries by path, and one
-// by
-//                 identity when the first path is not found, both made anew and asked for each file
+//                 by identity from the first path that is not found; both are made in each round
+//                 and searched for each file
 // carry-over-1    one file in a hundred has another name
 // carry-over-all  every folder has another name, so each file is found by its identity
 #include <memory>
@@ -35,7 +35,7 @@ using detail::IndexSnapshot;
 
 using Entries = std::vector<FileCandidate>;
 
-// The identity that made_snapshot gave the file of that place.
+// The identity that made_snapshot gave the file at that place.
 struct Identify {
     const Entries& fresh;
     IdentityAnswer operator()(FileCandidate& entry) const {
@@ -55,7 +55,7 @@ struct ComparisonHash {
     }
 };
 
-// No two entries here have one comparison form, so the way beside needs no more than this.
+// No two entries here have the same comparison form, so a map with one entry a path is enough.
 using PathMap = std::unordered_map<ComparisonForm, const FileCandidate*, ComparisonHash>;
 using IdentityMap =
     std::unordered_map<detail::FileIdentity, const FileCandidate*, detail::FileIdentityHash>;

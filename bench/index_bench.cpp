@@ -34,7 +34,7 @@ std::wstring index_path(const std::wstring& root) {
     return index_file_path(root).value();
 }
 
-// The root of the snapshot, of which the index has been saved.
+// The root of the snapshot whose index has been saved.
 std::wstring saved_root(std::uint64_t size) {
     const IndexSnapshot snapshot = bench::made_snapshot(size);
     require(detail::save_index(snapshot), "save_index");
@@ -115,7 +115,7 @@ bench::Ask save(std::uint64_t size) {
     auto contents = std::make_shared<const Contents>(bare_read(path));
     return [snapshot, contents, path] {
         const std::wstring other = path + L".bare";
-        DeleteFileW(path.c_str());  // letting go of an old file is work of its own
+        DeleteFileW(path.c_str());  // freeing an old file would take extra time
         Round round;
         round.ours = seconds_for([&] { require(detail::save_index(*snapshot), "save_index"); });
         DeleteFileW(path.c_str());

@@ -21,7 +21,7 @@ inline void make_folder(const std::wstring& path) {
             "CreateDirectoryW");
 }
 
-// Folders below `root`, which is made too, each but the first 16 inside one made before.
+// Makes `root` and folders below it, all but the first 16 of them inside an earlier one.
 [[nodiscard]] inline std::vector<std::wstring> make_folders(const std::wstring& root,
                                                             std::uint64_t count) {
     make_folder(root);
@@ -33,8 +33,8 @@ inline void make_folder(const std::wstring& path) {
     return folders;
 }
 
-// Bytes that do not repeat within a block; each file begins at another place of it and bears its
-// own number, so that two files differ unless they are given the same number.
+// Makes files of one random block, over and over. Each block begins with the number of the file, so
+// that two files differ unless they have the same number.
 class FileMaker {
   public:
     explicit FileMaker(std::uint64_t seed) : block_(block_size / sizeof(std::uint64_t)) {
@@ -61,7 +61,7 @@ class FileMaker {
     std::vector<std::uint64_t> block_;
 };
 
-// Sizes as they are in an ordinary home folder: nine files in ten have up to 8 KiB, most others up
+// Sizes as in an ordinary home folder: nine files in ten have up to 8 KiB, most others up
 // to 128 KiB, and one in fifty 128 to 300 KiB, so that it is sampled at both ends.
 [[nodiscard]] inline std::uint64_t ordinary_size(std::mt19937_64& random) {
     const auto between = [&](std::uint64_t least, std::uint64_t most) {

@@ -1,5 +1,5 @@
 // A snapshot made up for measuring: every file has an identity and both digests, paths of 80 code
-// units and names of 20. Files i and i + 1 are in one folder but for every 25th. Portable.
+// units and names of 20. Each 25 successive files are in one folder. Portable.
 #pragma once
 
 #include <cstddef>
@@ -19,13 +19,13 @@ inline void fill_randomly(blake3_digest& digest, std::mt19937_64& random) {
         byte = static_cast<std::uint8_t>(random());
 }
 
-// The host, where wchar_t is made short, has no wide functions of the C library.
+// Without the C library's wide functions: on the host, wchar_t is too short for them.
 [[nodiscard]] inline std::wstring decimal(std::size_t number) {
     const std::string digits = std::to_string(number);
     return {digits.begin(), digits.end()};
 }
 
-// The fixed fields come from `random`; of the rest, everything follows from the number.
+// Size, times and digests come from `random`; everything else follows from the number.
 inline void fill_entry(detail::FileCandidate& entry, std::size_t number, std::mt19937_64& random) {
     std::wstring name = decimal(number) + L".data";
     name.insert(0, made_name_length - name.size(), L'n');
@@ -48,7 +48,8 @@ inline void fill_entry(detail::FileCandidate& entry, std::size_t number, std::mt
 [[nodiscard]] inline detail::IndexSnapshot made_snapshot(std::size_t files) {
     std::mt19937_64 random(1);
     detail::IndexSnapshot snapshot;
-    // The size belongs to the root, so that snapshots of several sizes have an index file each.
+    // The size is part of the root, so that snapshots of different sizes have different index
+    // files.
     snapshot.root = L"\\\\?\\D:\\bench" + decimal(files);
     snapshot.entries.resize(files);
     for (std::size_t i = 0; i < files; ++i)

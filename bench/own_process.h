@@ -21,7 +21,7 @@ inline void require(bool worked, const char* what) {
     }
 }
 
-// The most memory, in bytes, that this process has had resident so far.
+// The peak working set of this process so far, in bytes.
 [[nodiscard]] inline std::uint64_t peak_memory() {
     PROCESS_MEMORY_COUNTERS counters = {};
     require(K32GetProcessMemoryInfo(GetCurrentProcess(), &counters, sizeof counters) != 0,

@@ -1,4 +1,4 @@
-// What does narrowing cost when nothing is left to read?
+// What does the candidate pipeline cost when nothing is left to read?
 //
 // Candidates of made_snapshot.h in groups of three, each group of one size and one content, all
 // identities and digests known; seed 1. SIZE is the number of candidates.

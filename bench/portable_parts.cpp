@@ -1,8 +1,8 @@
 // How many instructions does a portable part take for one item?
 //
-// Runs one part once, on the Linux host, for callgrind to count (bench/profile): only what runs
-// below measured() is the part's own. Everything is made from the number of items, with seed 1;
-// paths have 80 code units where nothing else is said.
+// Runs one part once, on the Linux host, for callgrind to count (bench/profile). Only what runs
+// below measured() counts. All input follows from the number of items, with seed 1; paths have 80
+// code units unless stated otherwise.
 //
 //     portable_parts PART ITEMS
 //

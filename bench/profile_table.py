@@ -15,8 +15,8 @@ from bench_table import ROWS
 
 PARTS = ['index-encode', 'index-decode', 'size-groups', 'usn-records', 'record-paths',
          'rebuild-paths', 'changes', 'csv-rows', 'path-compare', 'path-views']
-ITEMS = 50_000  # a part at ten times of it takes up to a minute
-FUNCTIONS = 6  # of each part: what follows has some percent
+ITEMS = 50_000  # a part at ten times as many takes up to a minute
+FUNCTIONS = 6  # of each part; any other has at most a few percent
 TARGET_TOOLS = 'x86_64-w64-mingw32-'
 HOST_PROGRAM = 'build/host-bench/bench/portable_parts'
 
@@ -47,8 +47,8 @@ def counted(scratch, part, items):
     functions = collections.Counter()
     annotated = output_of('callgrind_annotate', '--auto=no', '--threshold=100', profile)
     for line in annotated.splitlines():
-        # "1,234 ( 5.6%)  file:function [object]"; the parts of one function that come from several
-        # files are one.
+        # "1,234 ( 5.6%)  file:function [object]". A function with parts from several files counts
+        # once.
         if entry := re.match(r'\s*([\d,]+) \(.*?\)\s+\S*?:(.+)', line):
             functions[short(entry[2])] += int(entry[1].replace(',', ''))
     return total, functions
@@ -66,7 +66,7 @@ def print_counts(scratch, parts):
 
 
 class Symbols:
-    """Names by address; an address between two that are known has the name of the one before."""
+    """Names by address. An address between two known ones has the name of the lower."""
 
     def __init__(self, pairs):
         self.addresses, self.names = zip(*sorted(pairs)) if pairs else ((), ())
@@ -108,7 +108,7 @@ def print_samples(scratch, name, size):
          '-t', ';'],
         stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True,
         check=True).stdout
-    # Memory of no file is where Wine puts a program. Linux keeps 15 characters of a name.
+    # Wine loads a program into memory that no file backs. Linux keeps 15 characters of a name.
     programs = {pathlib.PurePath(path).name[:15]: program_symbols(path)
                 for path in (program, 'build/bench/larkspine.exe')}
     libraries = {}

@@ -38,13 +38,13 @@ using Ask = std::function<Round()>;
 
 struct Row {
     std::wstring_view name;
-    // Makes what the question needs at that size; what it returns asks it once.
+    // Makes the input of that size. The function that it returns runs one round.
     Ask (*prepare)(std::uint64_t size);
 };
 
-// Seconds since some moment; any thread. Of the wall clock, or, with LARKSPINE_BENCH_CLOCK set to
-// "processor", of processor time used by this process, which other programs disturb less but which
-// counts in steps of 10 ms under Wine and misses what Wine's server does for this process.
+// Seconds since some moment; any thread. They are wall time, or, with LARKSPINE_BENCH_CLOCK set to
+// "processor", processor time of this process. Other programs disturb that less. But under Wine it
+// counts in steps of 10 ms and misses what Wine's server does for this process.
 [[nodiscard]] inline double now() {
     static const bool processor =
         read_environment(L"LARKSPINE_BENCH_CLOCK") == std::optional<std::wstring>(L"processor");
@@ -64,7 +64,7 @@ template <typename Action>
     return now() - start;
 }
 
-// The folder for whatever is written, without a separator at its end.
+// The folder for all files, without a separator at its end.
 [[nodiscard]] inline std::wstring scratch_folder() {
     if (const auto chosen = read_environment(L"LARKSPINE_BENCH_FOLDER"))
         return *chosen;
@@ -75,7 +75,7 @@ template <typename Action>
     return folder;
 }
 
-// Answers the command line. Index files go to a folder of their own: a walk passes over it.
+// Runs what the command line names. Index files go to their own folder, which a walk excludes.
 inline int answer(std::span<wchar_t*> arguments, std::span<const Row> rows) {
     require(arguments.size() >= 4, "reading ROW ROUNDS SIZE...");
     SetEnvironmentVariableW(L"LARKSPINE_INDEX_DIRECTORY",

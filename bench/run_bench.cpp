@@ -44,7 +44,7 @@ std::wstring program_path() {
     return path + L"\\larkspine.exe";
 }
 
-// The index of a tree, wherever the program puts it.
+// Deletes all index files from the folder where the program keeps them.
 void remove_indexes() {
     const std::wstring folder = index_directory().value() + L"\\";
     WIN32_FIND_DATAW found;

@@ -79,9 +79,9 @@ def make_empty(folder, count):
 
 
 def make_deep(folder, length):
-    """One chain of folders until a file in the last one has a path of `length` bytes, as Wine spells it
-    through the link that stands for the drive; two copies lie at its end and one at its beginning. Each step is made from the folder before it, since the whole
-    path may be longer than one call takes."""
+    """One chain of folders. A file in the last one has a path of `length` bytes as Wine spells it,
+    through the link that stands for the drive. Two copies lie at the end of the chain and one at its
+    beginning. Each folder is made from the one before it, since one call may not take the whole path."""
     (folder / "copie").write_bytes(b"au fond")
     here = os.open(folder, os.O_RDONLY)
     used = len(os.fsencode(os.path.abspath(folder)))
@@ -119,8 +119,8 @@ def report_counts(folder):
     return len({row.split(";")[0] for row in rows}), len(rows)
 
 
-# Starts a program and tells what its process used. A Python of its own, because a process begins
-# with the peak of the one that started it, and this one's grows.
+# Starts a program and reports what its process used. It runs in its own Python, because a process
+# begins with the peak of the one that started it, and the peak of this one grows.
 USED = """
 import os, subprocess, sys
 child = subprocess.Popen(sys.argv[2:], stdin=subprocess.DEVNULL)
@@ -169,7 +169,7 @@ def measure(exe, work, question, count):
 
 
 def empty_run(exe, work):
-    """What a run costs that finds nothing: Wine and the program themselves."""
+    """A run that finds nothing: the cost of Wine and the program themselves."""
     return measure(exe, work, Question(0, make_empty, lambda n: (0, 0)), 0)[0]
 
 
@@ -185,8 +185,8 @@ def row(name, count, runs, idle):
 
 
 def grows(name, smallest, largest):
-    """Whether a file costs clearly more among many than among few. The least cost that counts is
-    there because that of a tenth may drown in the start of the program."""
+    """A sentence for each cost of a file that is clearly higher among many files than among few. A
+    lower cost than `least` counts as `least`: among few files, the program's start may hide it."""
     worse = []
     for what, least, small, large in (("processor time", 20, smallest[0], largest[0]),
                                       ("memory", 600, smallest[1], largest[1])):

@@ -6,13 +6,14 @@
 //
 // fast-path  a whole scan of an unchanged volume; a tenth of the files are in groups of three with
 //            equal digests, no other two have one size; beside: loading the index
-// table      the master file table, from opening the volume to the first question about a file's
-//            metadata, where the scan is ended. The answers of the volume are recorded before and
-//            played back; beside: the same answers, each record parsed, its path made in one string
-//            from its parent's, and inserted into one hash map
-// metadata   the rest of that scan: from the first question about metadata, each answered at once,
-//            to its end; two workers. Beside: as many empty jobs with results of the same type
-//            through the same pool, in the same batches
+// table      the master file table, from opening the volume to the first query of a file's
+// metadata,
+//            which stops the scan. The answers of the volume are recorded before and played back;
+//            beside: the same answers, each record parsed, its path made in one string from its
+//            parent's, and inserted into one hash map
+// metadata   the rest of that scan: from the first query of metadata to the end, each answered at
+//            once; two workers. Beside: as many empty jobs with results of the same type through
+//            the same pool, in the same batches
 // delta      one change for every hundred files, applied to a loaded snapshot, two workers, files
 //            queried included; beside: loading that snapshot
 #include <atomic>
@@ -53,8 +54,8 @@ using testing::VolumeSettings;
 constexpr std::size_t workers = 2;
 constexpr std::size_t group_size = 3;
 
-// One volume at a time may exist, so each round makes its own; what belongs to a size is told by
-// its drive letter.
+// Only one volume may exist at a time, so each round makes its own. The drive letter distinguishes
+// the sizes.
 struct VolumeOfSize {
     std::uint64_t files = 0;
     wchar_t letter = L'Q';
@@ -145,7 +146,7 @@ bench::Ask fast_path(std::uint64_t size) {
     };
 }
 
-// The answers to FSCTL_ENUM_USN_DATA by what they were asked with.
+// The answers to FSCTL_ENUM_USN_DATA by the reference at which they start.
 using Answers = std::map<std::uint64_t, std::vector<std::byte>>;
 
 Answers record_answers(const FakeLargeVolume& volume) {
@@ -162,7 +163,7 @@ Answers record_answers(const FakeLargeVolume& volume) {
     return answers;
 }
 
-// From now on until the volume ends, its table is played back.
+// The table is played back from now until the volume is destroyed.
 void play_back(const Answers& answers) {
     auto others = hooks().DeviceIoControl;
     hooks().DeviceIoControl = [&answers, others](HANDLE volume, DWORD code, LPVOID input,
@@ -183,7 +184,7 @@ void play_back(const Answers& answers) {
     };
 }
 
-// When the first question about metadata came; set on any thread.
+// The time of the first query of metadata; set on any thread.
 class FirstQuestion {
   public:
     void note() {
@@ -201,7 +202,7 @@ struct EnoughSeen {};
 
 using PathMap = std::unordered_map<std::uint64_t, std::wstring>;
 
-// Parents are listed before what they hold.
+// Parents are listed before their children.
 std::size_t bare_table(HANDLE volume, const std::wstring& root, std::int64_t next_usn,
                        PathMap& paths) {
     const auto buffer = std::make_unique<detail::ReadBuffer>();
@@ -231,7 +232,7 @@ std::size_t bare_table(HANDLE volume, const std::wstring& root, std::int64_t nex
     return paths.size();
 }
 
-// The seconds that the scan took up to its first question about metadata, with which it ends.
+// The seconds that the scan takes up to its first query of metadata, which stops it.
 double table_alone(const FakeLargeVolume& volume) {
     FirstQuestion first;
     hooks().GetFileAttributesExW = [&first](LPCWSTR, GET_FILEEX_INFO_LEVELS, LPVOID) -> BOOL {

@@ -1,4 +1,4 @@
-// How much memory does a second run take that walks?
+// How much memory does a second run by directory walk take?
 //
 // A tree of SIZE files in folders of 25 that is listed at once, by functions in place of the
 // system's, and an index of it with identities and both digests; paths of 80 code units, names of
@@ -34,7 +34,7 @@ using testing::real_imports;
 constexpr std::uint64_t files_per_folder = 25;
 const std::wstring root_start = L"\\\\?\\D:\\listed-";
 
-// The tree, in place of the system's listings as long as it lives. One folder is listed at a time.
+// Replaces the system's listings by the tree as long as it lives. One folder is listed at a time.
 class ListedTree {
   public:
     explicit ListedTree(std::uint64_t files)
