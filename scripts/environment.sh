@@ -12,8 +12,10 @@ unset DISPLAY
 export WINE=/usr/lib/wine/wine64
 wineserver=/usr/lib/wine/wineserver64
 
-# A compiler cache, when one is installed, also takes files that use a precompiled header.
+# A compiler cache, when one is installed, also takes files that use a precompiled header, and one clone
+# finds what another one compiled.
 export CCACHE_SLOPPINESS=pch_defines,time_macros,include_file_mtime,include_file_ctime
+export CCACHE_BASEDIR=$project CCACHE_NOHASHDIR=1
 
 # The Windows view of an absolute Linux path: drive Z: is the root folder.
 windows_path() { printf 'Z:%s' "${1//\//\\}"; }
