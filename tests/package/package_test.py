@@ -39,7 +39,9 @@ LINKED = {"librust-blake3-dev": "BLAKE3", "mingw-w64-x86-64-dev": "winpthreads",
 
 
 def package(folder, **settings):
-    return subprocess.run([folder / "scripts" / "package"], stdin=subprocess.DEVNULL,
+    # What is compared must be compiled both times.
+    trial = [] if TWICE else ["--trial"]
+    return subprocess.run([folder / "scripts" / "package", *trial], stdin=subprocess.DEVNULL,
                           capture_output=True, check=False, text=True, **settings)
 
 
