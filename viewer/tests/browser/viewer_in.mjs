@@ -3,7 +3,8 @@
 import assert from "node:assert/strict";
 import { execFileSync } from "node:child_process";
 import { createHash } from "node:crypto";
-import { existsSync, mkdtempSync, readdirSync, readFileSync, renameSync, rmSync, writeFileSync } from "node:fs";
+import { existsSync, mkdtempSync, readdirSync, readFileSync, renameSync, rmSync, statSync,
+         writeFileSync } from "node:fs";
 import { createRequire } from "node:module";
 import { tmpdir } from "node:os";
 import { join } from "node:path";
@@ -58,11 +59,13 @@ export const testsIn = (name) => describe(name, () => {
         return viewer;
     };
     const saved = async (viewer) => {
-        const before = existsSync(started.downloads) ? readdirSync(started.downloads) : [];
+        const listed = () => existsSync(started.downloads) ? readdirSync(started.downloads) : [];
+        const before = listed();
         await viewer.button("Enregistrer…");
-        const [path] = await until(() => !existsSync(started.downloads) ? []
-            : readdirSync(started.downloads).filter((file) => !before.includes(file) &&
-                file.endsWith(".csv")), (files) => files.length === 1);
+        // A download has a second file while it lasts, and Firefox keeps an empty one at its name.
+        const [path] = await until(() => listed().filter((file) => !before.includes(file)),
+                                   (files) => files.length === 1 && files[0].endsWith(".csv") &&
+                                       statSync(join(started.downloads, files[0])).size > 0);
         await until(() => viewer.announced(), (text) => text.includes("enregistrée"));
         const kept = join(work, `${name} ${++files} ${path}`);
         renameSync(join(started.downloads, path), kept);
