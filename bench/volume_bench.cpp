@@ -7,10 +7,9 @@
 // fast-path  a whole scan of an unchanged volume; a tenth of the files are in groups of three with
 //            equal digests, no other two have one size; beside: loading the index
 // table      the master file table, from opening the volume to the first query of a file's
-// metadata,
-//            which stops the scan. The answers of the volume are recorded before and played back;
-//            beside: the same answers, each record parsed, its path made in one string from its
-//            parent's, and inserted into one hash map
+//            metadata, which stops the scan. The answers of the volume are recorded before and
+//            played back; beside: the same answers, each record parsed, its path made in one string
+//            from its parent's, and inserted into one hash map
 // metadata   the rest of that scan: from the first query of metadata to the end, each answered at
 //            once; two workers. Beside: as many empty jobs with results of the same type through
 //            the same pool, in the same batches
