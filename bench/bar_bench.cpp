@@ -28,8 +28,7 @@
 namespace {
 
 using namespace larkspine;
-using bench::require;
-using bench::Round;
+using namespace larkspine::bench;
 using Clock = std::chrono::steady_clock;
 
 struct Moment {
@@ -86,8 +85,8 @@ struct Tree {
 class TreeMaker {
   public:
     TreeMaker(std::wstring_view name, std::uint64_t files)
-        : tree_{bench::scratch_folder() + L"\\" + std::wstring(name) + std::to_wstring(files)},
-          folders_(bench::make_folders(tree_.root, files / 100 + 1)) {}
+        : tree_{scratch_folder() + L"\\" + std::wstring(name) + std::to_wstring(files)},
+          folders_(make_folders(tree_.root, files / 100 + 1)) {}
 
     // Every other pair has equal contents.
     void add_pair(std::uint64_t size) {
@@ -128,7 +127,7 @@ class TreeMaker {
 
     Tree tree_;
     std::vector<std::wstring> folders_;
-    bench::FileMaker maker_{1};
+    FileMaker maker_{1};
     std::uint64_t files_ = 0;
     std::uint64_t pairs_ = 1;
     double all_ = 0;
@@ -144,7 +143,7 @@ std::uint64_t logarithmically_normal(std::mt19937_64& random) {
     return static_cast<std::uint64_t>(std::min(16'384 * std::exp(2 * normal), 67'108'864.0));
 }
 
-bench::Ask ask(const Tree& tree) {
+Ask ask(const Tree& tree) {
     return [tree] {
         ScanProgress progress;
         Watch watch(progress);
@@ -155,7 +154,7 @@ bench::Ask ask(const Tree& tree) {
     };
 }
 
-bench::Ask small_files(std::uint64_t size) {
+Ask small_files(std::uint64_t size) {
     TreeMaker maker(L"small", size);
     std::mt19937_64 random(1);
     for (std::uint64_t i = 0; i < size; i += 2)
@@ -169,13 +168,13 @@ void add_mixed(TreeMaker& maker, std::uint64_t size) {
         maker.add_pair(logarithmically_normal(random));
 }
 
-bench::Ask mixed(std::uint64_t size) {
+Ask mixed(std::uint64_t size) {
     TreeMaker maker(L"mixed", size);
     add_mixed(maker, size);
     return ask(maker.done());
 }
 
-bench::Ask huge(std::uint64_t size) {
+Ask huge(std::uint64_t size) {
     TreeMaker maker(L"huge", size);
     add_mixed(maker, size);
     for (std::uint64_t i = 0; i < 5; ++i)
@@ -183,11 +182,10 @@ bench::Ask huge(std::uint64_t size) {
     return ask(maker.done());
 }
 
-constexpr bench::Row rows[] = {
-    {L"bar-small", small_files}, {L"bar-mixed", mixed}, {L"bar-huge", huge}};
+constexpr Row rows[] = {{L"bar-small", small_files}, {L"bar-mixed", mixed}, {L"bar-huge", huge}};
 
 }  // namespace
 
 int wmain(int count, wchar_t** arguments) {
-    return bench::answer({arguments, static_cast<std::size_t>(count)}, rows);
+    return answer(count, arguments, rows);
 }

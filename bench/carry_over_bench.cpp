@@ -26,9 +26,7 @@
 namespace {
 
 using namespace larkspine;
-using bench::require;
-using bench::Round;
-using bench::seconds_for;
+using namespace larkspine::bench;
 using detail::FileCandidate;
 using detail::IdentityAnswer;
 using detail::IndexSnapshot;
@@ -117,7 +115,7 @@ bool all_inherited(const Entries& fresh) {
     return true;
 }
 
-bench::Ask ask(std::shared_ptr<const IndexSnapshot> loaded, Entries walked) {
+Ask ask(std::shared_ptr<const IndexSnapshot> loaded, Entries walked) {
     auto fresh = std::make_shared<Entries>();
     return [loaded, fresh, walked = std::make_shared<const Entries>(std::move(walked))] {
         Round round;
@@ -131,33 +129,33 @@ bench::Ask ask(std::shared_ptr<const IndexSnapshot> loaded, Entries walked) {
     };
 }
 
-bench::Ask unchanged(std::uint64_t size) {
-    auto loaded = std::make_shared<const IndexSnapshot>(bench::made_snapshot(size));
+Ask unchanged(std::uint64_t size) {
+    auto loaded = std::make_shared<const IndexSnapshot>(made_snapshot(size));
     return ask(loaded, as_walked(*loaded));
 }
 
-bench::Ask one_in_a_hundred(std::uint64_t size) {
-    auto loaded = std::make_shared<const IndexSnapshot>(bench::made_snapshot(size));
+Ask one_in_a_hundred(std::uint64_t size) {
+    auto loaded = std::make_shared<const IndexSnapshot>(made_snapshot(size));
     Entries walked = as_walked(*loaded);
     for (std::size_t i = 50; i < walked.size(); i += 100)
         walked[i].path.back() = L'X';
     return ask(loaded, std::move(walked));
 }
 
-bench::Ask everything(std::uint64_t size) {
-    auto loaded = std::make_shared<const IndexSnapshot>(bench::made_snapshot(size));
+Ask everything(std::uint64_t size) {
+    auto loaded = std::make_shared<const IndexSnapshot>(made_snapshot(size));
     Entries walked = as_walked(*loaded);
     for (FileCandidate& entry : walked)
         entry.path[entry.path.rfind(L'\\') - 1] = L'X';
     return ask(loaded, std::move(walked));
 }
 
-constexpr bench::Row rows[] = {{L"carry-over", unchanged},
-                               {L"carry-over-1", one_in_a_hundred},
-                               {L"carry-over-all", everything}};
+constexpr Row rows[] = {{L"carry-over", unchanged},
+                        {L"carry-over-1", one_in_a_hundred},
+                        {L"carry-over-all", everything}};
 
 }  // namespace
 
 int wmain(int count, wchar_t** arguments) {
-    return bench::answer({arguments, static_cast<std::size_t>(count)}, rows);
+    return answer(count, arguments, rows);
 }

@@ -24,9 +24,7 @@
 namespace {
 
 using namespace larkspine;
-using bench::require;
-using bench::Round;
-using bench::seconds_for;
+using namespace larkspine::bench;
 using detail::FileCandidate;
 
 constexpr std::uint64_t mebibyte = 1'048'576;
@@ -41,9 +39,9 @@ FileCandidate candidate_at(const std::wstring& path, std::uint64_t size) {
 std::vector<FileCandidate> make_large_files(std::uint64_t mebibytes) {
     constexpr std::uint64_t count = 8;
     const std::wstring root =
-        to_long_path(bench::scratch_folder() + L"\\large" + std::to_wstring(mebibytes));
-    bench::make_folder(root);
-    bench::FileMaker maker(1);
+        to_long_path(scratch_folder() + L"\\large" + std::to_wstring(mebibytes));
+    make_folder(root);
+    FileMaker maker(1);
     std::vector<FileCandidate> files;
     for (std::uint64_t i = 0; i < count; ++i) {
         files.push_back(
@@ -55,14 +53,14 @@ std::vector<FileCandidate> make_large_files(std::uint64_t mebibytes) {
 
 std::vector<FileCandidate> make_ordinary_files(std::uint64_t count) {
     const std::wstring root =
-        to_long_path(bench::scratch_folder() + L"\\ordinary" + std::to_wstring(count));
-    const std::vector<std::wstring> folders = bench::make_folders(root, (count + 99) / 100);
-    bench::FileMaker maker(1);
+        to_long_path(scratch_folder() + L"\\ordinary" + std::to_wstring(count));
+    const std::vector<std::wstring> folders = make_folders(root, (count + 99) / 100);
+    FileMaker maker(1);
     std::mt19937_64 random(1);
     std::vector<FileCandidate> files;
     for (std::uint64_t i = 0; i < count; ++i) {
         files.push_back(candidate_at(folders[i / 100] + L"\\" + std::to_wstring(i) + L".data",
-                                     bench::ordinary_size(random)));
+                                     ordinary_size(random)));
         maker.make(files.back().path, files.back().size, i);
     }
     return files;
@@ -120,7 +118,7 @@ double hash_blocks(const std::vector<FileCandidate>& files, detail::ReadBuffer& 
     return seconds;
 }
 
-bench::Ask full_hash(std::uint64_t size) {
+Ask full_hash(std::uint64_t size) {
     auto pool = std::make_shared<worker_pool>(1);
     auto buffer = std::make_shared<detail::ReadBuffer>();
     return [pool, buffer, files = make_large_files(size)]() mutable {
@@ -135,7 +133,7 @@ bench::Ask full_hash(std::uint64_t size) {
     };
 }
 
-bench::Ask full_hash_2(std::uint64_t size) {
+Ask full_hash_2(std::uint64_t size) {
     auto one = std::make_shared<worker_pool>(1);
     auto two = std::make_shared<worker_pool>(2);
     return [one, two, files = make_large_files(size)]() mutable {
@@ -162,7 +160,7 @@ void read_regions(const std::vector<FileCandidate>& files) {
     }
 }
 
-bench::Ask samples(std::uint64_t size) {
+Ask samples(std::uint64_t size) {
     auto pool = std::make_shared<worker_pool>(1);
     return [pool, files = make_ordinary_files(size)]() mutable {
         Round round;
@@ -172,11 +170,11 @@ bench::Ask samples(std::uint64_t size) {
     };
 }
 
-constexpr bench::Row rows[] = {
+constexpr Row rows[] = {
     {L"full-hash", full_hash}, {L"full-hash-2", full_hash_2}, {L"samples", samples}};
 
 }  // namespace
 
 int wmain(int count, wchar_t** arguments) {
-    return bench::answer({arguments, static_cast<std::size_t>(count)}, rows);
+    return answer(count, arguments, rows);
 }

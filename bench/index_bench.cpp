@@ -24,9 +24,7 @@
 namespace {
 
 using namespace larkspine;
-using bench::require;
-using bench::Round;
-using bench::seconds_for;
+using namespace larkspine::bench;
 using detail::FileCandidate;
 using detail::IndexSnapshot;
 
@@ -36,7 +34,7 @@ std::wstring index_path(const std::wstring& root) {
 
 // The root of the snapshot whose index has been saved.
 std::wstring saved_root(std::uint64_t size) {
-    const IndexSnapshot snapshot = bench::made_snapshot(size);
+    const IndexSnapshot snapshot = made_snapshot(size);
     require(detail::save_index(snapshot), "save_index");
     return snapshot.root;
 }
@@ -87,7 +85,7 @@ Strings bare_load(const std::wstring& path, std::size_t root_length, std::size_t
     return strings;
 }
 
-bench::Ask load(std::uint64_t size) {
+Ask load(std::uint64_t size) {
     const std::wstring root = saved_root(size);
     return [root, size] {
         std::optional<IndexSnapshot> snapshot;
@@ -108,8 +106,8 @@ void bare_write(const std::wstring& path, std::span<const std::byte> bytes) {
     require(file && write_all(file.get(), bytes) && FlushFileBuffers(file.get()), "bare write");
 }
 
-bench::Ask save(std::uint64_t size) {
-    auto snapshot = std::make_shared<const IndexSnapshot>(bench::made_snapshot(size));
+Ask save(std::uint64_t size) {
+    auto snapshot = std::make_shared<const IndexSnapshot>(made_snapshot(size));
     require(detail::save_index(*snapshot), "save_index");
     const std::wstring path = index_path(snapshot->root);
     auto contents = std::make_shared<const Contents>(bare_read(path));
@@ -129,19 +127,19 @@ bench::Ask save(std::uint64_t size) {
 
 // The second process: loads the index of a root and saves it again.
 int print_own_peak(const std::wstring& root) {
-    const std::uint64_t before = bench::peak_memory();
+    const std::uint64_t before = peak_memory();
     std::optional<IndexSnapshot> snapshot = detail::load_index(root);
     require(snapshot && detail::save_index(*snapshot), "loading and saving");
-    std::printf("%llu\n", static_cast<unsigned long long>(bench::peak_memory() - before));
+    std::printf("%llu\n", static_cast<unsigned long long>(peak_memory() - before));
     return 0;
 }
 
-bench::Ask memory(std::uint64_t size) {
+Ask memory(std::uint64_t size) {
     const std::wstring root = saved_root(size);
-    const double entry_bytes = static_cast<double>(
-        sizeof(FileCandidate) + 2 * (bench::made_path_length + bench::made_name_length));
+    const double entry_bytes =
+        static_cast<double>(sizeof(FileCandidate) + 2 * (made_path_length + made_name_length));
     return [root, size, entry_bytes] {
-        const std::string printed = bench::output_of_self(L"peak " + root);
+        const std::string printed = output_of_self(L"peak " + root);
         Round round;
         round.ours = std::strtod(printed.c_str(), nullptr);
         round.beside = entry_bytes * static_cast<double>(size);
@@ -149,12 +147,12 @@ bench::Ask memory(std::uint64_t size) {
     };
 }
 
-constexpr bench::Row rows[] = {{L"index-load", load}, {L"index-save", save}, {L"memory", memory}};
+constexpr Row rows[] = {{L"index-load", load}, {L"index-save", save}, {L"memory", memory}};
 
 }  // namespace
 
 int wmain(int count, wchar_t** arguments) {
     if (count == 3 && std::wstring_view(arguments[1]) == L"peak")
         return print_own_peak(arguments[2]);
-    return bench::answer({arguments, static_cast<std::size_t>(count)}, rows);
+    return answer(count, arguments, rows);
 }

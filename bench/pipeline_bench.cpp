@@ -17,9 +17,7 @@
 namespace {
 
 using namespace larkspine;
-using bench::require;
-using bench::Round;
-using bench::seconds_for;
+using namespace larkspine::bench;
 using detail::FileCandidate;
 using detail::IndexSnapshot;
 
@@ -39,8 +37,8 @@ std::vector<DuplicateGroup> narrow(std::vector<FileCandidate*>& candidates, work
     return groups;
 }
 
-bench::Ask pipeline(std::uint64_t size) {
-    auto snapshot = std::make_shared<IndexSnapshot>(bench::made_snapshot(size - size % group_size));
+Ask pipeline(std::uint64_t size) {
+    auto snapshot = std::make_shared<IndexSnapshot>(made_snapshot(size - size % group_size));
     std::vector<FileCandidate*> candidates;
     for (std::size_t i = 0; i < snapshot->entries.size(); ++i) {
         FileCandidate& entry = snapshot->entries[i];
@@ -65,10 +63,10 @@ bench::Ask pipeline(std::uint64_t size) {
     };
 }
 
-constexpr bench::Row rows[] = {{L"pipeline", pipeline}};
+constexpr Row rows[] = {{L"pipeline", pipeline}};
 
 }  // namespace
 
 int wmain(int count, wchar_t** arguments) {
-    return bench::answer({arguments, static_cast<std::size_t>(count)}, rows);
+    return answer(count, arguments, rows);
 }

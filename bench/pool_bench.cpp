@@ -18,9 +18,7 @@
 namespace {
 
 using namespace larkspine;
-using bench::require;
-using bench::Round;
-using bench::seconds_for;
+using namespace larkspine::bench;
 
 constexpr std::size_t threads = 2;
 constexpr std::size_t batch_size = 2 * threads;
@@ -73,7 +71,7 @@ class BareThread {
     std::thread thread_;
 };
 
-bench::Ask pool(std::uint64_t size) {
+Ask pool(std::uint64_t size) {
     auto workers = std::make_shared<worker_pool>(threads);
     auto bare = std::make_shared<BareThread>();
     return [workers, bare, size] {
@@ -103,10 +101,10 @@ bench::Ask pool(std::uint64_t size) {
     };
 }
 
-constexpr bench::Row rows[] = {{L"pool", pool}};
+constexpr Row rows[] = {{L"pool", pool}};
 
 }  // namespace
 
 int wmain(int count, wchar_t** arguments) {
-    return bench::answer({arguments, static_cast<std::size_t>(count)}, rows);
+    return answer(count, arguments, rows);
 }

@@ -18,9 +18,7 @@
 namespace {
 
 using namespace larkspine;
-using bench::require;
-using bench::Round;
-using bench::seconds_for;
+using namespace larkspine::bench;
 
 constexpr std::size_t group_size = 3;
 
@@ -83,11 +81,11 @@ std::uint64_t size_of_file(const std::wstring& path) {
     return join_halves(data.nFileSizeHigh, data.nFileSizeLow);
 }
 
-bench::Ask report(std::uint64_t size) {
+Ask report(std::uint64_t size) {
     const std::shared_ptr<const Text> text = made_text(size);
     return [text] {
-        const std::wstring ours = bench::scratch_folder() + L"\\report.csv";
-        const std::wstring bare = bench::scratch_folder() + L"\\bare-report.csv";
+        const std::wstring ours = scratch_folder() + L"\\report.csv";
+        const std::wstring bare = scratch_folder() + L"\\bare-report.csv";
         Round round;
         round.ours =
             seconds_for([&] { require(write_results_csv(ours, text->groups), "the report"); });
@@ -99,10 +97,10 @@ bench::Ask report(std::uint64_t size) {
     };
 }
 
-constexpr bench::Row rows[] = {{L"report", report}};
+constexpr Row rows[] = {{L"report", report}};
 
 }  // namespace
 
 int wmain(int count, wchar_t** arguments) {
-    return bench::answer({arguments, static_cast<std::size_t>(count)}, rows);
+    return answer(count, arguments, rows);
 }

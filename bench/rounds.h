@@ -76,7 +76,8 @@ template <typename Action>
 }
 
 // Runs what the command line names. Index files go to their own folder, which a walk excludes.
-inline int answer(std::span<wchar_t*> arguments, std::span<const Row> rows) {
+inline int answer(int count, wchar_t** words, std::span<const Row> rows) {
+    const std::span<wchar_t*> arguments(words, static_cast<std::size_t>(count));
     require(arguments.size() >= 4, "reading ROW ROUNDS SIZE...");
     SetEnvironmentVariableW(L"LARKSPINE_INDEX_DIRECTORY",
                             (scratch_folder() + L"\\indexes").c_str());

@@ -16,20 +16,18 @@
 namespace {
 
 using namespace larkspine;
-using bench::require;
-using bench::Round;
-using bench::seconds_for;
+using namespace larkspine::bench;
 
 std::wstring make_tree(std::uint64_t size) {
-    const std::wstring root = bench::scratch_folder() + L"\\tree" + std::to_wstring(size);
-    const std::vector<std::wstring> folders = bench::make_folders(root, (size + 99) / 100);
-    bench::FileMaker maker(1);
+    const std::wstring root = scratch_folder() + L"\\tree" + std::to_wstring(size);
+    const std::vector<std::wstring> folders = make_folders(root, (size + 99) / 100);
+    FileMaker maker(1);
     std::mt19937_64 random(1);
     std::uint64_t bytes = 0;
     std::uint64_t content = 0;
     for (std::uint64_t i = 0; i < size; ++i) {
         if (i % 10 != 3 && i % 10 != 6 && i % 10 != 9) {
-            bytes = bench::ordinary_size(random);
+            bytes = ordinary_size(random);
             content = i;
         }
         maker.make(folders[i / 100] + L"\\" + std::to_wstring(i) + L".data", bytes, content);
@@ -38,7 +36,7 @@ std::wstring make_tree(std::uint64_t size) {
 }
 
 std::wstring program_path() {
-    std::wstring path = bench::own_path();
+    std::wstring path = own_path();
     for (int i = 0; i < 2; ++i)
         path.resize(path.rfind(L'\\'));
     return path + L"\\larkspine.exe";
@@ -57,15 +55,14 @@ void remove_indexes() {
     while (FindNextFileW(listing.get(), &found));
 }
 
-bench::Ask second_run(std::uint64_t size) {
+Ask second_run(std::uint64_t size) {
     const std::wstring root = make_tree(size);
     return [root] {
-        const std::wstring reports = bench::scratch_folder() + L"\\reports";
-        bench::make_folder(reports);
+        const std::wstring reports = scratch_folder() + L"\\reports";
+        make_folder(reports);
         const std::wstring program = program_path();
         const auto run = [&] {
-            (void)bench::output_of(program, L"larkspine " + root + L" --workers 4",
-                                   reports.c_str());
+            (void)output_of(program, L"larkspine " + root + L" --workers 4", reports.c_str());
         };
         remove_indexes();
         Round round;
@@ -75,10 +72,10 @@ bench::Ask second_run(std::uint64_t size) {
     };
 }
 
-constexpr bench::Row rows[] = {{L"second-run", second_run}};
+constexpr Row rows[] = {{L"second-run", second_run}};
 
 }  // namespace
 
 int wmain(int count, wchar_t** arguments) {
-    return bench::answer({arguments, static_cast<std::size_t>(count)}, rows);
+    return answer(count, arguments, rows);
 }

@@ -41,9 +41,7 @@
 namespace {
 
 using namespace larkspine;
-using bench::require;
-using bench::Round;
-using bench::seconds_for;
+using namespace larkspine::bench;
 using detail::FileCandidate;
 using detail::IndexSnapshot;
 using testing::FakeLargeVolume;
@@ -122,7 +120,7 @@ void save_index_of(const FakeLargeVolume& volume) {
     require(folders.size() == volume.folders() && detail::save_index(snapshot), "saving the index");
 }
 
-bench::Ask fast_path(std::uint64_t size) {
+Ask fast_path(std::uint64_t size) {
     const VolumeOfSize of_size(size);
     save_index_of(of_size.make());
     return [of_size] {
@@ -188,7 +186,7 @@ class FirstQuestion {
   public:
     void note() {
         if (!asked_.exchange(true))
-            at_ = bench::now();
+            at_ = now();
     }
     [[nodiscard]] double at() const { return at_; }
 
@@ -242,7 +240,7 @@ double table_alone(const FakeLargeVolume& volume) {
     IndexSnapshot snapshot;
     ScanStatistics statistics;
     ScanProgress progress;
-    const double start = bench::now();
+    const double start = now();
     try {
         (void)detail::scan_ntfs_mft(volume.root(), snapshot, statistics, progress, pool);
         require(false, "ending the scan");
@@ -252,7 +250,7 @@ double table_alone(const FakeLargeVolume& volume) {
     return first.at() - start;
 }
 
-bench::Ask table(std::uint64_t size) {
+Ask table(std::uint64_t size) {
     const VolumeOfSize of_size(size);
     auto answers = std::make_shared<const Answers>(record_answers(of_size.make()));
     return [of_size, answers] {
@@ -289,7 +287,7 @@ double empty_jobs(worker_pool& pool, std::uint64_t count) {
     return seconds;
 }
 
-bench::Ask metadata(std::uint64_t size) {
+Ask metadata(std::uint64_t size) {
     const VolumeOfSize of_size(size);
     return [of_size] {
         const FakeLargeVolume volume = of_size.make();
@@ -307,13 +305,13 @@ bench::Ask metadata(std::uint64_t size) {
                     statistics.files == volume.files(),
                 "scan_ntfs_mft");
         Round round;
-        round.ours = bench::now() - first.at();
+        round.ours = now() - first.at();
         round.beside = empty_jobs(pool, volume.files());
         return round;
     };
 }
 
-bench::Ask delta(std::uint64_t size) {
+Ask delta(std::uint64_t size) {
     const VolumeOfSize of_size(size);
     save_index_of(of_size.make());
     return [of_size] {
@@ -342,11 +340,11 @@ bench::Ask delta(std::uint64_t size) {
     };
 }
 
-constexpr bench::Row rows[] = {
+constexpr Row rows[] = {
     {L"fast-path", fast_path}, {L"table", table}, {L"metadata", metadata}, {L"delta", delta}};
 
 }  // namespace
 
 int wmain(int count, wchar_t** arguments) {
-    return bench::answer({arguments, static_cast<std::size_t>(count)}, rows);
+    return answer(count, arguments, rows);
 }

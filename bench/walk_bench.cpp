@@ -17,9 +17,7 @@
 namespace {
 
 using namespace larkspine;
-using bench::require;
-using bench::Round;
-using bench::seconds_for;
+using namespace larkspine::bench;
 
 constexpr std::uint64_t files_per_folder = 25;
 
@@ -45,11 +43,10 @@ std::uint64_t count_files(const std::wstring& root) {
     return files;
 }
 
-bench::Ask walk(std::uint64_t size) {
-    const std::wstring root =
-        to_long_path(bench::scratch_folder() + L"\\walk" + std::to_wstring(size));
-    const std::vector<std::wstring> folders = bench::make_folders(root, size / files_per_folder);
-    bench::FileMaker maker(0);
+Ask walk(std::uint64_t size) {
+    const std::wstring root = to_long_path(scratch_folder() + L"\\walk" + std::to_wstring(size));
+    const std::vector<std::wstring> folders = make_folders(root, size / files_per_folder);
+    FileMaker maker(0);
     for (std::uint64_t i = 0; i < size; ++i)
         maker.make(folders[i % folders.size()] + L"\\document-" + std::to_wstring(i) + L".data", 0,
                    i);
@@ -69,10 +66,10 @@ bench::Ask walk(std::uint64_t size) {
     };
 }
 
-constexpr bench::Row rows[] = {{L"walk", walk}};
+constexpr Row rows[] = {{L"walk", walk}};
 
 }  // namespace
 
 int wmain(int count, wchar_t** arguments) {
-    return bench::answer({arguments, static_cast<std::size_t>(count)}, rows);
+    return answer(count, arguments, rows);
 }

@@ -24,8 +24,7 @@
 namespace {
 
 using namespace larkspine;
-using bench::require;
-using bench::Round;
+using namespace larkspine::bench;
 using detail::FileCandidate;
 using detail::IndexSnapshot;
 using testing::hooks;
@@ -76,11 +75,9 @@ class ListedTree {
         const std::uint64_t number = next_++;
         std::wstring name = std::to_wstring(number);
         if (is_root_)
-            name.append(
-                bench::made_path_length - 2 - bench::made_name_length - root_.size() - name.size(),
-                L'f');
+            name.append(made_path_length - 2 - made_name_length - root_.size() - name.size(), L'f');
         else
-            name = std::wstring(bench::made_name_length - 5 - name.size(), L'n') + name + L".data";
+            name = std::wstring(made_name_length - 5 - name.size(), L'n') + name + L".data";
         *found = {};
         found->dwFileAttributes = is_root_ ? FILE_ATTRIBUTE_DIRECTORY : FILE_ATTRIBUTE_ARCHIVE;
         found->nFileSizeLow = static_cast<DWORD>(1 + number * 0x9e3779b97f4a7c15 % 1'000'000);
@@ -107,7 +104,7 @@ void save_index_of(const ListedTree& tree) {
     for (FileCandidate& entry : snapshot.entries) {
         entry.file_id.low = entry.last_write_time;
         entry.has_file_id = true;
-        bench::fill_randomly(entry.sample_digest, random);
+        fill_randomly(entry.sample_digest, random);
         entry.full_digest = entry.sample_digest;
         entry.has_sample_digest = entry.has_full_digest = true;
     }
@@ -117,7 +114,7 @@ void save_index_of(const ListedTree& tree) {
 // The second process: scans or only loads.
 int print_own_peak(std::wstring_view what, std::uint64_t files) {
     const ListedTree tree(files);
-    const std::uint64_t before = bench::peak_memory();
+    const std::uint64_t before = peak_memory();
     if (what == L"scan") {
         ScanProgress progress;
         const ScanResult result = scan({.root = tree.root(), .workers = 2}, progress);
@@ -128,15 +125,15 @@ int print_own_peak(std::wstring_view what, std::uint64_t files) {
         const std::optional<IndexSnapshot> snapshot = detail::load_index(tree.root());
         require(snapshot && snapshot->entries.size() == files, "loading");
     }
-    std::printf("%llu\n", static_cast<unsigned long long>(bench::peak_memory() - before));
+    std::printf("%llu\n", static_cast<unsigned long long>(peak_memory() - before));
     return 0;
 }
 
 double peak_of(const std::wstring& arguments) {
-    return std::strtod(bench::output_of_self(arguments).c_str(), nullptr);
+    return std::strtod(output_of_self(arguments).c_str(), nullptr);
 }
 
-bench::Ask memory(std::uint64_t size) {
+Ask memory(std::uint64_t size) {
     require(size % files_per_folder == 0, "filling every folder");
     save_index_of(ListedTree(size));
     return [size] {
@@ -149,7 +146,7 @@ bench::Ask memory(std::uint64_t size) {
     };
 }
 
-constexpr bench::Row rows[] = {{L"memory-walk", memory}};
+constexpr Row rows[] = {{L"memory-walk", memory}};
 
 }  // namespace
 
@@ -157,5 +154,5 @@ int wmain(int count, wchar_t** arguments) {
     const std::wstring_view what = count > 1 ? arguments[1] : L"";
     if (count == 3 && (what == L"scan" || what == L"load"))
         return print_own_peak(what, std::wcstoull(arguments[2], nullptr, 10));
-    return bench::answer({arguments, static_cast<std::size_t>(count)}, rows);
+    return answer(count, arguments, rows);
 }
