@@ -7,16 +7,26 @@
 #include <random>
 #include <string>
 
+#include "base/file_identity.h"
 #include "base/scan_records.h"
 
 namespace larkspine::bench {
 
 inline constexpr std::size_t made_path_length = 80;
 inline constexpr std::size_t made_name_length = 20;
+inline constexpr std::uint32_t made_volume_serial = 0x44000000;
 
-inline void fill_randomly(blake3_digest& digest, std::mt19937_64& random) {
-    for (std::uint8_t& byte : digest.bytes)
+// The identity of the file with that number.
+inline void fill_identity(detail::FileCandidate& entry, std::size_t number) {
+    detail::set_identity(entry, made_volume_serial, number);
+}
+
+// Both digests; they are equal.
+inline void fill_digests(detail::FileCandidate& entry, std::mt19937_64& random) {
+    for (std::uint8_t& byte : entry.sample_digest.bytes)
         byte = static_cast<std::uint8_t>(random());
+    entry.full_digest = entry.sample_digest;
+    entry.has_sample_digest = entry.has_full_digest = true;
 }
 
 // Without the C library's wide functions: on the host, wchar_t is too short for them.
@@ -33,16 +43,12 @@ inline void fill_entry(detail::FileCandidate& entry, std::size_t number, std::mt
     folder.append(made_path_length - 1 - made_name_length - folder.size(), L'f');
     entry.path = folder + L"\\" + name;
     entry.name = name;
-    entry.volume_serial = 0x44000000;
-    entry.file_id = {number, 0};
-    entry.has_file_id = true;
+    fill_identity(entry, number);
     entry.attributes = 0x20;
     entry.size = 1 + random() % 1'000'000;
     entry.creation_time = random();
     entry.last_write_time = random();
-    fill_randomly(entry.sample_digest, random);
-    entry.full_digest = entry.sample_digest;
-    entry.has_sample_digest = entry.has_full_digest = true;
+    fill_digests(entry, random);
 }
 
 [[nodiscard]] inline detail::IndexSnapshot made_snapshot(std::size_t files) {

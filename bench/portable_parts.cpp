@@ -67,7 +67,7 @@ void measured(Part&& part) {
 
 constexpr std::uint64_t root_reference = testing::root_reference;
 constexpr std::uint64_t files_in_a_folder = 100;
-constexpr std::uint64_t volume_serial = 0x44000000;
+constexpr std::uint64_t volume_serial = bench::made_volume_serial;
 const std::wstring root = L"\\\\?\\D:\\bench";
 
 std::uint64_t folder_reference(std::size_t file) {

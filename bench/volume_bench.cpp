@@ -25,6 +25,7 @@
 #include <vector>
 
 #include "base/byte_reader.h"
+#include "base/file_identity.h"
 #include "base/path_forms.h"
 #include "base/read_buffer.h"
 #include "engine/scan_driver.h"
@@ -76,9 +77,7 @@ FileCandidate made_entry(const std::wstring& path, std::uint64_t reference, std:
     FileCandidate entry;
     entry.path = path;
     entry.name = path.substr(path.rfind(L'\\') + 1);
-    entry.volume_serial = static_cast<std::uint32_t>(VolumeSettings().serial);
-    entry.file_id.low = reference;
-    entry.has_file_id = true;
+    detail::set_identity(entry, static_cast<std::uint32_t>(VolumeSettings().serial), reference);
     entry.record_id = parent;
     entry.attributes = FILE_ATTRIBUTE_ARCHIVE;
     entry.size = (number * 0x9e3779b97f4a7c15) % (std::uint64_t{1} << 40) + 1;

@@ -104,9 +104,7 @@ void save_index_of(const ListedTree& tree) {
     for (FileCandidate& entry : snapshot.entries) {
         entry.file_id.low = entry.last_write_time;
         entry.has_file_id = true;
-        fill_randomly(entry.sample_digest, random);
-        entry.full_digest = entry.sample_digest;
-        entry.has_sample_digest = entry.has_full_digest = true;
+        fill_digests(entry, random);
     }
     require(detail::save_index(snapshot), "save_index");
 }
