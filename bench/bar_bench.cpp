@@ -96,14 +96,12 @@ class TreeMaker {
     }
     void add_pair_of_zeros(std::uint64_t size) {
         for (int i = 0; i < 2; ++i) {
-            const unique_handle file =
-                own_handle(CreateFileW(next_path().c_str(), GENERIC_WRITE, 0, nullptr,
-                                       CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
+            const unique_handle file = create_file(next_path());
             LARGE_INTEGER end;
             end.QuadPart = static_cast<LONGLONG>(size);
-            require(file && SetFilePointerEx(file.get(), end, nullptr, FILE_BEGIN) &&
-                        SetEndOfFile(file.get()),
-                    "making a large file");
+            require(
+                SetFilePointerEx(file.get(), end, nullptr, FILE_BEGIN) && SetEndOfFile(file.get()),
+                "making a large file");
         }
         count(size);
     }

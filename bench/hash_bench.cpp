@@ -17,6 +17,7 @@
 
 #include "base/path.h"
 #include "base/read_buffer.h"
+#include "base/win32_handle.h"
 #include "engine/content_hashing.h"
 #include "made_files.h"
 #include "rounds.h"
@@ -82,8 +83,7 @@ double hash_all(std::vector<FileCandidate>& files, hash_stage stage, worker_pool
 }
 
 unique_handle open(const std::wstring& path, DWORD flags) {
-    unique_handle file = own_handle(CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ,
-                                                nullptr, OPEN_EXISTING, flags, nullptr));
+    unique_handle file = open_for_reading(path, flags);
     require(file != nullptr, "opening a file");
     return file;
 }

@@ -18,6 +18,7 @@
 #include "base/win32_handle.h"
 #include "base/write_all.h"
 #include "index/index_file.h"
+#include "made_files.h"
 #include "made_snapshot.h"
 #include "rounds.h"
 
@@ -46,8 +47,7 @@ struct Contents {
 
 Contents bare_read(const std::wstring& path) {
     const unique_handle file =
-        own_handle(CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
-                               FILE_ATTRIBUTE_NORMAL | FILE_FLAG_SEQUENTIAL_SCAN, nullptr));
+        open_for_reading(path, FILE_ATTRIBUTE_NORMAL | FILE_FLAG_SEQUENTIAL_SCAN);
     LARGE_INTEGER size = {};
     require(file && GetFileSizeEx(file.get(), &size), "opening the index");
     Contents contents;
@@ -101,9 +101,8 @@ Ask load(std::uint64_t size) {
 }
 
 void bare_write(const std::wstring& path, std::span<const std::byte> bytes) {
-    const unique_handle file = own_handle(CreateFileW(
-        path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
-    require(file && write_all(file.get(), bytes) && FlushFileBuffers(file.get()), "bare write");
+    const unique_handle file = create_file(path);
+    require(write_all(file.get(), bytes) && FlushFileBuffers(file.get()), "bare write");
 }
 
 Ask save(std::uint64_t size) {

@@ -16,6 +16,14 @@
 
 namespace larkspine::bench {
 
+// An empty file, open for writing; ends the program when it cannot be made.
+[[nodiscard]] inline unique_handle create_file(const std::wstring& path) {
+    unique_handle file = own_handle(CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr,
+                                                CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
+    require(file != nullptr, "creating a file");
+    return file;
+}
+
 inline void make_folder(const std::wstring& path) {
     require(CreateDirectoryW(path.c_str(), nullptr) || GetLastError() == ERROR_ALREADY_EXISTS,
             "CreateDirectoryW");
@@ -43,10 +51,7 @@ class FileMaker {
     }
 
     void make(const std::wstring& path, std::uint64_t size, std::uint64_t number) {
-        const unique_handle file =
-            own_handle(CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
-                                   FILE_ATTRIBUTE_NORMAL, nullptr));
-        require(file != nullptr, "creating a file");
+        const unique_handle file = create_file(path);
         block_.front() = number;
         const std::span<const std::byte> bytes = std::as_bytes(std::span(block_));
         for (std::uint64_t left = size; left > 0;) {

@@ -12,6 +12,7 @@
 
 #include "base/win32_handle.h"
 #include "base/write_all.h"
+#include "made_files.h"
 #include "report/results_csv.h"
 #include "rounds.h"
 
@@ -53,9 +54,7 @@ std::shared_ptr<const Text> made_text(std::uint64_t size) {
 void bare_report(const std::wstring& path, const std::vector<std::wstring>& lines) {
     constexpr std::size_t buffer_size = 262'144;
     constexpr std::size_t longest_line = 1'024;
-    const unique_handle file = own_handle(CreateFileW(
-        path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
-    require(file != nullptr, "creating the bare report");
+    const unique_handle file = create_file(path);
     std::vector<char> buffer(buffer_size + longest_line);
     std::size_t used = 0;
     const auto flush = [&] {
