@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "base/path_forms.h"
+#include "support/path_spellings.h"
 
 namespace larkspine::testing {
 namespace {
@@ -30,17 +31,11 @@ bool reference_excluded(const std::wstring& path, const Folders& folders) {
 }
 
 std::vector<std::wstring> generated_paths() {
-    std::vector<std::wstring> paths;
-    for (const std::wstring prefix :
-         {L"", L"\\\\?\\", L"\\\\?\\UNC\\", L"\\\\?\\unc\\", L"\\\\.\\", L"\\\\", L"//"})
-        for (const std::wstring stem :
-             {L"", L"C:", L"C:\\", L"C:\\Windows", L"c:/WINDOWS", L"C:\\Windows.old", L"C:\\Win",
-              L"D:\\Windows", L"D:", L"d:\\idx", L"D:/IDX", L"d:\\idx2", L"Srv\\Share",
-              L"srv/share/Larkspine", L"srv\\share\\LarkspineData", L"C:\\Users\\\xC9"})
-            for (const std::wstring suffix :
-                 {L"", L"\\", L"/", L"\\\\", L"/\\/", L"\\System32", L"/x/", L"\\\\x", L"x", L" "})
-                paths.push_back(prefix + stem + suffix);
-    return paths;
+    return spellings_of(
+        {L"", L"C:", L"C:\\", L"C:\\Windows", L"c:/WINDOWS", L"C:\\Windows.old", L"C:\\Win",
+         L"D:\\Windows", L"D:", L"d:\\idx", L"D:/IDX", L"d:\\idx2", L"Srv\\Share",
+         L"srv/share/Larkspine", L"srv\\share\\LarkspineData", L"C:\\Users\\\xC9"},
+        {L"\\System32", L"/x/", L"\\\\x", L"x", L" "});
 }
 
 TEST(ExclusionsTest, TheSystemFolderOfDriveCAndEverythingBelowAreExcluded) {

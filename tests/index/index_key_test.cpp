@@ -7,6 +7,8 @@
 #include <utility>
 #include <vector>
 
+#include "support/path_spellings.h"
+
 namespace larkspine::testing {
 namespace {
 
@@ -49,18 +51,13 @@ TEST(IndexKeyTest, OnlyTheAsciiCapitalsAreLowered) {
 }
 
 TEST(IndexKeyTest, TrailingBackslashesAreRemovedDownToThreeCodeUnits) {
-    EXPECT_EQ(normalize_index_key(L"c:\\data\\"), L"c:\\data");
-    EXPECT_EQ(normalize_index_key(L"c:\\data\\\\\\"), L"c:\\data");
-    EXPECT_EQ(normalize_index_key(L"c:\\data//"), L"c:\\data");
-    EXPECT_EQ(normalize_index_key(L"c:\\\\\\"), L"c:\\");
-    EXPECT_EQ(normalize_index_key(L"ab\\\\"), L"ab\\");
-    EXPECT_EQ(normalize_index_key(L"\\\\\\\\"), L"\\\\\\");
+    for (const auto& [path, form] : trimmed_paths)
+        EXPECT_EQ(normalize_index_key(path), form) << ::testing::PrintToString(path);
 }
 
 TEST(IndexKeyTest, ADriveRootKeepsItsBackslash) {
-    EXPECT_EQ(normalize_index_key(L"C:\\"), L"c:\\");
-    EXPECT_EQ(normalize_index_key(L"C:/"), L"c:\\");
-    EXPECT_EQ(normalize_index_key(L"c:"), L"c:");
+    for (const auto& [path, form] : drive_roots)
+        EXPECT_EQ(normalize_index_key(path), form) << ::testing::PrintToString(path);
 }
 
 TEST(IndexKeyTest, TheLongPathPrefixIsPartOfTheKey) {
