@@ -15,23 +15,17 @@
 namespace larkspine::testing {
 namespace {
 
-constexpr std::uint32_t created = 0x100;
-
 class UsnDeltaReadingTest : public DeltaVolumeTest {
   protected:
     using DeltaVolumeTest::DeltaVolumeTest;
 
-    void SetUp() override {
-        volume.write(L"a", "text");
-        volume.write(L"f\\b", "text");
-        enumerate_with_digests();
-    }
+    void SetUp() override { enumerate_two_files(); }
 
     // Records with long names, of files outside the tree: more than one answer has room for.
     void journal_several_answers() {
         for (std::uint64_t i = 0; i < 4000; ++i)
-            volume.append_to_journal({make_reference(5000 + i, 1), make_reference(4000, 1), 0, 0,
-                                      created, 0, 0, 0x20, std::wstring(250, L'n')});
+            journal_record(make_reference(5000 + i, 1), make_reference(4000, 1),
+                           usn_reason::file_create, std::wstring(250, L'n'));
     }
 
     void expect_refused() {

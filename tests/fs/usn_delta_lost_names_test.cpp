@@ -60,8 +60,8 @@ TEST_F(UsnDeltaLostNamesTest, AFileMissingFromTheSnapshotIsNotAddedUnderALostNam
 
 TEST_F(UsnDeltaLostNamesTest, EntriesOfTheSameNameInAnotherFolderOrCaseStay) {
     volume.write(L"f\\kept", "text");
-    volume.append_to_journal({volume.reference_of(L"other"), root_reference, 0, 0, 0x800, 0, 0,
-                              FILE_ATTRIBUTE_ARCHIVE, L"KEPT"});
+    journal_record(volume.reference_of(L"other"), root_reference, usn_reason::security_change,
+                   L"KEPT");
     ASSERT_TRUE(apply());
     EXPECT_EQ(named(L"kept") + named(L"KEPT") + named(L"f\\kept"), 3u);
 }

@@ -26,8 +26,9 @@ class UsnDeltaPagesTest : public DeltaVolumeTest {
     // Records deletions of unknown files until `left` bytes of the page are left.
     void fill_page(std::int64_t left) {
         do
-            volume.append_to_journal({make_reference(900, 1), root_reference, 0, 0, 0x80000200, 0,
-                                      0, 0x20, left_of_page() % 16 == 0 ? L"z" : L"zzz"});
+            journal_record(make_reference(900, 1), root_reference,
+                           usn_reason::file_delete | usn_reason::close,
+                           left_of_page() % 16 == 0 ? L"z" : L"zzz");
         while (left_of_page() != left);
     }
 };

@@ -13,24 +13,15 @@ namespace larkspine::testing {
 namespace {
 
 constexpr std::uint32_t folder_attribute = FILE_ATTRIBUTE_DIRECTORY;
-constexpr std::uint32_t created = 0x100;
-constexpr std::uint32_t deleted = 0x80000200;
-constexpr std::uint32_t renamed = 0x2000;
+constexpr std::uint32_t created = usn_reason::file_create;
+constexpr std::uint32_t deleted = usn_reason::file_delete | usn_reason::close;
+constexpr std::uint32_t renamed = usn_reason::rename_new_name;
 
 class UsnDeltaPruningTest : public DeltaVolumeTest {
   protected:
     using DeltaVolumeTest::DeltaVolumeTest;
 
-    void SetUp() override {
-        volume.write(L"a", "text");
-        volume.write(L"f\\b", "text");
-        enumerate_with_digests();
-    }
-
-    void journal(std::uint64_t reference, std::uint64_t parent, std::uint32_t reason,
-                 std::uint32_t attributes, const wchar_t* name) {
-        volume.append_to_journal({reference, parent, 0, 0, reason, 0, 0, attributes, name});
-    }
+    void SetUp() override { enumerate_two_files(); }
 
     // The records change nothing in the snapshot but are counted.
     void expect_unchanged_by(std::uint64_t records) {
@@ -50,19 +41,19 @@ class UsnDeltaPruningTest : public DeltaVolumeTest {
 };
 
 TEST_F(UsnDeltaPruningTest, TheDeletionOfAnUnknownFileChangesNothing) {
-    journal(unknown, root_reference, deleted, 0x20, L"x");
+    journal_record(unknown, root_reference, deleted, L"x");
     expect_unchanged_by(1);
 }
 
 // The record number is in use again: the deleted file is an earlier one.
 TEST_F(UsnDeltaPruningTest, TheDeletionOfAnEarlierFileOfTheSameRecordChangesNothing) {
     const std::uint64_t a = volume.reference_of(L"a");
-    journal(make_reference(record_number(a), 0x7FFF), root_reference, deleted, 0x20, L"x");
+    journal_record(make_reference(record_number(a), 0x7FFF), root_reference, deleted, L"x");
     expect_unchanged_by(1);
 }
 
 TEST_F(UsnDeltaPruningTest, AFileMadeOutsideTheTreeIsNoEntry) {
-    journal(unknown, other, created, 0x20, L"x");
+    journal_record(unknown, other, created, L"x");
     expect_unchanged_by(1);
 }
 
@@ -71,15 +62,15 @@ TEST_F(UsnDeltaPruningTest, KnownFoldersThatBecomeALoopAreGoneWithAllBelow) {
     enumerate_with_digests();
     const std::uint64_t f = volume.reference_of(L"f");
     const std::uint64_t g = volume.reference_of(L"g");
-    journal(f, g, renamed, folder_attribute, L"f");
-    journal(g, f, renamed, folder_attribute, L"g");
+    journal_record(f, g, renamed, L"f", folder_attribute);
+    journal_record(g, f, renamed, L"g", folder_attribute);
     ASSERT_TRUE(apply());
     EXPECT_EQ(paths(), (Paths{L"", L"a"}));
     EXPECT_EQ(statistics.failures, 0u);
 }
 
 TEST_F(UsnDeltaPruningTest, AFileThatLeavesTheTreeIsGone) {
-    journal(volume.reference_of(L"a"), other, renamed, 0x20, L"a");
+    journal_record(volume.reference_of(L"a"), other, renamed, L"a");
     ASSERT_TRUE(apply());
     EXPECT_EQ(paths(), (Paths{L"", L"f", L"f\\b"}));
     EXPECT_EQ(statistics.failures, 0u);
@@ -89,7 +80,8 @@ TEST_F(UsnDeltaPruningTest, AFileThatLeavesTheTreeIsGone) {
 TEST_F(UsnDeltaPruningTest, AFolderThatBecomesAReparsePointIsGone) {
     volume.make_folder(L"g");
     enumerate_with_digests();
-    journal(volume.reference_of(L"g"), root_reference, 0x0010'0000, 0x410, L"g");
+    journal_record(volume.reference_of(L"g"), root_reference, usn_reason::reparse_point_change,
+                   L"g", 0x410);
     ASSERT_TRUE(apply());
     EXPECT_EQ(paths(), (Paths{L"", L"a", L"f", L"f\\b"}));
 }
@@ -121,7 +113,7 @@ TEST_F(UsnDeltaPruningTest, AMissingRootIsMade) {
 }
 
 TEST_F(UsnDeltaPruningTest, ARecordOfTheRootItselfLeavesThePathsAsTheyAre) {
-    journal(root_reference, root_reference, 0x8000, 0x16, L".");
+    journal_record(root_reference, root_reference, usn_reason::basic_info_change, L".", 0x16);
     ASSERT_TRUE(apply());
     EXPECT_EQ(paths(), (Paths{L"", L"a", L"f", L"f\\b"}));
     EXPECT_EQ(entry(L"").attributes, 0x16u);

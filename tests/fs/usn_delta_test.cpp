@@ -115,10 +115,8 @@ TEST_F(UsnDeltaTest, AFolderWithChangedAttributesIsNotQueried) {
 }
 
 TEST_F(UsnDeltaTest, ASecurityChangeOnlyUpdatesTheStamp) {
-    constexpr std::uint32_t security_change = 0x800;
-    const std::int64_t usn =
-        volume.append_to_journal({volume.reference_of(L"a"), root_reference, 0, 0, security_change,
-                                  0, 0, FILE_ATTRIBUTE_ARCHIVE, L"a"});
+    const std::int64_t usn = journal_record(volume.reference_of(L"a"), root_reference,
+                                            usn_reason::security_change, L"a");
     ASSERT_TRUE(apply());
     EXPECT_FALSE(changed);
     EXPECT_EQ(entry(L"a").record_stamp, static_cast<std::uint64_t>(usn));

@@ -36,9 +36,8 @@ class UsnDeltaUnheldTest : public DeltaVolumeTest {
         }
     }
     void journal_link_change(const std::wstring& file) {
-        volume.append_to_journal({volume.reference_of(file), volume.reference_of(folder_of(file)),
-                                  0, 0, usn_reason::hard_link_change | usn_reason::close, 0, 0,
-                                  FILE_ATTRIBUTE_ARCHIVE, std::wstring(name_of(file))});
+        journal_record(volume.reference_of(file), volume.reference_of(folder_of(file)),
+                       usn_reason::hard_link_change | usn_reason::close, name_of(file));
     }
     [[nodiscard]] bool holds(const std::wstring& file) const {
         const Paths all = paths();
@@ -137,15 +136,7 @@ class UsnDeltaGoneTest : public UsnDeltaUnheldTest {
   protected:
     using UsnDeltaUnheldTest::UsnDeltaUnheldTest;
 
-    void SetUp() override {
-        volume.write(L"a", "text");
-        volume.write(L"f\\b", "text");
-        enumerate_with_digests();
-    }
-    void journal(std::uint64_t reference, std::uint64_t parent, std::uint32_t reason,
-                 const wchar_t* name) {
-        volume.append_to_journal({reference, parent, 0, 0, reason, 0, 0, 0x20, name});
-    }
+    void SetUp() override { enumerate_two_files(); }
 
     const std::uint64_t gone = make_reference(700, 9);
 };
@@ -153,7 +144,7 @@ class UsnDeltaGoneTest : public UsnDeltaUnheldTest {
 TEST_F(UsnDeltaGoneTest, AFileThatIsGoneWhenItIsQueriedIsAFailureWhateverItsRecordSays) {
     for (const std::uint32_t reason : usn_reason::repeatable) {
         SCOPED_TRACE(::testing::Message() << std::hex << reason);
-        journal(gone, root_reference, reason, L"gone");
+        journal_record(gone, root_reference, reason, L"gone");
         ASSERT_TRUE(apply());
         EXPECT_EQ(paths(), (Paths{L"", L"a", L"f", L"f\\b"}));
         EXPECT_EQ(asked_for, Paths{L"gone"});
@@ -164,8 +155,8 @@ TEST_F(UsnDeltaGoneTest, AFileThatIsGoneWhenItIsQueriedIsAFailureWhateverItsReco
 
 TEST_F(UsnDeltaGoneTest, AFileThatIsDeletedLaterInTheSliceIsNotQueried) {
     for (const std::uint32_t reason : usn_reason::repeatable)
-        journal(gone, root_reference, reason, L"gone");
-    journal(gone, root_reference, 0x80000200, L"gone");
+        journal_record(gone, root_reference, reason, L"gone");
+    journal_record(gone, root_reference, usn_reason::file_delete | usn_reason::close, L"gone");
     ASSERT_TRUE(apply());
     EXPECT_EQ(paths(), (Paths{L"", L"a", L"f", L"f\\b"}));
     EXPECT_EQ(asked_for, Paths{});
@@ -174,7 +165,7 @@ TEST_F(UsnDeltaGoneTest, AFileThatIsDeletedLaterInTheSliceIsNotQueried) {
 
 TEST_F(UsnDeltaGoneTest, AFileWhoseParentIsGoneTooIsNotQueried) {
     for (const std::uint32_t reason : usn_reason::repeatable)
-        journal(gone, make_reference(701, 3), reason, L"gone");
+        journal_record(gone, make_reference(701, 3), reason, L"gone");
     ASSERT_TRUE(apply());
     EXPECT_EQ(paths(), (Paths{L"", L"a", L"f", L"f\\b"}));
     EXPECT_EQ(asked_for, Paths{});
@@ -221,7 +212,7 @@ TEST_F(UsnDeltaGoneTest, AFolderWithAReusedRecordNumberDoesNotInheritTheOldFolde
     volume.write(L"n\\c", "text");
     ASSERT_EQ(volume.reference_of(L"n\\c"), held + make_reference(0, 1));
     // A late record of the old file, whose parent is the old folder.
-    journal(held, folder, 0x80000800, L"b");
+    journal_record(held, folder, usn_reason::security_change | usn_reason::close, L"b");
     ASSERT_TRUE(apply());
     EXPECT_EQ(paths(), (Paths{L"", L"a", L"n", L"n\\c"}));
     expect_true_to(L"n\\c");

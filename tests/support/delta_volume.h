@@ -3,9 +3,11 @@
 #pragma once
 
 #include <algorithm>
+#include <cstdint>
 #include <gtest/gtest.h>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "base/win32_handle.h"
@@ -25,6 +27,20 @@ class DeltaVolumeTest : public EnumeratedVolumeTest {
         for (detail::FileCandidate& entry : snapshot.entries)
             if ((entry.attributes & detail::attribute_directory) == 0)
                 entry.has_sample_digest = entry.has_full_digest = true;
+    }
+    // The same of a volume with a file `a` and with a file `b` in a folder `f`.
+    void enumerate_two_files() {
+        volume.write(L"a", "text");
+        volume.write(L"f\\b", "text");
+        enumerate_with_digests();
+    }
+
+    // Appends a record to the journal and returns its position. The file need not exist.
+    std::int64_t journal_record(std::uint64_t reference, std::uint64_t parent, std::uint32_t reason,
+                                std::wstring_view name,
+                                std::uint32_t attributes = FILE_ATTRIBUTE_ARCHIVE) {
+        return volume.append_to_journal(
+            {reference, parent, 0, 0, reason, 0, 0, attributes, std::wstring(name)});
     }
 
     // Applies the delta as the driver does. Afterwards only the calls of the delta are recorded.
