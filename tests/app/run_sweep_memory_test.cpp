@@ -3,8 +3,8 @@
 #include <gtest/gtest.h>
 
 #include "app/run_sweep.h"
+#include "app/swept_volume.h"
 #include "base/path_forms.h"
-#include "support/fake_volume.h"
 #include "support/temp_tree.h"
 
 namespace larkspine::testing {
@@ -56,20 +56,12 @@ TEST_F(RunMemorySweepTest, ARunOnAConsoleReportsEveryFailedAllocation) {
     runs.run_quietly();
 }
 
-class RunVolumeMemorySweepTest : public ::testing::Test {
+class RunVolumeMemorySweepTest : public SweptVolumeTest {
   protected:
     RunVolumeMemorySweepTest() {
         for (const wchar_t* name : {L"a", L"f\\b", L"f\\c"})
             volume.write(name, "same");
-        swept.root = volume.root();
-        swept.folder = strip_long_path_prefix(volume.root());
-        swept.options = {L"--workers", L"2"};
         list_files();
-    }
-    void list_files() {
-        swept.files.clear();
-        for (const std::wstring& file : volume.files())
-            swept.files.push_back(volume.path(file));
     }
     void expect_survived() {
         const std::size_t allocations = runs.sweep_allocations(Shortage::once);
@@ -77,11 +69,6 @@ class RunVolumeMemorySweepTest : public ::testing::Test {
         RecordProperty("allocations", static_cast<int>(allocations));
         runs.run_quietly();
     }
-
-    TempTree tree;
-    SweptRun swept;
-    FakeVolume volume{tree};
-    RunSweep runs;
 };
 
 TEST_F(RunVolumeMemorySweepTest, AFirstRunByTheMftReportsEveryFailedAllocation) {

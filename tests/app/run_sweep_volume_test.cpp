@@ -1,17 +1,14 @@
 // Scans of a whole NTFS volume in which each system call fails at each of its uses.
+#include <cstddef>
 #include <gtest/gtest.h>
-#include <string>
-#include <vector>
 
-#include "app/run_sweep.h"
-#include "base/path_forms.h"
-#include "support/fake_volume.h"
+#include "app/swept_volume.h"
 #include "support/temp_tree.h"
 
 namespace larkspine::testing {
 namespace {
 
-class RunVolumeSweepTest : public ::testing::Test {
+class RunVolumeSweepTest : public SweptVolumeTest {
   protected:
     RunVolumeSweepTest() {
         volume.write(L"a", "same");
@@ -20,15 +17,7 @@ class RunVolumeSweepTest : public ::testing::Test {
         volume.write(L"f\\d", "same");
         volume.write(L"f\\big", patterned_bytes(140'000));
         volume.write(L"big", patterned_bytes(140'000));
-        swept.root = volume.root();
-        swept.folder = strip_long_path_prefix(volume.root());
-        swept.options = {L"--workers", L"2"};
         list_files();
-    }
-    void list_files() {
-        swept.files.clear();
-        for (const std::wstring& file : volume.files())
-            swept.files.push_back(volume.path(file));
     }
     void change_the_volume() {
         volume.write(L"new", "same");
@@ -44,11 +33,6 @@ class RunVolumeSweepTest : public ::testing::Test {
         RecordProperty("uses", static_cast<int>(uses));
         EXPECT_EQ(volume.open_handles(), 0u);
     }
-
-    TempTree tree;
-    SweptRun swept;
-    FakeVolume volume{tree};
-    RunSweep runs;
 };
 
 TEST_F(RunVolumeSweepTest, AFirstRunByTheMftSurvivesEveryFailingCall) {
