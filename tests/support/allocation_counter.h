@@ -1,8 +1,7 @@
 // Counts the heap allocations of a thread, for tests of code that promises to make none.
 //
-// The program that links allocation_counter.cpp has its operators new and delete replaced, plain
-// and aligned, one by one over malloc and free. Each thread has its own count, so threads that the
-// test did not start do not disturb it.
+// For programs with replaced operators new and delete (replaced_operators.h). Each thread has its
+// own count, so threads that the test did not start do not disturb it.
 #pragma once
 
 #include <cstdint>

@@ -1,5 +1,5 @@
-// Makes the program's allocations fail. The program that links failing_allocations.cpp has its
-// operators new and delete replaced, plain and aligned, over malloc and free.
+// Makes the program's allocations fail. For programs with replaced operators new and delete
+// (replaced_operators.h).
 //
 // Allocations are counted over all threads while failing is armed. Hooks are exempt: they run on
 // the program's threads without being part of it.
