@@ -2,9 +2,8 @@
 import os
 import unittest
 
-from end_to_end import EndToEnd
-from prefix import Prefix, restricted_launcher
-from program import BANNER_END, Workspace, summary, windows_path
+from end_to_end import EndToEnd, RestrictedPrefix
+from program import BANNER_END, summary, windows_path
 from terminal import BLOCK, Terminal, block_row, percentage
 
 PAUSE = "Appuyez sur Entrée pour fermer Larkspine..."
@@ -121,14 +120,7 @@ class PauseTest(ConsoleCase, unittest.TestCase):
         self.assertNotIn("Appuyez", "\n".join(terminal.rows()))
 
 
-class FailedScanTest(ConsoleCase, unittest.TestCase):
-    @classmethod
-    def setUpClass(cls):
-        cls.shared = Workspace()
-        cls.addClassCleanup(cls.shared.close)
-        cls.prefix = Prefix(cls.shared, launcher=restricted_launcher(cls.shared))
-        cls.addClassCleanup(cls.prefix.close)
-
+class FailedScanTest(RestrictedPrefix, ConsoleCase, unittest.TestCase):
     def test_the_error_message_stands_below_the_block(self):
         self.root.chmod(0)
         terminal = self.terminal(self.display, "--no-index", prefix=self.prefix)

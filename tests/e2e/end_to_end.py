@@ -1,7 +1,8 @@
-"""The steps and assertions of the end-to-end tests, a mixin for test cases."""
+"""The steps and assertions of the end-to-end tests, mixins for test cases."""
 import contextlib
 
 import reference
+from prefix import Prefix, restricted_launcher
 from program import Workspace, lock_helper, summary, windows_path
 
 class EndToEnd:
@@ -60,3 +61,14 @@ class EndToEnd:
         said = "".join(message + "\n" for message in messages)
         self.assertEqual((run.code, run.stderr.decode(), run.after_banner, run.reports),
                          (code, said, b"", ()))
+
+
+class RestrictedPrefix:
+    """The tests of a class share a prefix whose programs obey folder permissions."""
+
+    @classmethod
+    def setUpClass(cls):
+        cls.shared = Workspace()
+        cls.addClassCleanup(cls.shared.close)
+        cls.prefix = Prefix(cls.shared, launcher=restricted_launcher(cls.shared))
+        cls.addClassCleanup(cls.prefix.close)

@@ -3,10 +3,10 @@ import os
 import unittest
 
 import reference
-from end_to_end import EndToEnd
+from end_to_end import EndToEnd, RestrictedPrefix
 from mounts import mount, unmount
-from prefix import Prefix, restricted_launcher
-from program import Workspace, exe, windows_path
+from prefix import Prefix
+from program import exe, windows_path
 
 INVALID = "Les paramètres fournis ne sont pas valides."
 NOT_ACCESSIBLE = "Impossible d’accéder au dossier sélectionné."
@@ -58,15 +58,8 @@ class FolderTest(EndToEnd, unittest.TestCase):
         self.assert_not_accessible(self.display + "\\été 日本")
 
 
-class PermissionTest(EndToEnd, unittest.TestCase):
+class PermissionTest(RestrictedPrefix, EndToEnd, unittest.TestCase):
     """Codes 3 and 4 under file permissions, and scans that permissions do not stop."""
-
-    @classmethod
-    def setUpClass(cls):
-        cls.shared = Workspace()
-        cls.addClassCleanup(cls.shared.close)
-        cls.prefix = Prefix(cls.shared, launcher=restricted_launcher(cls.shared))
-        cls.addClassCleanup(cls.prefix.close)
 
     def scan(self, *options, **settings):
         return super().scan(*options, prefix=self.prefix, **settings)
