@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "app/console_fixture.h"
 #include "support/headless_console.h"
 
 namespace larkspine::testing {
@@ -16,16 +17,12 @@ using Rows = std::vector<std::wstring>;
 constexpr SHORT width = 60;
 constexpr SHORT height = 20;
 
-// The display drawn into a screen buffer of a console that only this process has. The output of
-// the tests themselves still goes to its pipe or file.
-class ProgressDisplayTest : public ::testing::Test {
+class ProgressDisplayTest : public HeadlessConsoleTest {
   protected:
-    static void SetUpTestSuite() { console_ = std::make_unique<HeadlessConsole>(); }
-    static void TearDownTestSuite() { console_.reset(); }
-
     void SetUp() override {
-        if (!console_->available())
-            GTEST_SKIP() << "this process cannot get its own console here";
+        HeadlessConsoleTest::SetUp();
+        if (IsSkipped())
+            return;
         use_screen({width, height});
     }
     void TearDown() override {
@@ -85,7 +82,6 @@ class ProgressDisplayTest : public ::testing::Test {
     std::unique_ptr<ProgressDisplay> display = std::make_unique<ProgressDisplay>();
 
   private:
-    static inline std::unique_ptr<HeadlessConsole> console_;
     HANDLE output_ = GetStdHandle(STD_OUTPUT_HANDLE);
 };
 

@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 
+#include "app/console_fixture.h"
 #include "base/win32_handle.h"
 #include "support/headless_console.h"
 #include "support/temp_tree.h"
@@ -219,16 +220,13 @@ TEST(WideStandardStreamsTest, TheStreamsAreNoLongerSynchronisedWithTheCStreams) 
     EXPECT_FALSE(std::ios_base::sync_with_stdio(false));
 }
 
-// A screen buffer of a console that only this process has. The output of the tests themselves still
-// goes to its pipe or file.
-class WideConsoleOutputTest : public ::testing::TestWithParam<UINT> {
+class WideConsoleOutputTest : public HeadlessConsoleTest,
+                              public ::testing::WithParamInterface<UINT> {
   protected:
-    static void SetUpTestSuite() { console_ = std::make_unique<HeadlessConsole>(); }
-    static void TearDownTestSuite() { console_.reset(); }
-
     void SetUp() override {
-        if (!console_->available())
-            GTEST_SKIP() << "this process cannot get its own console here";
+        HeadlessConsoleTest::SetUp();
+        if (IsSkipped())
+            return;
         screen_ = std::make_unique<ScreenBuffer>();
         ASSERT_TRUE(SetConsoleOutputCP(GetParam()));
     }
@@ -240,7 +238,6 @@ class WideConsoleOutputTest : public ::testing::TestWithParam<UINT> {
     std::wstring row(SHORT number) const { return screen_->row(number); }
 
   private:
-    static inline std::unique_ptr<HeadlessConsole> console_;
     std::unique_ptr<ScreenBuffer> screen_;
 };
 
