@@ -192,26 +192,45 @@ TEST(WorkerPoolTest, AJobsCapturesAreReleasedBeforeTheNextJobOfItsWorker) {
     EXPECT_TRUE(watched.expired());
 }
 
-// Queues `count` jobs behind one that is still running when the pool is stopped. Returns how many
-// of them have run once the pool has stopped.
+// Queues `count` jobs, which wait until the pool is about to be stopped, and `count` more when it
+// is certainly stopping: no worker leaves before. Returns how many have run once the pool has
+// stopped.
 template <typename Stop>
 int jobs_run_by_the_end(int count, const Stop& stop) {
     std::atomic<int> ran{0};
-    auto pool = std::make_unique<worker_pool>(1);
-    std::vector<std::future<void>> done;
-    done.push_back(pool->submit([] { std::this_thread::sleep_for(50ms); }));
-    for (int i = 0; i < count; ++i)
-        done.push_back(pool->submit([&ran] { ++ran; }));
+    auto pool = std::make_unique<worker_pool>(2);
+    const auto queue_jobs = [&ran, &jobs = *pool, count] {
+        for (int i = 0; i < count; ++i)
+            (void)jobs.submit([&ran] { ++ran; });
+    };
+    Meeting busy(3);
+    std::atomic<bool> about_to_stop{false};
+    std::promise<void> worker_left;
+    (void)pool->submit([&busy, &queue_jobs, left = worker_left.get_future().share()] {
+        busy.arrive();
+        left.wait();
+        queue_jobs();
+    });
+    (void)pool->submit([&busy, &about_to_stop, &worker_left] {
+        busy.arrive();
+        // A thread that wakes another is often suspended; the queue could be empty when it goes on.
+        while (!about_to_stop)
+            std::this_thread::yield();
+        worker_left.set_value_at_thread_exit();
+    });
+    busy.arrive();
+    queue_jobs();
+    about_to_stop = true;
     stop(pool);
     return ran.load();
 }
 
 TEST(WorkerPoolTest, ShutdownRunsEveryQueuedJobFirst) {
-    EXPECT_EQ(jobs_run_by_the_end(100, [](auto& pool) { pool->shutdown(); }), 100);
+    EXPECT_EQ(jobs_run_by_the_end(1'000, [](auto& pool) { pool->shutdown(); }), 2'000);
 }
 
 TEST(WorkerPoolTest, TheDestructorRunsEveryQueuedJobFirst) {
-    EXPECT_EQ(jobs_run_by_the_end(100, [](auto& pool) { pool.reset(); }), 100);
+    EXPECT_EQ(jobs_run_by_the_end(1'000, [](auto& pool) { pool.reset(); }), 2'000);
 }
 
 TEST(WorkerPoolTest, ShutdownEndsWorkersThatAreWaiting) {
