@@ -23,7 +23,6 @@ namespace {
 
 constexpr const wchar_t* kept_text =
     L"Analyse interrompue : les empreintes déjà calculées sont conservées dans l’index.\n";
-constexpr const wchar_t* unknown_exception = L"Erreur : exception C++ inconnue.\n";
 
 // Exception messages are narrow; each byte becomes one character. Allocates nothing: the exception
 // may be about memory, and a second one from here would end the program without a message.
@@ -39,6 +38,18 @@ void print_error(const std::exception& error) {
     std::wcerr << L'\n';
 }
 
+// For a handler: prints what could not be finished, and the exception that is being handled.
+void print_handled_exception(const wchar_t* unfinished) {
+    std::wcerr << unfinished;
+    try {
+        throw;
+    } catch (const std::exception& error) {
+        print_error(error);
+    } catch (...) {
+        std::wcerr << L"Erreur : exception C++ inconnue.\n";
+    }
+}
+
 bool is_existing_folder(const std::wstring& path) {
     const DWORD attributes = GetFileAttributesW(path.c_str());
     return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
@@ -51,21 +62,15 @@ struct ScanOutcome {
 };
 
 ScanOutcome scan_with_display(const ScanOptions& options) {
-    constexpr const wchar_t* unfinished = L"L’analyse n’a pas pu être terminée.\n";
     ScanProgress progress;
     ProgressDisplay display;
     ScanInterruption interruption(progress, display);
     ScanOutcome outcome;
     try {
         outcome.result = scan(options, progress);
-    } catch (const std::exception& error) {
-        interruption.finish();
-        std::wcerr << unfinished;
-        print_error(error);
-        return {};
     } catch (...) {
         interruption.finish();
-        std::wcerr << unfinished << unknown_exception;
+        print_handled_exception(L"L’analyse n’a pas pu être terminée.\n");
         return {};
     }
     // Outside of the try block: a failure of the display is not reported as one of the scan.
@@ -132,17 +137,12 @@ int run(int argc, const wchar_t* const* argv) {
 }
 
 int run_guarded(int argc, const wchar_t* const* argv) {
-    constexpr const wchar_t* unfinished = L"Larkspine n’a pas pu terminer l’opération.\n";
     int code = exit_exception;
     try {
         code = run(argc, argv);
-    } catch (const std::exception& error) {
-        show_console_cursor();
-        std::wcerr << unfinished;
-        print_error(error);
     } catch (...) {
         show_console_cursor();
-        std::wcerr << unfinished << unknown_exception;
+        print_handled_exception(L"Larkspine n’a pas pu terminer l’opération.\n");
     }
     flush_and_pause();
     return code;
