@@ -37,14 +37,14 @@ inline void set_identity(FileCandidate& entry, std::uint64_t volume_serial,
     entry.has_file_id = true;
 }
 
+// 2^64 divided by the golden ratio, odd: multiplying by it spreads dense small numbers.
+inline constexpr std::uint64_t hash_multiplier = 0x9e3779b97f4a7c15;
+
 struct FileIdentityHash {
     [[nodiscard]] std::size_t operator()(const FileIdentity& identity) const noexcept {
-        // Identifiers are dense small numbers; multiplying by an odd constant (2^64 divided by the
-        // golden ratio) spreads them.
-        constexpr std::uint64_t odd = 0x9e3779b97f4a7c15;
         std::uint64_t hash = identity.volume_serial;
-        hash = (hash ^ identity.file_id.high) * odd;
-        hash = (hash ^ identity.file_id.low) * odd;
+        hash = (hash ^ identity.file_id.high) * hash_multiplier;
+        hash = (hash ^ identity.file_id.low) * hash_multiplier;
         return hash ^ (hash >> 32);
     }
 };

@@ -20,14 +20,13 @@ std::uint32_t high_half(std::uint64_t hash) noexcept {
 
 // Four code units a step: half of making an index is hashing.
 std::uint64_t hash_of(const ComparisonForm& form) noexcept {
-    constexpr std::uint64_t odd = 0x9e3779b97f4a7c15;  // 2^64 divided by the golden ratio
     constexpr std::size_t step = 4;
     std::uint64_t hash = form.size();
     for (std::size_t i = 0; i < form.size(); i += step) {
         std::uint64_t units = 0;
         for (std::size_t j = i; j < std::min(i + step, form.size()); ++j)
             units = units << 16 | static_cast<std::uint16_t>(form.at(j));
-        hash = (hash ^ units) * odd;
+        hash = (hash ^ units) * hash_multiplier;
         hash ^= hash >> 32;
     }
     return hash;
