@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cstddef>
+#include <cstdint>
 #include <gtest/gtest.h>
 #include <iterator>
 #include <string>
@@ -161,26 +162,66 @@ TEST_F(CandidatePipelineCallsTest, RowsThatComeSortedAreComparedOnceEachAndOther
     EXPECT_EQ(groups(), std::vector<Names>(2, sorted));
 }
 
-// Sorting two million names takes nine seconds: too long to wait after Ctrl+C.
-TEST_F(CandidatePipelineCallsTest, AStopWhileManyNamesAreSortedEndsTheSortEarly) {
-    constexpr std::size_t files = 150'000;
-    constexpr std::size_t units = 20'000;  // no two names differ first in an ASCII character
-    std::vector<detail::FileCandidate> many(files);
-    std::vector<detail::FileCandidate*> group;
-    for (std::size_t i = 0; i < files; ++i) {
-        many[i].path = {static_cast<wchar_t>(0x4E00 + i % units),
-                        static_cast<wchar_t>(0x4E00 + i / units)};
-        group.push_back(&identify(many[i], 0, i));
+// So many names that they are sorted in three runs, which are then merged.
+class ManyNamesTest : public CandidatePipelineCallsTest {
+  protected:
+    static constexpr std::size_t files = 70'000;
+
+    // Names that differ in two characters beyond ASCII, so that the system compares them. They are
+    // given in another order than that of their paths.
+    ManyNamesTest() : many_(files) {
+        for (std::size_t place = 0; place < files; ++place) {
+            const std::size_t i = place * 7'919 % files;
+            many_[place].path = {static_cast<wchar_t>(0x4E00 + i / units),
+                                 static_cast<wchar_t>(0x4E00 + i % units)};
+            group_.push_back(&identify(many_[place], 0, place));
+        }
+        hooks().CompareStringOrdinal = [this](auto... arguments) {
+            if (++comparisons == stop_at)
+                stop_ = true;
+            return real_imports().CompareStringOrdinal(arguments...);
+        };
     }
-    std::atomic<bool> stop{false};
+
+    // The paths of the survivors.
+    std::vector<std::wstring> collapse() {
+        comparisons = 0;
+        std::vector<std::wstring> paths;
+        for (const auto* survivor : detail::collapse_hardlinks(group_, statistics, stop_))
+            paths.push_back(survivor->path);
+        return paths;
+    }
+
     std::size_t comparisons = 0;
-    hooks().CompareStringOrdinal = [&](auto... arguments) {
-        ++comparisons;
-        stop = true;
-        return real_imports().CompareStringOrdinal(arguments...);
-    };
-    EXPECT_TRUE(detail::collapse_hardlinks(group, statistics, stop).empty());
-    EXPECT_LT(comparisons, files * 5);
+    std::size_t stop_at = SIZE_MAX;
+
+  private:
+    static constexpr std::size_t units = 20'000;
+    std::vector<detail::FileCandidate> many_;
+    std::vector<detail::FileCandidate*> group_;
+    std::atomic<bool> stop_{false};
+};
+
+TEST_F(ManyNamesTest, TheSurvivorsAreInPathOrder) {
+    const std::vector<std::wstring> paths = collapse();
+    EXPECT_EQ(paths.size(), files);
+    EXPECT_TRUE(std::ranges::is_sorted(paths));
+    EXPECT_EQ(std::ranges::adjacent_find(paths), paths.end());
+}
+
+// Sorting two million names takes nine seconds: too long to wait after Ctrl+C.
+TEST_F(ManyNamesTest, AStopWhileTheRunsAreSortedEndsTheSortEarly) {
+    stop_at = 1;
+    EXPECT_TRUE(collapse().empty());
+    EXPECT_LT(comparisons, files * 10);
+}
+
+TEST_F(ManyNamesTest, AStopWhileTheRunsAreMergedEndsTheSortEarly) {
+    collapse();
+    const std::size_t all = comparisons;
+    stop_at = all - files * 3 / 2;  // the first of two merges, each of up to one comparison a name
+    EXPECT_TRUE(collapse().empty());
+    EXPECT_LT(comparisons, all);
 }
 
 }  // namespace
