@@ -213,7 +213,8 @@ int jobs_run_by_the_end(int count, const Stop& stop) {
     });
     (void)pool->submit([&busy, &about_to_stop, &worker_left] {
         busy.arrive();
-        // A thread that wakes another is often suspended; the queue could be empty when it goes on.
+        // Polls, since a thread that wakes a blocked one may be suspended, and the other worker
+        // could empty the queue before the stop.
         while (!about_to_stop)
             std::this_thread::yield();
         worker_left.set_value_at_thread_exit();
