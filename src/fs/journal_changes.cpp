@@ -41,14 +41,21 @@ struct NameInFolderHash {
     }
 };
 
-// The folders in which a change gave a file its name.
+// The folders in which a change gave an entry its name.
 ReferenceSet folders_named_in(const std::vector<JournalChange>& changes, const RecordMap& records) {
     ReferenceSet folders;
     for (const JournalChange& change : changes)
-        if (const auto named = records.find(change.file_reference);
-            named != records.end() && !is_folder(named->second.attributes))
+        if (const auto named = records.find(change.file_reference); named != records.end())
             folders.insert(named->second.record_id);
     return folders;
+}
+
+// Of two entries with one name, the one that has it: a folder, which has no other name, or else the
+// one with the later record.
+bool has_the_name(const FileCandidate& a, const FileCandidate& b) {
+    if (is_folder(a.attributes) != is_folder(b.attributes))
+        return is_folder(a.attributes);
+    return a.record_stamp > b.record_stamp;
 }
 
 // Builds the path of one entry; false when its chain of parents does not reach the root. Follows
@@ -159,13 +166,13 @@ bool erase_lost_names(const std::vector<JournalChange>& changes, RecordMap& reco
     std::unordered_map<NameInFolder, Holder, NameInFolderHash> holders;
     std::vector<std::uint64_t> lost;
     for (const auto& entry : records) {
-        const FileCandidate& file = entry.second;
-        if (is_folder(file.attributes) || !folders.contains(file.record_id))
+        const FileCandidate& named = entry.second;
+        if (!folders.contains(named.record_id))
             continue;
-        Holder& holder = holders[{file.record_id, file.name}];
+        Holder& holder = holders[{named.record_id, named.name}];
         if (holder == nullptr) {
             holder = &entry;
-        } else if (holder->second.record_stamp < file.record_stamp) {
+        } else if (has_the_name(named, holder->second)) {
             lost.push_back(holder->first);
             holder = &entry;
         } else {

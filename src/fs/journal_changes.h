@@ -41,10 +41,10 @@ bool apply_journal_change(JournalChange&& change, std::uint64_t volume_serial, R
 void rebuild_paths(const std::wstring& root, const VolumeIdentity& volume,
                    std::span<const std::wstring> index_folders, RecordMap& records);
 
-// Erases entries whose name another file has taken. A file with several links keeps the name of its
-// last record, also when that link was removed; a later file may have the same name in the same
-// folder. Of two such entries the one with the older record goes. Only folders that one of
-// `changes` names are looked at. True when an entry was erased.
+// Erases entries whose name another file or a folder has taken. A file with several links keeps the
+// name of its last record, also when that link was removed; a later entry may have the same name in
+// the same folder. Of two such files the one with the older record goes; a folder stays. Only
+// folders in which one of `changes` names an entry are looked at. True when an entry was erased.
 bool erase_lost_names(const std::vector<JournalChange>& changes, RecordMap& records);
 
 }  // namespace larkspine::detail

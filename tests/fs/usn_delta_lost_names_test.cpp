@@ -48,6 +48,27 @@ TEST_F(UsnDeltaLostNamesTest, ALostNameThatANewFileTakesBeforeALaterDeltaBelongs
     EXPECT_TRUE(changed);
 }
 
+TEST_F(UsnDeltaLostNamesTest, ALostNameThatAFolderTookIsNoFile) {
+    volume.remove(L"f\\lost");
+    volume.make_folder(L"f\\lost");
+    volume.write(L"f\\lost\\below", "new");
+    ASSERT_TRUE(apply());
+    EXPECT_EQ(named(L"f\\lost"), 1u);
+    EXPECT_EQ(entry(L"f\\lost").attributes, FILE_ATTRIBUTE_DIRECTORY);
+    EXPECT_EQ(named(L"f\\lost\\below"), 1u);
+    EXPECT_TRUE(changed);
+}
+
+TEST_F(UsnDeltaLostNamesTest, ALostNameThatAFolderTakesBeforeALaterDeltaIsNoFile) {
+    volume.remove(L"f\\lost");
+    ASSERT_TRUE(apply());
+    volume.make_folder(L"f\\lost");
+    ASSERT_TRUE(apply());
+    EXPECT_EQ(named(L"f\\lost"), 1u);
+    EXPECT_EQ(entry(L"f\\lost").attributes, FILE_ATTRIBUTE_DIRECTORY);
+    EXPECT_TRUE(changed);
+}
+
 TEST_F(UsnDeltaLostNamesTest, AFileMissingFromTheSnapshotIsNotAddedUnderALostName) {
     std::erase_if(snapshot.entries, [](const auto& held) { return held.name == L"kept"; });
     volume.remove(L"f\\lost");
