@@ -221,6 +221,14 @@ TEST(PathLessTest, ReadsNothingBeyondTheEndOfTheView) {
     const std::wstring_view b = std::wstring_view(L"same-2").substr(0, 4);
     EXPECT_FALSE(path_less(a, b));
     EXPECT_FALSE(path_less(b, a));
+    // What follows the shorter view in memory is what the longer one has there.
+    const std::wstring longer = L"C:\\same-text";
+    const std::wstring copy = longer;
+    for (std::size_t length = 0; length < longer.size(); ++length) {
+        const std::wstring_view shorter = std::wstring_view(copy).substr(0, length);
+        EXPECT_TRUE(path_less(shorter, longer)) << length;
+        EXPECT_FALSE(path_less(longer, shorter)) << length;
+    }
 }
 
 }  // namespace
