@@ -69,6 +69,19 @@ TEST_F(UsnDeltaLostNamesTest, ALostNameThatAFolderTakesBeforeALaterDeltaIsNoFile
     EXPECT_TRUE(changed);
 }
 
+// A handle that was opened by the lost name still journals under it.
+TEST_F(UsnDeltaLostNamesTest, AFolderKeepsItsNameAgainstALaterRecordOfAFile) {
+    const std::uint64_t file = volume.reference_of(L"f\\lost");
+    volume.remove(L"f\\lost");
+    volume.make_folder(L"f\\lost");
+    volume.write(L"f\\lost\\below", "new");
+    journal_record(file, volume.reference_of(L"f"), usn_reason::security_change, L"lost");
+    ASSERT_TRUE(apply());
+    EXPECT_EQ(named(L"f\\lost"), 1u);
+    EXPECT_EQ(entry(L"f\\lost").attributes, FILE_ATTRIBUTE_DIRECTORY);
+    EXPECT_EQ(named(L"f\\lost\\below"), 1u);
+}
+
 TEST_F(UsnDeltaLostNamesTest, AFileMissingFromTheSnapshotIsNotAddedUnderALostName) {
     std::erase_if(snapshot.entries, [](const auto& held) { return held.name == L"kept"; });
     volume.remove(L"f\\lost");
